@@ -40,6 +40,15 @@ struct SOPTION {
   int optlen;
 };
 
+// Build metadata, zero-filled texts. `tkvercn1` copies the module's whole record.
+struct TKVERCN {
+  char product[16];
+  char version[20];
+  char builddate[24];
+};
+
+using ModuleVersionFn = void(TKVERCN* version);
+
 // `mcn_main`: called once, right after the image is loaded and before anything else in it. The
 // anchor record must stay where it is for as long as the image is loaded.
 using ModuleConnectFn = VIMODCON*(ptr* gcbanchor, ptr pidb);

@@ -37,13 +37,15 @@ struct Forward<Service, R(A..., ...)> {
 
 }  // namespace forward
 
-#define SERVICE(NAME, VECTOR, SLOT, RESULT, PARAMETERS)                             \
+#define SERVICE(NAME, VECTOR, SLOT, RESULT, PARAMETERS)                           \
   inline constexpr forward::Forward<service::NAME> _##NAME##_##VECTOR##_##SLOT{}; \
   inline constexpr const auto& NAME = _##NAME##_##VECTOR##_##SLOT;
 #include "host/services.def"
 #undef SERVICE
 
-inline TASK* current_task() { return static_cast<TASK*>(v_global_gcb_anchor[kAnchorTask]); }
+inline TASK* current_task() {
+  return static_cast<TASK*>(v_global_gcb_anchor[kAnchorTask]);
+}
 inline YAKGCBSTR* global_control_block() {
   return static_cast<YAKGCBSTR*>(v_global_gcb_anchor[kAnchorGlobal]);
 }

@@ -1,0 +1,106 @@
+// fileref: remote files as records.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <functional>
+#include <system_error>
+
+#include "cli/report.h"
+#include "cli/request.h"
+#include "fileref/version.h"
+
+namespace {
+
+struct Command {
+  const char* name;
+  const char* summary;
+  const char* help;
+  const char* what_failed;
+  int (*run)(const cli::Request&);
+};
+
+constexpr Command kCommands[] = {
+    {"read", "Print the records of a remote file",
+     "Fetches a remote file and prints its records, each with a line feed; with RECFM=S the bytes "
+     "as they are.",
+     "cannot read", &cli::read},
+    {"write", "Write standard input to a remote file",
+     "Takes each line of standard input as a record, with RECFM=S the bytes as they are, and sends "
+     "them as a remote file.",
+     "cannot write", &cli::write},
+};
+
+constexpr const char* kTargets =
+    "\nTargets:\n"
+    "  sftp://[USER@]HOST[:PORT]/PATH  a file on a server; /~/PATH starts at the login directory\n"
+    "  local:PATH                      a file here, through the file server program, no network\n"
+    "\nOptions of -o, several in one text or several -o:\n"
+    "  RECFM=V|F|S    records are lines, fixed in length, or a stream of bytes (V)\n"
+    "  LRECL=N        longest record in bytes (32767; F: 256)\n"
+    "  ENCODING=NAME  encoding of the remote text\n"
+    "  USER= HOST=    as in the target\n"
+    "  CD='DIR'       remote directory to enter first; NEW makes it when it is missing\n"
+    "  OPTIONS='...'  words for the client's command line; OPTIONSX='...' the same, never shown\n"
+    "  PATH='...'     the client program (sftp)\n"
+    "\nExit status: 0 done, 1 failed, 2 used wrongly.\n";
+
+int run(const Command& command, const cli::Request& request) {
+  const std::string what = fmt::format("{} {}", command.what_failed, cli::one_line(request.target));
+  try {
+    return command.run(request);
+  } catch (const cli::WrongUse& error) {
+    fmt::print(stderr, "fileref: {}\n  Try fileref {} --help.\n", error.what(), command.name);
+    return cli::kWrongUse;
+  } catch (const fileref::Failure& failure) {
+    fmt::print(stderr, "{}", cli::describe(what, failure));
+  } catch (const std::system_error& error) {
+    if (error.code() == std::errc::broken_pipe) {
+      // Everything is cleaned up: end as any filter does whose reader has gone.
+      std::signal(SIGPIPE, SIG_DFL);
+      std::raise(SIGPIPE);
+    }
+    fmt::print(stderr, "fileref: {}\n  {}\n", what, error.what());
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "fileref: {}\n  {}\n", what, error.what());
+  }
+  return cli::kFailed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  CLI::App app{"Remote files as records, over the sftp client you already trust."};
+  app.name("fileref");
+  app.set_version_flag("--version", "fileref " FILEREF_VERSION);
+  app.require_subcommand(1);
+  app.footer(kTargets);
+
+  cli::Request request;
+  std::function<int()> chosen;
+  for (const Command& command : kCommands) {
+    CLI::App* sub = app.add_subcommand(command.name, command.summary);
+    sub->description(command.help);
+    sub->footer(kTargets);
+    sub->add_option("TARGET", request.target, "The remote file")->required();
+    sub->add_option("-o", request.options, "Options, as in an assignment")
+        ->type_name("TEXT")
+        ->allow_extra_args(false);
+    sub->add_option("--log", request.log_path, "Write the host log and the client's journal here")
+        ->type_name("FILE");
+    sub->callback([&chosen, &command, &request] {
+      chosen = [&command, &request] { return run(command, request); };
+    });
+  }
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& success) {
+    return app.exit(success);
+  } catch (const CLI::ParseError& error) {
+    app.exit(error);
+    return cli::kWrongUse;
+  }
+  return chosen();
+}

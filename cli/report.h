@@ -1,0 +1,24 @@
+// Tells the user what went wrong.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "fileref/failure.h"
+
+namespace cli {
+
+// The command was used wrongly.
+class WrongUse : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The block for a failure: what failed, the sentence, the code, the client's own words; for a wrong
+// option its text with the place underlined. Ends in a line feed.
+std::string describe(const std::string& what_failed, const fileref::Failure& failure);
+
+// `text` on one line, with control bytes written as \xNN.
+std::string one_line(const std::string& text);
+
+}  // namespace cli

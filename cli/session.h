@@ -1,0 +1,33 @@
+// One fileref for one target, as every command needs it.
+#pragma once
+
+#include "cli/log_file.h"
+#include "cli/report.h"
+#include "cli/request.h"
+#include "fileref/fileref.h"
+
+namespace cli {
+
+constexpr const char* kFileref = "TARGET";
+
+inline fileref::HostOptions host_options(const Request& request) {
+  fileref::HostOptions options;
+  log_to(request.log_path, options);
+  return options;
+}
+
+// The target of a command that needs one file.
+inline fileref::Target file_target(const Request& request) {
+  fileref::Target target;
+  try {
+    target = fileref::Target::parse(request.target);
+  } catch (const std::invalid_argument& error) {
+    throw WrongUse(error.what());
+  }
+  if (target.path.empty() || target.path.back() == '/') {
+    throw WrongUse("\"" + one_line(request.target) + "\" names no file");
+  }
+  return target;
+}
+
+}  // namespace cli

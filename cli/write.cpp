@@ -1,0 +1,70 @@
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <vector>
+
+#include "cli/session.h"
+
+namespace cli {
+namespace {
+
+constexpr std::size_t kPiece = 256 * 1024;
+
+// Reads at most `capacity` bytes of standard input; 0 at its end.
+std::size_t read_input(char* buffer, std::size_t capacity) {
+  for (;;) {
+    const ssize_t count = ::read(STDIN_FILENO, buffer, capacity);
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "standard input");
+  }
+}
+
+void write_bytes(fileref::Output& output) {
+  const auto most = static_cast<std::size_t>(output.record_length());
+  std::vector<char> buffer(std::min(most, kPiece));
+  while (const std::size_t count = read_input(buffer.data(), buffer.size())) {
+    output.write({buffer.data(), count});
+  }
+}
+
+void write_lines(fileref::Output& output) {
+  std::vector<char> buffer(kPiece);
+  std::size_t held = 0;  // bytes of a line that is not complete yet
+  for (;;) {
+    if (held == buffer.size()) buffer.resize(2 * buffer.size());
+    const std::size_t count = read_input(buffer.data() + held, buffer.size() - held);
+    if (count == 0) break;
+    const char* line = buffer.data();
+    const char* end = line + held + count;
+    const char* search = line + held;
+    while (const void* feed = std::memchr(search, '\n', static_cast<std::size_t>(end - search))) {
+      const auto* line_end = static_cast<const char*>(feed);
+      output.write({line, static_cast<std::size_t>(line_end - line)});
+      search = line = line_end + 1;
+    }
+    held = static_cast<std::size_t>(end - line);
+    std::memmove(buffer.data(), line, held);
+  }
+  if (held > 0) output.write({buffer.data(), held});
+}
+
+}  // namespace
+
+int write(const Request& request) {
+  const fileref::Target target = file_target(request);
+  fileref::Host host(host_options(request));
+  host.assign(kFileref, target, request.options);
+  fileref::Output output = host.create(kFileref);
+  if (output.is_stream()) {
+    write_bytes(output);
+  } else {
+    write_lines(output);
+  }
+  output.close();
+  host.deassign(kFileref);
+  return kDone;
+}
+
+}  // namespace cli

@@ -1,0 +1,85 @@
+// Open files: a range of records for input, a taker of records for output.
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <string_view>
+
+#include "fileref/failure.h"
+
+namespace fileref {
+
+class OpenFile;
+
+/// The records of a fetched file, each valid until the next one is read. Its host must outlive it.
+class Input {
+ public:
+  class iterator {
+   public:
+    using iterator_concept = std::input_iterator_tag;
+    using value_type = std::string_view;
+    using difference_type = std::ptrdiff_t;
+
+    explicit iterator(Input* input) : input_(input) { ++*this; }
+    std::string_view operator*() const { return record_; }
+    iterator& operator++() {
+      if (!input_->next(record_)) input_ = nullptr;
+      return *this;
+    }
+    void operator++(int) { ++*this; }
+    friend bool operator==(const iterator& it, std::default_sentinel_t /*end*/) {
+      return it.input_ == nullptr;
+    }
+
+   private:
+    Input* input_;
+    std::string_view record_;
+  };
+
+  explicit Input(std::unique_ptr<OpenFile> file);
+  Input(Input&&) noexcept;
+  Input& operator=(Input&&) noexcept;
+  /// Closes; what fails then goes to the log only.
+  ~Input();
+
+  /// Reads the next record; false at the end. Throws Failure.
+  bool next(std::string_view& record);
+  iterator begin() { return iterator(this); }
+  std::default_sentinel_t end() const { return {}; }
+
+  /// In bytes, as the open settled it.
+  long record_length() const;
+  /// Whether records are pieces of a stream of bytes (RECFM=S).
+  bool is_stream() const;
+  void close();
+
+ private:
+  std::unique_ptr<OpenFile> file_;
+};
+
+/// A remote file being written. Nothing is sent before `close`; an output that is destroyed without
+/// it sends nothing, which the log then says. Its host must outlive it.
+class Output {
+ public:
+  explicit Output(std::unique_ptr<OpenFile> file);
+  Output(Output&&) noexcept;
+  Output& operator=(Output&&) noexcept;
+  ~Output();
+
+  /// Throws Failure; a record that was refused (too long, say) is not written, and the file can be
+  /// written on.
+  void write(std::string_view record);
+  /// Sends the file. When that fails, the failure says where the data is kept.
+  void close();
+  /// Drops what was written.
+  void abandon();
+
+  long record_length() const;
+  bool is_stream() const;
+
+ private:
+  std::unique_ptr<OpenFile> file_;
+};
+
+}  // namespace fileref

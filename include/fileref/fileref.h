@@ -1,0 +1,8 @@
+// Remote files as records. Start with host.h.
+#pragma once
+
+#include "fileref/failure.h"
+#include "fileref/file.h"
+#include "fileref/host.h"
+#include "fileref/target.h"
+#include "fileref/version.h"

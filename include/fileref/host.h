@@ -1,0 +1,89 @@
+// The host: assign names to remote files, open them, read and write records.
+//
+//   fileref::Host host;
+//   host.assign("IN", fileref::Target::parse("sftp://u@srv/data/in.csv"), {"LRECL=200"});
+//   for (std::string_view record : host.open("IN")) ...
+//
+// There is one host a process, used from one thread at a time. Filerefs have at most eight
+// characters and are told apart without regard to case. Options are written as in an assignment:
+// "USER='u' RECFM=F". Every call may throw Failure.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fileref/failure.h"
+#include "fileref/file.h"
+#include "fileref/target.h"
+
+namespace fileref {
+
+struct HostOptions {
+  /// The access-method module; empty: $FILEREF_MODULE, else beside this library or program, else
+  /// where it was installed.
+  std::string module_path;
+  /// Gets every line of the host log and of the client journal, without a line feed.
+  std::function<void(std::string_view line)> log;
+  /// Where the private directory for temporary files is made; empty: $TMPDIR, else /tmp.
+  std::string temp_directory;
+  /// Where data is kept whose upload failed; empty: $XDG_STATE_HOME/fileref/unsent, else
+  /// ~/.local/state/fileref/unsent.
+  std::string unsent_directory;
+  /// The encoding of records and names in this program: UTF-8 or a single-byte encoding.
+  std::string session_encoding = "UTF-8";
+  /// False refuses the access method altogether, since it runs an external program.
+  bool external_commands = true;
+  /// Bytes; not set: 32767, and 256 for RECFM=F.
+  std::optional<long> record_length;
+
+  /// Past these a command fails and its client is ended. Zero: no limit.
+  std::chrono::milliseconds start_limit{120'000};
+  std::chrono::milliseconds command_limit{60'000};
+  std::chrono::milliseconds transfer_limit{0};
+
+  /// Whether the client may ask on the terminal (for a password, say) if there is one.
+  bool may_ask = true;
+  /// How the client is spoken to: "openssh", "plain", or empty for a choice by its program's name.
+  std::string client;
+};
+
+class Host {
+ public:
+  /// Throws Failure when the module cannot be loaded, std::logic_error when there is a host
+  /// already, std::system_error without a place for temporary files.
+  explicit Host(HostOptions options = {});
+  /// Ends every session. Files must have been closed or destroyed before.
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  /// Lets `fileref` stand for `target`; a name that is assigned already stands for the new target
+  /// from then on. Starts nothing. The later of two equal options counts, and any counts over what
+  /// `target` says. After a failure everything is as it was.
+  void assign(std::string_view fileref, const Target& target,
+              const std::vector<std::string>& options = {});
+  /// Ends the fileref and its session. Fails while files of it are open.
+  void deassign(std::string_view fileref);
+
+  /// Fetches the file. The first open of a fileref starts its session. `options` count over those
+  /// of the assignment.
+  [[nodiscard]] Input open(std::string_view fileref, const std::vector<std::string>& options = {});
+  /// Begins a new remote file, which is sent when the output is closed.
+  [[nodiscard]] Output create(std::string_view fileref,
+                              const std::vector<std::string>& options = {});
+
+  /// A variable for the option NBYTE=NAME. Lives as long as the host.
+  double& variable(std::string_view name);
+
+  class Impl;
+
+ private:
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace fileref

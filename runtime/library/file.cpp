@@ -1,0 +1,132 @@
+#include "fileref/file.h"
+
+#include <utility>
+
+#include "runtime/library/host_impl.h"
+
+namespace fileref {
+
+OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_length,
+                   HOST_FILE* temporary, Host::Impl::OptionBlock options)
+    : host_(host),
+      fileref_(std::move(fileref)),
+      file_(file),
+      record_length_(record_length),
+      temporary_(temporary),
+      stream_(temporary != nullptr && runtime::TempMethod::is_stream(temporary)),
+      options_(std::move(options)) {}
+
+OpenFile::~OpenFile() {
+  POOL& heap = host_.runtime().memory.heap();
+  if (vector_ != nullptr) heap.free(&heap, vector_, 0, kRelease);
+}
+
+WX_AMVEC& OpenFile::vector() {
+  if (file_ == nullptr) throw Failure(kNullPointer, "The file is not open.");
+  if (vector_ == nullptr) {
+    host_.enter(fileref_, [&] { return host_.table().amamvec.entryp(file_, &vector_); });
+  }
+  return *vector_;
+}
+
+bool OpenFile::read(std::string_view& record) {
+  const WX_AMVEC& records = vector();
+  ptr start = nullptr;
+  long length = 0;
+  tchar carriage_control = 0;
+  const bool more = host_.enter_record(this, fileref_, [&] {
+    return records.amfpread(records.amfcb, &start, &length, &carriage_control);
+  });
+  if (more) record = {static_cast<const char*>(start), static_cast<std::size_t>(length)};
+  return more;
+}
+
+void OpenFile::write(std::string_view record) {
+  const WX_AMVEC& records = vector();
+  host_.enter_record(this, fileref_, [&] {
+    return records.amfpwrite(records.amfcb, const_cast<char*>(record.data()),
+                             static_cast<long>(record.size()), ' ');
+  });
+}
+
+void OpenFile::close() {
+  if (file_ == nullptr) return;
+  const auto amclose = [this] { return host_.table().amclose.entryp(file_); };
+  try {
+    host_.enter(fileref_, amclose);
+  } catch (const Failure&) {
+    // A temporary file that could not be written to its end is still open, and so is the file.
+    if (temporary_ != nullptr && host_.runtime().temp.is_open(temporary_)) abandon();
+    file_ = nullptr;
+    throw;
+  }
+  file_ = nullptr;
+}
+
+void OpenFile::abandon() {
+  if (file_ == nullptr) return;
+  if (temporary_ != nullptr) host_.runtime().temp.abandon(temporary_);
+  // With nothing to send the close fails, and releases everything.
+  host_.runtime().begin_entry(fileref_);
+  host_.table().amclose.entryp(std::exchange(file_, nullptr));
+}
+
+void OpenFile::log(std::string_view text) {
+  host_.runtime().begin_entry(fileref_);
+  host_.runtime().log.write("error", text);
+}
+
+Input::Input(std::unique_ptr<OpenFile> file) : file_(std::move(file)) {}
+Input::Input(Input&&) noexcept = default;
+Input& Input::operator=(Input&&) noexcept = default;
+
+Input::~Input() {
+  try {
+    close();
+  } catch (const Failure& failure) {
+    file_->log(failure.message());
+  }
+}
+
+bool Input::next(std::string_view& record) {
+  return file_->read(record);
+}
+long Input::record_length() const {
+  return file_->record_length();
+}
+
+bool Input::is_stream() const {
+  return file_->is_stream();
+}
+
+void Input::close() {
+  if (file_) file_->close();
+}
+
+Output::Output(std::unique_ptr<OpenFile> file) : file_(std::move(file)) {}
+Output::Output(Output&&) noexcept = default;
+Output& Output::operator=(Output&&) noexcept = default;
+
+Output::~Output() {
+  if (!file_ || !file_->is_open()) return;
+  file_->log("The output was given up before it was closed; nothing was sent.");
+  file_->abandon();
+}
+
+void Output::write(std::string_view record) {
+  file_->write(record);
+}
+void Output::close() {
+  file_->close();
+}
+void Output::abandon() {
+  file_->abandon();
+}
+bool Output::is_stream() const {
+  return file_->is_stream();
+}
+long Output::record_length() const {
+  return file_->record_length();
+}
+
+}  // namespace fileref

@@ -1,0 +1,133 @@
+// The library's inside: the runtime, the module, and what was assigned.
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "fileref/host.h"
+#include "host/codes.h"
+#include "runtime/module_loader.h"
+#include "runtime/names.h"
+#include "runtime/runtime.h"
+
+namespace fileref {
+
+// The path as a physical name that the method splits at its last "/" and nowhere else.
+std::string physical_name(const std::string& path);
+
+class Host::Impl {
+ public:
+  // An option block that is ours to release.
+  class OptionBlock {
+   public:
+    explicit OptionBlock(Impl& host, ptr block = nullptr) : host_(&host), block_(block) {}
+    OptionBlock(OptionBlock&& other) noexcept
+        : host_(other.host_), block_(std::exchange(other.block_, nullptr)) {}
+    OptionBlock& operator=(OptionBlock&& other) noexcept {
+      std::swap(block_, other.block_);
+      return *this;
+    }
+    ~OptionBlock() {
+      if (block_ != nullptr) host_->dispose(block_);
+    }
+    ptr get() const { return block_; }
+
+   private:
+    Impl* host_;
+    ptr block_;
+  };
+
+  explicit Impl(HostOptions options);
+  ~Impl();
+
+  void assign(std::string_view fileref, const Target& target,
+              const std::vector<std::string>& options);
+  void deassign(std::string_view fileref);
+  std::unique_ptr<OpenFile> open(std::string_view fileref, int openmode,
+                                 const std::vector<std::string>& options);
+
+  runtime::Runtime& runtime() { return runtime_; }
+  // Runs one entry of the module for a fileref. Throws Failure unless it answers 0.
+  template <class Call>
+  void enter(std::string_view fileref, Call call) {
+    entered_ = nullptr;
+    runtime_.begin_entry(fileref);
+    check(call());
+  }
+  // Runs a record routine, many of which follow each other on the same file. False at the end.
+  template <class Call>
+  bool enter_record(const OpenFile* file, const std::string& fileref, Call call) {
+    if (entered_ != file) {
+      runtime_.begin_entry(fileref);
+      entered_ = file;
+    }
+    const rctype rc = call();
+    if (rc == kSuccess) return true;
+    entered_ = nullptr;
+    if (plain_code(rc) == kEndOfFile) return false;
+    fail(rc);
+  }
+  // Throws Failure unless `rc` is 0.
+  void check(rctype rc) {
+    if (rc != kSuccess) fail(rc);
+    runtime_.messages.clear();
+  }
+  AMENT& table() { return *block_->ament; }
+
+ private:
+  struct Assignment {
+    std::vector<std::string> client_arguments;
+    std::string physical_name;
+  };
+
+  [[noreturn]] void fail(rctype rc) const;
+  // The option block of a statement, the caller's to hand to the module or to `dispose`.
+  ptr parse(std::string_view statement, const runtime::Name8& name,
+            const std::vector<std::string>& options, int env);
+  // Releases an option block that no assignment has taken.
+  void dispose(ptr block);
+  runtime::Name8 checked_name(std::string_view fileref) const;
+
+  HostOptions options_;
+  runtime::ModuleLoader loader_;
+  runtime::Runtime runtime_;
+  AMMCB* block_ = nullptr;
+  std::map<runtime::Name8, Assignment> assigned_;
+  const OpenFile* entered_ = nullptr;  // whose record routine ran last, with nothing else since
+};
+
+// An open file as the module sees it.
+class OpenFile {
+ public:
+  OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_length,
+           HOST_FILE* temporary, Host::Impl::OptionBlock options);
+  ~OpenFile();
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  bool read(std::string_view& record);
+  void write(std::string_view record);
+  void close();
+  // Closes without sending.
+  void abandon();
+  bool is_open() const { return file_ != nullptr; }
+  void log(std::string_view text);
+  long record_length() const { return record_length_; }
+  bool is_stream() const { return stream_; }
+
+ private:
+  WX_AMVEC& vector();
+
+  Host::Impl& host_;
+  std::string fileref_;
+  ptr file_;
+  long record_length_;
+  HOST_FILE* temporary_;  // the file that records go to or come from, or null
+  bool stream_;
+  Host::Impl::OptionBlock options_;
+  WX_AMVEC* vector_ = nullptr;
+};
+
+}  // namespace fileref

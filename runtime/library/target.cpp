@@ -1,0 +1,119 @@
+#include "fileref/target.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <stdexcept>
+
+#include "runtime/library/host_impl.h"
+#include "runtime/log.h"
+
+namespace fileref {
+namespace {
+
+constexpr std::string_view kRemoteScheme = "sftp://";
+constexpr std::string_view kLocalScheme = "local:";
+constexpr const char* kServerProgram = "/usr/lib/openssh/sftp-server";
+
+[[noreturn]] void refuse(std::string_view text, std::string_view why) {
+  throw std::invalid_argument(fmt::format("\"{}\" {}", runtime::printable(text), why));
+}
+
+std::string percent_decoded(std::string_view text, std::string_view whole) {
+  std::string decoded;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%') {
+      decoded += text[i];
+      continue;
+    }
+    unsigned byte = 0;
+    const char* digits = text.data() + i + 1;
+    const bool complete = i + 2 < text.size();
+    if (!complete || std::from_chars(digits, digits + 2, byte, 16).ptr != digits + 2) {
+      refuse(whole, "has a % that no two hexadecimal digits follow. Write %25 for a % itself");
+    }
+    decoded += static_cast<char>(byte);
+    i += 2;
+  }
+  return decoded;
+}
+
+// What reaches the client's command line unquoted must not look like more than one word.
+void check_word(std::string_view word, std::string_view whole, std::string_view what) {
+  const bool plain = std::all_of(word.begin(), word.end(), [](char c) {
+    return static_cast<unsigned char>(c) > 0x20 && c != 0x7F && c != '\'' && c != '"' && c != '\\';
+  });
+  if (word.empty() || !plain || word.front() == '-') {
+    refuse(whole, fmt::format("has no usable {}. Write sftp://[USER@]HOST[:PORT]/PATH", what));
+  }
+}
+
+std::string port_of(std::string_view text, std::string_view whole) {
+  unsigned port = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+  if (error != std::errc() || end != text.data() + text.size() || port < 1 || port > 65535) {
+    refuse(whole, "has no usable port. It is a number from 1 to 65535");
+  }
+  return std::to_string(port);
+}
+
+Target parse_remote(std::string_view text) {
+  std::string_view rest = text.substr(kRemoteScheme.size());
+  const std::size_t slash = rest.find('/');
+  std::string_view authority = rest.substr(0, slash);
+  std::string_view path = slash == std::string_view::npos ? "" : rest.substr(slash);
+
+  Target target;
+  const std::size_t at = authority.rfind('@');
+  if (at != std::string_view::npos) {
+    target.user = percent_decoded(authority.substr(0, at), text);
+    if (target.user.find(':') != std::string::npos) {
+      refuse(text,
+             "holds a password, which would be seen by everybody. Leave it out: the client "
+             "asks for it, or use a key");
+    }
+    check_word(target.user, text, "user");
+    authority.remove_prefix(at + 1);
+  }
+  const std::size_t bracket = authority.find(']');
+  const std::size_t colon = authority.find(':', bracket == std::string_view::npos ? 0 : bracket);
+  if (colon != std::string_view::npos) {
+    target.client_arguments = {"-P", port_of(authority.substr(colon + 1), text)};
+    authority = authority.substr(0, colon);
+  }
+  check_word(authority, text, "host");
+  target.host = authority;
+  if (path.starts_with("/~/")) path.remove_prefix(3);
+  target.path = percent_decoded(path, text);
+  return target;
+}
+
+}  // namespace
+
+Target Target::parse(std::string_view text) {
+  Target target;
+  if (text.starts_with(kRemoteScheme)) {
+    target = parse_remote(text);
+  } else if (text.starts_with(kLocalScheme)) {
+    target.path = text.substr(kLocalScheme.size());
+    target.client_arguments = {"-D", kServerProgram};
+  } else {
+    refuse(text, "is no target. Write sftp://[USER@]HOST[:PORT]/PATH or local:PATH");
+  }
+  if (target.path.find('\0') != std::string::npos) refuse(text, "has a zero byte in its path");
+  return target;
+}
+
+std::string physical_name(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const bool split_by_slash = slash != std::string::npos && slash > 0;
+  const std::size_t backslash = path.rfind('\\');
+  const bool split_by_backslash =
+      !split_by_slash && backslash != std::string::npos && backslash > 0;
+  const bool name_list = path.starts_with('(');
+  if (!split_by_backslash && !name_list) return path;
+  return (path.starts_with('/') ? "/." : "./") + path;
+}
+
+}  // namespace fileref

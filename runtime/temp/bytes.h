@@ -1,0 +1,47 @@
+// Where the bytes of a temporary file come from and go to, with a conversion between if asked.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "runtime/converter.h"
+
+namespace fileref::runtime {
+
+class ByteSource {
+ public:
+  virtual ~ByteSource() = default;
+  // Reads at most `capacity` bytes. 0 at the end, -1 after a failure that `why` then tells.
+  virtual long read(char* buffer, std::size_t capacity) = 0;
+
+  const std::string& why() const { return why_; }
+
+ protected:
+  std::string why_;
+};
+
+class ByteSink {
+ public:
+  virtual ~ByteSink() = default;
+  // False after a failure that `why` then tells; part of the bytes may have been written.
+  virtual bool write(const char* bytes, std::size_t length) = 0;
+  // Writes what is held back and closes. After a failure it can be called again.
+  virtual bool finish() = 0;
+
+  const std::string& why() const { return why_; }
+
+ protected:
+  std::string why_;
+};
+
+// An existing regular file. Null, with the reason in `why`, when it cannot be opened.
+std::unique_ptr<ByteSource> open_file_source(const std::string& path, std::string& why);
+// A new file with mode 0600; never an existing one, never through a link.
+std::unique_ptr<ByteSink> create_file_sink(const std::string& path, std::string& why);
+
+std::unique_ptr<ByteSource> converting_source(std::unique_ptr<ByteSource> source,
+                                              Converter converter, std::string encoding);
+std::unique_ptr<ByteSink> converting_sink(std::unique_ptr<ByteSink> sink, Converter converter,
+                                          std::string encoding);
+
+}  // namespace fileref::runtime

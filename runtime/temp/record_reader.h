@@ -1,0 +1,51 @@
+// Records out of a temporary file.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/types.h"
+#include "runtime/temp/bytes.h"
+
+namespace fileref::runtime {
+
+// Reads records one after the other. Variable: a line, without its line feed (a carriage return
+// before it is data). Fixed: exactly the record length, the last one filled up with blanks.
+// Stream: as many bytes as asked for, fewer only at the end. A record is a pointer into the
+// reader's buffer, valid until the next read.
+class RecordReader {
+ public:
+  // `record_length` in bytes, at least 1.
+  RecordReader(std::unique_ptr<ByteSource> source, long record_length);
+
+  // Each returns 0 with a record, kEndOfFile, or a failure that `why` then tells and every later
+  // read repeats.
+  wrcode read_variable(char*& record, long& length);
+  wrcode read_fixed(char*& record, long& length);
+  // `length` is what is wanted: 1 to the record length, or 0 for the record length itself.
+  wrcode read_stream(char*& record, long& length);
+
+  const std::string& why() const { return why_; }
+
+ private:
+  wrcode read_variable_slowly(char*& record, long& length);
+  wrcode deliver(char*& record, long& length, std::size_t bytes);
+  wrcode too_long();
+  // Makes at least `wanted` bytes available unless the source ends first; fewer are then there.
+  bool fill(std::size_t wanted);
+  bool read_more();
+  std::size_t available() const { return static_cast<std::size_t>(end_ - begin_); }
+
+  std::unique_ptr<ByteSource> source_;
+  std::size_t record_length_;
+  std::vector<char> buffer_;
+  char* begin_;  // of what is not delivered yet
+  char* end_;
+  bool source_ended_ = false;
+  long records_ = 0;
+  wrcode failure_ = 0;
+  std::string why_;
+};
+
+}  // namespace fileref::runtime

@@ -1,0 +1,59 @@
+// The "TEMP    " access method: filerefs that stand for files in the private directory.
+#pragma once
+
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "host/records.h"
+#include "runtime/messages.h"
+#include "runtime/names.h"
+#include "runtime/temp/directory.h"
+#include "runtime/text.h"
+
+namespace fileref::runtime {
+
+class TempFile;
+
+// Assigning chooses a path but makes no file. Closing a file that was open for input removes it, so
+// that what is fetched next is a fresh file. Deassigning closes and removes. Failures attach their
+// sentence to `messages`.
+class TempMethod {
+ public:
+  // Below `parent`, or $TMPDIR, or /tmp.
+  TempMethod(const std::string& parent, Messages& messages, Text& text);
+  ~TempMethod();
+
+  wrcode assign(const Name8& logical);
+  wrcode deassign(const Name8& logical);
+  bool is_assigned(const Name8& logical) const { return assigned_.contains(logical); }
+  // Null when the name is not assigned. Lives until it is deassigned.
+  std::string* path_of(const Name8& logical);
+
+  wrcode open(HOST_FILE** file, const Name8& logical, const WX_OPENPARM& parms);
+  // After a failure the file stays open.
+  wrcode close(HOST_FILE* file);
+
+  // What is written to this open file is dropped when it is closed, and nothing of it stays.
+  void abandon(HOST_FILE* file);
+  bool is_open(const HOST_FILE* file) const;
+  // Whether an open file's records are pieces of a stream of bytes.
+  static bool is_stream(const HOST_FILE* file);
+  // The file that was opened last and is still open, or null.
+  HOST_FILE* latest() const;
+
+  const std::string& directory() const { return directory_.path(); }
+  // Open files and assigned names.
+  std::size_t outstanding() const;
+
+ private:
+  TempDirectory directory_;
+  Messages& messages_;
+  Text& text_;
+  std::map<Name8, std::string> assigned_;
+  std::list<std::unique_ptr<TempFile>> files_;
+};
+
+}  // namespace fileref::runtime

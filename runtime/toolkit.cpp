@@ -1,0 +1,186 @@
+#include "runtime/toolkit.h"
+
+#include <memory>
+#include <utility>
+
+#include "host/codes.h"
+#include "runtime/toolkit_text.h"
+
+namespace fileref::runtime {
+
+// Every object knows its toolkit through `oven` and is destroyed by one template.
+
+struct Toolkit::Pool : TKPool_S {
+  std::vector<std::unique_ptr<char[]>> blocks;
+
+  Pool() : TKPool_S{{}, &allocate} {}
+  static void* allocate(TKPool_S* base, TKMemSize size, TKFlags /*flags*/) {
+    auto* pool = static_cast<Pool*>(base);
+    if (static_cast<Toolkit*>(pool->generic.oven)->allocation_faults_.hit()) return nullptr;
+    return pool->blocks.emplace_back(std::make_unique<char[]>(size)).get();
+  }
+};
+
+struct Toolkit::Journal : TKJnl_S {
+  Journal() : TKJnl_S{} {}
+};
+
+struct Toolkit::Pipeline : TKNLSPipeline_S {
+  Pipeline() : TKNLSPipeline_S{{}, &transcode} {}
+  static TKStatus transcode(TKNLSPipeline_S* /*pipeline*/, const void* source, TKMemSize length,
+                            void* target, TKMemSize capacity, TKMemSize* written,
+                            TKFlags /*flags*/) {
+    const std::u32string text = to_toolkit_text({static_cast<const char*>(source), length});
+    const std::size_t bytes = text.size() * sizeof(TKChar);
+    *written = 0;
+    if (bytes > capacity) return kFailed;
+    *written =
+        std::u32string_view(text).copy(static_cast<TKChar*>(target), text.size()) * sizeof(TKChar);
+    return kSuccess;
+  }
+};
+
+struct Toolkit::LaunchService : TKELS_S {
+  LaunchService() : TKELS_S{{}, &launch} {}
+  static TKStatus launch(TKExtensionh extension, const LSLaunchParams_S* parms,
+                         const char* /*name*/, TKJnlh /*journal*/, LSProcessp* process) {
+    auto* toolkit = static_cast<Toolkit*>(extension->generic.oven);
+    *process = nullptr;
+    if (toolkit->service_faults_.hit()) return kProcessFailed;
+    const std::string command_line = from_toolkit_text(parms->szCommand);
+    if (toolkit->launcher) return toolkit->launcher(command_line, process);
+    return toolkit->launch_client(command_line, process);
+  }
+};
+
+struct Toolkit::Process : LSProcess_S {
+  std::unique_ptr<Client> client;
+
+  Process()
+      : LSProcess_S{{},      nullptr, 0,      nullptr,    &pid,       &context, &kill,   &status,
+                    &output, &input,  &close, &no_method, &no_method, &await,   &refuse, &refuse} {}
+  ~Process() {
+    if (toolkit().driven_ == client.get()) toolkit().driven_ = nullptr;
+  }
+
+  Toolkit& toolkit() const { return *static_cast<Toolkit*>(generic.oven); }
+  static Process& of(LSProcess_S* process) { return *static_cast<Process*>(process); }
+
+  static long pid(LSProcess_S* process) { return of(process).client->pid(); }
+  static TKMemPtr context(LSProcess_S* process) { return process->pUserContext; }
+  static TKStatus kill(LSProcess_S* process, TKJnlh /*journal*/) {
+    return of(process).client->kill();
+  }
+  static TKStatus status(LSProcess_S* process, int* exit_status, TKJnlh /*journal*/) {
+    const std::optional<int> ended = of(process).client->exit_status();
+    if (ended) *exit_status = *ended;
+    return ended ? kSuccess : kNoAnswerInTime;
+  }
+  static TKStatus output(LSProcess_S* process, int mode, char* buffer, TKMemSize capacity,
+                         TKMemSize* length, TKJnlh /*journal*/) {
+    Process& self = of(process);
+    *length = 0;
+    if (self.toolkit().service_faults_.hit()) return kProcessFailed;
+    const TKStatus rc = self.client->read(mode, buffer, capacity, length);
+    self.toolkit().note_trouble(*self.client);
+    return rc;
+  }
+  static TKStatus input(LSProcess_S* process, const char* text, TKMemSize length,
+                        TKJnlh /*journal*/) {
+    Process& self = of(process);
+    if (self.toolkit().service_faults_.hit()) return kProcessFailed;
+    self.toolkit().driven_ = self.client.get();
+    const TKStatus rc = self.client->send({text, length});
+    if (rc != kSuccess) self.toolkit().note_trouble(*self.client);
+    return rc;
+  }
+  static TKStatus close(LSProcess_S* process) {
+    of(process).client->close_streams();
+    return kSuccess;
+  }
+  static TKStatus await(LSProcess_S* process, long milliseconds, TKJnlh /*journal*/) {
+    Process& self = of(process);
+    if (self.toolkit().service_faults_.hit()) return kProcessFailed;
+    return self.client->wait(std::chrono::milliseconds(milliseconds));
+  }
+  static void no_method() {}
+  static TKStatus refuse(LSProcess_S* /*process*/, TKJnlh /*journal*/) { return kNotSupported; }
+};
+
+template <class T, class Record>
+TKStatus Toolkit::destroy(TKGeneric* object) {
+  --static_cast<Toolkit*>(object->oven)->outstanding_;
+  delete static_cast<T*>(reinterpret_cast<Record*>(object));
+  return kSuccess;
+}
+
+template <class T, class Record>
+T* Toolkit::make(const char* name) {
+  if (service_faults_.hit()) return nullptr;
+  auto* object = new T();
+  *reinterpret_cast<TKGeneric*>(static_cast<Record*>(object)) = {this, name, &destroy<T, Record>};
+  ++outstanding_;
+  return object;
+}
+
+Toolkit::Toolkit(Log& log, FaultPoint& allocation_faults, FaultPoint& service_faults)
+    : log_(log), allocation_faults_(allocation_faults), service_faults_(service_faults) {
+  static constexpr auto self = [](TK_HNDL_S* handle) -> Toolkit& {
+    return *static_cast<Handle*>(handle)->toolkit;
+  };
+  handle_.toolkit = this;
+  handle_.poolCreate = [](TK_HNDL_S* tk, const TKPoolCreateParms_S*, void*, const char* name) {
+    return static_cast<TKPoolh>(self(tk).make<Pool, TKPool_S>(name));
+  };
+  handle_.jnlCreate = [](TK_HNDL_S* tk, const TKJnlCreateParms_S*, void*, const char* name) {
+    return static_cast<TKJnlh>(self(tk).make<Journal, TKJnl_S>(name));
+  };
+  handle_.loadExtension = [](TK_HNDL_S* tk, const TKChar* name, long length,
+                             TKJnlh) -> TKExtensionh {
+    if (std::u32string_view(name, static_cast<std::size_t>(length)) != U"tkels") return nullptr;
+    auto* service = self(tk).make<LaunchService, TKELS_S>("tkels");
+    return service == nullptr ? nullptr : &service->extension;
+  };
+  handle_.tknls = &nls_;
+  nls_.toolkit = this;
+  nls_.pipelineCreate = [](TKNLS_S* nls, int request, TKFlags, TKJnlh) -> TKNLSPipelineh {
+    if (request != kPipelineToToolkit) return nullptr;
+    return static_cast<Nls*>(nls)->toolkit->make<Pipeline, TKNLSPipeline_S>("pipeline");
+  };
+}
+
+TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* process) {
+  LaunchRequest request;
+  request.command_line = command_line;
+  request.extra_arguments = extra_arguments;
+  request.adapter = adapter;
+  request.limits = limits;
+  request.may_ask = may_ask;
+  request.journal = [this](std::string_view text) { log_.write("client", text); };
+  request.keep_unsent = keep_unsent;
+  std::string why;
+  auto client = Client::launch(std::move(request), &why);
+  if (!client) {
+    log_.write("client", why);
+    trouble_.explanation = why;
+    return kProcessFailed;
+  }
+  driven_ = client.get();
+  auto* made = new Process();
+  made->client = std::move(client);
+  made->generic = {this, "client", &destroy<Process, LSProcess_S>};
+  ++outstanding_;
+  *process = made;
+  return kSuccess;
+}
+
+void Toolkit::pause(std::chrono::milliseconds at_most) {
+  if (driven_ != nullptr && driven_->busy()) driven_->pump(at_most);
+}
+
+void Toolkit::note_trouble(const Client& client) {
+  if (!client.explanation().empty()) trouble_.explanation = client.explanation();
+  if (!client.words().empty()) trouble_.words = client.words();
+}
+
+}  // namespace fileref::runtime

@@ -1,0 +1,87 @@
+// The host toolkit: pools, journals, the transcoding pipeline, and the extension that launches
+// clients.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/toolkit.h"
+#include "runtime/fault_point.h"
+#include "runtime/launch/client.h"
+#include "runtime/log.h"
+#include "runtime/memory.h"
+
+namespace fileref::runtime {
+
+class Toolkit {
+ public:
+  // Starts a client for a command line: what `tkels` does. Replaced in tests by a scripted one.
+  using Launcher = std::function<TKStatus(const std::string& command_line, LSProcessp* process)>;
+
+  // `allocation_faults` and `service_faults` may fail the objects made here.
+  Toolkit(Log& log, FaultPoint& allocation_faults, FaultPoint& service_faults);
+  Toolkit(const Toolkit&) = delete;
+  Toolkit& operator=(const Toolkit&) = delete;
+
+  TK_HNDL_S* handle() { return &handle_; }
+
+  // How the next clients are launched.
+  LaunchLimits limits;
+  bool may_ask = false;
+  std::string adapter;                       // empty: by the program's name
+  std::vector<std::string> extra_arguments;  // right behind the program
+  // Keeps a local file whose upload failed; returns where, or nothing when it could not.
+  std::function<std::string(const std::string& local)> keep_unsent;
+  Launcher launcher;
+
+  // Lets at most the time pass, or returns as soon as the answer under way is complete; at once
+  // when none is.
+  void pause(std::chrono::milliseconds at_most);
+
+  // What clients said and why commands failed since the last `forget_trouble`.
+  struct Trouble {
+    std::string explanation;
+    std::string words;
+  };
+  const Trouble& trouble() const { return trouble_; }
+  void forget_trouble() { trouble_ = {}; }
+  // Objects made and not destroyed yet.
+  long outstanding() const { return outstanding_; }
+
+ private:
+  struct Object;
+  struct Pool;
+  struct Journal;
+  struct Pipeline;
+  struct LaunchService;
+  struct Process;
+
+  // `T` derives from the boundary's `Record`, whose first member is the TKGeneric.
+  template <class T, class Record>
+  static TKStatus destroy(TKGeneric* object);
+  template <class T, class Record>
+  T* make(const char* name);
+  TKStatus launch_client(const std::string& command_line, LSProcessp* process);
+  void note_trouble(const Client& client);
+
+  struct Handle : TK_HNDL_S {
+    Toolkit* toolkit;
+  };
+  struct Nls : TKNLS_S {
+    Toolkit* toolkit;
+  };
+
+  Log& log_;
+  FaultPoint& allocation_faults_;
+  FaultPoint& service_faults_;
+  Handle handle_{};
+  Nls nls_{};
+  Client* driven_ = nullptr;  // the client that was given something to do last
+  Trouble trouble_;
+  long outstanding_ = 0;
+};
+
+}  // namespace fileref::runtime
