@@ -1,0 +1,209 @@
+#include "runtime/launch/child.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "runtime/launch/spawn.h"
+
+namespace fileref::runtime {
+namespace {
+
+using std::chrono::milliseconds;
+
+// How often the end of the process is looked for where the kernel has no pidfd.
+constexpr milliseconds kReapInterval{10};
+
+milliseconds until(Clock::time_point deadline) {
+  if (deadline == Clock::time_point::max()) return milliseconds::max();
+  return std::max(std::chrono::ceil<milliseconds>(deadline - Clock::now()), milliseconds{0});
+}
+
+// Like poll(2), but past interrupting signals; a negative number of ready descriptors never.
+template <std::size_t N>
+int poll_until(std::array<pollfd, N>* fds, Clock::time_point deadline, milliseconds longest) {
+  for (;;) {
+    const milliseconds left = std::min({until(deadline), longest, milliseconds{1 << 30}});
+    const bool forever = left == milliseconds{1 << 30};
+    const int ready = ::poll(fds->data(), N, forever ? -1 : static_cast<int>(left.count()));
+    if (ready >= 0) return ready;
+    if (errno != EINTR) return 0;
+  }
+}
+
+// Keeps a write to a broken pipe from raising SIGPIPE, in this thread only.
+class PipeSignalBlock {
+ public:
+  PipeSignalBlock() {
+    sigemptyset(&pipe_);
+    sigaddset(&pipe_, SIGPIPE);
+    sigset_t pending;
+    sigpending(&pending);
+    was_pending_ = sigismember(&pending, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+  }
+  ~PipeSignalBlock() {
+    const timespec no_wait{};
+    if (!was_pending_) {
+      while (sigtimedwait(&pipe_, nullptr, &no_wait) < 0 && errno == EINTR) {
+      }
+    }
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  PipeSignalBlock(const PipeSignalBlock&) = delete;
+  PipeSignalBlock& operator=(const PipeSignalBlock&) = delete;
+
+ private:
+  sigset_t pipe_, before_;
+  bool was_pending_;
+};
+
+}  // namespace
+
+Clock::time_point deadline_after(milliseconds limit) {
+  return limit.count() == 0 ? Clock::time_point::max() : Clock::now() + limit;
+}
+
+std::string describe(const Ending& ending) {
+  return (ending.by_signal ? "signal " : "exit status ") + std::to_string(ending.value);
+}
+
+std::unique_ptr<Child> Child::start(const std::vector<std::string>& words, bool own_session,
+                                    std::string* why) {
+  std::optional<Spawned> spawned = spawn(words, own_session, why);
+  if (!spawned) return nullptr;
+  return std::unique_ptr<Child>(new Child(spawned->pid, own_session, std::move(spawned->in),
+                                          std::move(spawned->out), std::move(spawned->err)));
+}
+
+Child::Child(pid_t pid, bool own_group, Fd in, Fd out, Fd err)
+    : pid_(pid),
+      own_group_(own_group),
+      in_(std::move(in)),
+      out_(std::move(out)),
+      err_(std::move(err)),
+      alive_(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))) {
+  for (const Fd* stream : {&in_, &out_, &err_}) ::fcntl(stream->get(), F_SETFL, O_NONBLOCK);
+}
+
+Child::~Child() {
+  if (ending_) return;
+  signal(SIGKILL);
+  reap(0);
+}
+
+void Child::queue(std::string_view bytes) {
+  if (in_) queued_ += bytes;
+}
+
+bool Child::pump(Clock::time_point deadline, std::string* out, std::string* err) {
+  if (!out_ && !err_) return false;
+  const short writable = queued_.empty() ? 0 : POLLOUT;
+  std::array<pollfd, 4> fds{{{in_.get(), writable, 0},
+                             {out_.get(), POLLIN, 0},
+                             {err_.get(), POLLIN, 0},
+                             {alive_.get(), POLLIN, 0}}};
+  do {
+    const milliseconds longest = alive_ ? milliseconds::max() : kReapInterval;
+    if (poll_until(&fds, deadline, longest) > 0) break;
+    if (!alive_ && reap(WNOHANG)) break;
+    if (Clock::now() >= deadline) return false;
+  } while (true);
+  if (fds[0].revents & POLLERR) {
+    in_.reset();
+    queued_.clear();
+  } else if (fds[0].revents) {
+    write_queued();
+  }
+  if (fds[1].revents) read_from(&out_, out);
+  if (fds[2].revents) read_from(&err_, err);
+  if (fds[3].revents || ending_) drain_after_exit(out, err);
+  return true;
+}
+
+void Child::write_queued() {
+  const PipeSignalBlock no_signal;
+  const ssize_t written = ::write(in_.get(), queued_.data(), queued_.size());
+  if (written >= 0) {
+    queued_.erase(0, static_cast<std::size_t>(written));
+  } else if (errno != EAGAIN && errno != EINTR) {
+    in_.reset();
+    queued_.clear();
+  }
+}
+
+// False when nothing more is there now; at its end the stream is closed.
+bool Child::read_from(Fd* stream, std::string* text) {
+  std::array<char, 65536> chunk;
+  const ssize_t n = ::read(stream->get(), chunk.data(), chunk.size());
+  if (n > 0) {
+    text->append(chunk.data(), static_cast<std::size_t>(n));
+    return true;
+  }
+  if (n < 0 && errno == EINTR) return true;
+  if (n == 0 || errno != EAGAIN) stream->reset();
+  return false;
+}
+
+void Child::drain_after_exit(std::string* out, std::string* err) {
+  while (out_ && read_from(&out_, out)) {
+  }
+  while (err_ && read_from(&err_, err)) {
+  }
+  out_.reset();
+  err_.reset();
+}
+
+void Child::end(milliseconds patience, milliseconds grace) {
+  if (ending_) return;
+  queued_.clear();
+  close_input();
+  if (ends_by(Clock::now() + patience)) return;
+  signal(SIGTERM);
+  if (ends_by(Clock::now() + grace)) return;
+  signal(SIGKILL);
+  reap(0);
+}
+
+bool Child::ends_by(Clock::time_point deadline) {
+  std::string discarded;
+  while (pump(deadline, &discarded, &discarded)) discarded.clear();
+  std::array<pollfd, 1> alive{{{alive_.get(), POLLIN, 0}}};
+  do {
+    if (reap(WNOHANG)) return true;
+    poll_until(&alive, deadline, alive_ ? milliseconds::max() : kReapInterval);
+  } while (Clock::now() < deadline);
+  return reap(WNOHANG);
+}
+
+bool Child::signal(int number) {
+  return !ending_ && ::kill(own_group_ ? -pid_ : pid_, number) == 0;
+}
+
+const std::optional<Ending>& Child::ending() {
+  reap(WNOHANG);
+  return ending_;
+}
+
+bool Child::reap(int wait_flags) {
+  if (ending_) return true;
+  int status = 0;
+  pid_t reaped;
+  do {
+    reaped = ::waitpid(pid_, &status, wait_flags);
+  } while (reaped < 0 && errno == EINTR);
+  if (reaped == 0) return false;
+  // Where the host ignores SIGCHLD nothing is left to reap, and the status is not known.
+  if (reaped < 0) status = 0;
+  ending_ =
+      WIFSIGNALED(status) ? Ending{true, WTERMSIG(status)} : Ending{false, WEXITSTATUS(status)};
+  return true;
+}
+
+}  // namespace fileref::runtime

@@ -1,0 +1,89 @@
+// A child process with its three standard streams on pipes.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/launch/fd.h"
+
+namespace fileref::runtime {
+
+using Clock = std::chrono::steady_clock;
+
+// The moment `limit` from now; 0 stands for no limit.
+Clock::time_point deadline_after(std::chrono::milliseconds limit);
+
+// How a process ended: by exit(code), or by a signal.
+struct Ending {
+  bool by_signal = false;
+  int value = 0;
+};
+
+// "exit status 255", "signal 9".
+std::string describe(const Ending& ending);
+
+// No shell, no signal handler and no thread is involved, and the caller never sees SIGPIPE. The
+// child starts with default signal dispositions, an empty signal mask, LC_ALL=C.UTF-8 and no
+// descriptors but its three streams.
+class Child {
+ public:
+  // Runs `words`; the first names the program, looked up in PATH when it holds no "/". With
+  // `own_session` the child has no controlling terminal and leads a process group of its own.
+  // Returns null and says why when the program cannot be run.
+  static std::unique_ptr<Child> start(const std::vector<std::string>& words, bool own_session,
+                                      std::string* why);
+
+  // Kills and reaps what still runs.
+  ~Child();
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  // Queues bytes for the child's standard input; `pump` writes them. They are dropped when the
+  // child no longer reads.
+  void queue(std::string_view bytes);
+
+  // Waits until bytes moved on a stream or a stream ended, at most until `deadline`, and appends
+  // what the child wrote. False when nothing happened, or nothing can any more.
+  bool pump(Clock::time_point deadline, std::string* out, std::string* err);
+
+  // Standard output has not ended. It also ends when the process is gone, whoever else may hold
+  // the pipe.
+  bool talking() const { return static_cast<bool>(out_); }
+
+  void close_input() { in_.reset(); }
+
+  // Closes standard input and waits `patience` for the child to end by itself, discarding what it
+  // still writes; then TERM and the same wait for `grace`; then KILL. Reaped when this returns.
+  void end(std::chrono::milliseconds patience, std::chrono::milliseconds grace);
+
+  // Sends a signal to the child; with a session of its own, to its whole process group.
+  bool signal(int number);
+
+  pid_t pid() const { return pid_; }
+  // Set once the child was reaped.
+  const std::optional<Ending>& ending();
+
+ private:
+  Child(pid_t pid, bool own_group, Fd in, Fd out, Fd err);
+
+  void write_queued();
+  bool read_from(Fd* stream, std::string* text);
+  void drain_after_exit(std::string* out, std::string* err);
+  bool ends_by(Clock::time_point deadline);
+  bool reap(int wait_flags);
+
+  pid_t pid_;
+  bool own_group_;
+  Fd in_, out_, err_;
+  Fd alive_;  // pidfd: readable once the process has ended
+  std::string queued_;
+  std::optional<Ending> ending_;
+};
+
+}  // namespace fileref::runtime

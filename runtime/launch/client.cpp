@@ -1,0 +1,130 @@
+#include "runtime/launch/client.h"
+
+#include <signal.h>
+
+#include <algorithm>
+
+#include "runtime/launch/command_line.h"
+#include "runtime/launch/framed_client.h"
+#include "runtime/launch/openssh.h"
+#include "runtime/launch/plain_client.h"
+
+namespace fileref::runtime {
+namespace {
+
+constexpr std::size_t kMostWords = 4096;
+
+std::string adapter_for(const std::string& program) {
+  return program.substr(program.rfind('/') + 1) == "sftp" ? "openssh" : "plain";
+}
+
+bool names_direct_server(const std::vector<std::string>& words) {
+  return std::any_of(words.begin() + 1, words.end(),
+                     [](const std::string& word) { return word.starts_with("-D"); });
+}
+
+bool check_host(bool has_host, const std::vector<std::string>& words, std::string* why) {
+  if (!has_host) {
+    if (names_direct_server(words)) return true;
+    *why = "no host: give HOST=...";
+    return false;
+  }
+  if (!words.back().starts_with('-')) return true;
+  *why = "\"" + words.back() + "\" is no host name: the client would take it for an option";
+  return false;
+}
+
+void append_bounded(std::string* words, std::string_view line) {
+  *words += line;
+  *words += '\n';
+  if (words->size() > kMostWords) words->erase(0, words->size() - kMostWords);
+}
+
+// The words to run, or nothing and why.
+std::optional<std::vector<std::string>> words_to_run(const LaunchRequest& request,
+                                                     std::string* why) {
+  std::optional<std::vector<std::string>> words = split_words(request.command_line, why);
+  if (!words) return std::nullopt;
+  if (words->empty() || words->front().empty()) {
+    *why = "no client program: give PATH=...";
+    return std::nullopt;
+  }
+  const bool has_host = words->size() > 1 && !request.command_line.ends_with(' ');
+  words->insert(words->begin() + 1, request.extra_arguments.begin(), request.extra_arguments.end());
+  if (!check_host(has_host, *words, why)) return std::nullopt;
+  return words;
+}
+
+}  // namespace
+
+std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) {
+  const std::optional<std::vector<std::string>> words = words_to_run(request, why);
+  if (!words) return nullptr;
+  if (request.adapter.empty()) request.adapter = adapter_for(words->front());
+  const bool framed = request.adapter == "openssh";
+  if (!framed && request.adapter != "plain") {
+    *why = "unknown client adapter \"" + request.adapter + "\": use \"openssh\" or \"plain\"";
+    return nullptr;
+  }
+  std::unique_ptr<Child> child = Child::start(*words, !request.may_ask, why);
+  if (!child) return nullptr;
+  if (!framed) return std::make_unique<PlainClient>(std::move(request), std::move(child));
+  auto adapter = std::make_unique<openssh::OpensshAdapter>(openssh::Session{request.keep_unsent});
+  return std::make_unique<FramedClient>(std::move(request), std::move(child), std::move(adapter));
+}
+
+Client::Client(LaunchRequest request, std::unique_ptr<Child> child)
+    : request_(std::move(request)), child_(std::move(child)) {}
+
+Client::~Client() {
+  child_->end(limits().close_grace, limits().close_grace);
+}
+
+TKStatus Client::kill() {
+  return child_->signal(SIGKILL) ? kSuccess : kProcessFailed;
+}
+
+std::optional<int> Client::exit_status() {
+  const std::optional<Ending>& ending = child_->ending();
+  if (!ending) return std::nullopt;
+  return ending->by_signal ? 128 + ending->value : ending->value;
+}
+
+void Client::note(std::string_view line) const {
+  if (request_.journal) request_.journal(line);
+}
+
+void Client::note_sent(std::string_view line) const {
+  note("> " + std::string(line));
+}
+
+void Client::remember_error(std::string_view line) {
+  append_bounded(&error_words_, line);
+}
+void Client::remember_output(std::string_view line) {
+  append_bounded(&output_words_, line);
+}
+
+void Client::forget_failure() {
+  explanation_.clear();
+  error_words_.clear();
+  output_words_.clear();
+}
+
+void Client::explain_ended() {
+  if (explanation_.empty()) explanation_ = how_it_ended();
+}
+
+std::string Client::how_it_ended() {
+  child_->end(limits().close_grace, limits().close_grace);
+  return "the client ended (" + describe(*child_->ending()) + ")";
+}
+
+std::string Client::no_answer_within(Milliseconds limit) {
+  const auto ms = limit.count();
+  return "the client gave no answer within " +
+         (ms % 1000 == 0 ? std::to_string(ms / 1000) + " s" : std::to_string(ms) + " ms") +
+         " and was ended";
+}
+
+}  // namespace fileref::runtime

@@ -1,0 +1,120 @@
+// A running client program and the dialogue with it: one command, one answer, strictly in turn.
+//
+// Used from one thread. Results are 0 or a code of host/codes.h:
+//   kEndOfOutput      the client has ended
+//   kNoAnswerInTime   a limit was exceeded; a client that still owed an answer is ended
+//   kProcessFailed    a command could not be sent, or its outcome is a failure
+// Behind each of them, explanation() and words() say why.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/codes.h"
+#include "host/toolkit.h"
+#include "runtime/launch/child.h"
+#include "runtime/launch/line_buffer.h"
+
+namespace fileref::runtime {
+
+// How long the client may take; 0 stands for no limit.
+struct LaunchLimits {
+  std::chrono::milliseconds start{120'000};      // until the session is up
+  std::chrono::milliseconds command{60'000};     // for an exchange that moves no file contents
+  std::chrono::milliseconds transfer{0};         // for one that does
+  std::chrono::milliseconds close_grace{2'000};  // before TERM, and again before KILL
+};
+
+struct LaunchRequest {
+  // Program, options and host, quoted as for a shell. Without a host it ends in a blank, and the
+  // options must name a server to talk to directly (-D).
+  std::string command_line;
+  std::vector<std::string> extra_arguments;  // inserted right behind the program
+  // "openssh": speaks the dialogue of `sftp`. "plain": passes bytes through as they come. Empty:
+  // chosen by the file name of the program.
+  std::string adapter;
+  LaunchLimits limits;
+  bool may_ask = false;  // there is a terminal on which the client may ask its user
+  // Is told each line that is sent ("> " and the line), and each line that the client says.
+  std::function<void(std::string_view)> journal;
+  // Is called when an upload failed: keeps that local file and returns where, "" if it could not.
+  std::function<std::string(const std::string& local)> keep_unsent;
+};
+
+class Client {
+ public:
+  // Starts the client; its first answer is under way then. Returns null and says why when there is
+  // no host, a quote is not closed, or the program cannot be run.
+  static std::unique_ptr<Client> launch(LaunchRequest request, std::string* why);
+
+  // Closes the streams and ends the client (TERM, then KILL, each after the grace). Always reaped.
+  virtual ~Client();
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  // Sends one command, a line with its line feed, and drops what is undelivered of earlier
+  // answers; an answer still under way is waited for first. Not 0: nothing was sent.
+  virtual TKStatus send(std::string_view command) = 0;
+
+  // Delivers at most `capacity` bytes of the answer, a long one cut at the ends of lines, and
+  // stores their number, 0 on failure. Mode 1 waits until the answer is complete; mode 0 delivers
+  // what is there, which may be nothing. A failed command is reported once.
+  virtual TKStatus read(int mode, char* buffer, std::size_t capacity, std::size_t* length) = 0;
+
+  // 0 as soon as `read` has something to deliver or report, kNoAnswerInTime when nothing came
+  // within `at_most`. Never ends the client.
+  virtual TKStatus wait(std::chrono::milliseconds at_most) = 0;
+
+  // Lets at most that time pass, and less as soon as no answer is under way.
+  virtual void pump(std::chrono::milliseconds at_most) = 0;
+
+  // An answer is under way.
+  virtual bool busy() const = 0;
+
+  // Closes standard input: the client ends when it has done what it was told.
+  void close_streams() { child_->close_input(); }
+
+  long pid() const { return child_->pid(); }
+  TKStatus kill();
+  // Nothing while the client runs; 128 and the number when a signal ended it.
+  std::optional<int> exit_status();
+
+  // Why the last command, or the start, failed: what we know, and what the client itself said (at
+  // most its last 4 KiB, word for word). Either may be empty.
+  const std::string& explanation() const { return explanation_; }
+  const std::string& words() const { return error_words_.empty() ? output_words_ : error_words_; }
+
+ protected:
+  using Milliseconds = std::chrono::milliseconds;
+
+  Client(LaunchRequest request, std::unique_ptr<Child> child);
+
+  const LaunchLimits& limits() const { return request_.limits; }
+  Child& child() { return *child_; }
+  const Child& child() const { return *child_; }
+
+  void note(std::string_view line) const;
+  void note_sent(std::string_view line) const;
+  void remember_error(std::string_view line);
+  void remember_output(std::string_view line);
+  void forget_failure();
+  void explain(std::string explanation) { explanation_ = std::move(explanation); }
+  // Unless there is a better explanation already.
+  void explain_ended();
+  // Reaps the client, whose output has ended.
+  std::string how_it_ended();
+  static std::string no_answer_within(Milliseconds limit);
+
+ private:
+  LaunchRequest request_;
+  std::unique_ptr<Child> child_;
+  std::string explanation_, error_words_, output_words_;
+};
+
+}  // namespace fileref::runtime

@@ -1,0 +1,49 @@
+#include "runtime/launch/command.h"
+
+#include <array>
+
+namespace fileref::runtime {
+namespace {
+
+using Verb = Command::Verb;
+
+struct Form {
+  std::string_view opening;
+  Verb verb;
+};
+
+constexpr std::array<Form, 4> kForms{{{"cd \"", Verb::kChangeDirectory},
+                                      {"mkdir \"", Verb::kMakeDirectory},
+                                      {"get \"", Verb::kDownload},
+                                      {"put \"", Verb::kUpload}}};
+constexpr std::string_view kBetweenNames = "\" \"";
+
+std::optional<Command> names_of(Verb verb, std::string_view names) {
+  if (verb == Verb::kChangeDirectory || verb == Verb::kMakeDirectory) {
+    return Command{verb, std::string(names)};
+  }
+  const bool download = verb == Verb::kDownload;
+  const std::size_t gap = download ? names.rfind(kBetweenNames) : names.find(kBetweenNames);
+  if (gap == names.npos) return std::nullopt;
+  std::string first(names.substr(0, gap));
+  std::string second(names.substr(gap + kBetweenNames.size()));
+  if (download) return Command{verb, std::move(first), std::move(second)};
+  return Command{verb, std::move(second), std::move(first)};
+}
+
+}  // namespace
+
+std::optional<Command> parse_command(std::string_view text, std::string* why) {
+  if (text.ends_with('\n')) text.remove_suffix(1);
+  for (const Form& form : kForms) {
+    if (!text.starts_with(form.opening) || !text.ends_with('"')) continue;
+    std::string_view names = text.substr(form.opening.size());
+    if (names.empty()) break;
+    names.remove_suffix(1);
+    if (std::optional<Command> command = names_of(form.verb, names)) return command;
+  }
+  *why = "\"" + std::string(text) + "\" is no command for this client";
+  return std::nullopt;
+}
+
+}  // namespace fileref::runtime

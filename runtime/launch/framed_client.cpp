@@ -1,0 +1,192 @@
+#include "runtime/launch/framed_client.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace fileref::runtime {
+namespace {
+
+// How long the standard error of a client that has ended is read on: a helper process that it
+// started may hold it for ever.
+constexpr std::chrono::milliseconds kLastWords{200};
+
+constexpr std::size_t kLargestReply = std::size_t{256} << 20;  // far above every listing
+constexpr std::size_t kMostErrors = std::size_t{64} << 10;     // enough to judge by
+
+}  // namespace
+
+FramedClient::FramedClient(LaunchRequest request, std::unique_ptr<Child> child,
+                           std::unique_ptr<Adapter> adapter)
+    : Client(std::move(request), std::move(child)),
+      adapter_(std::move(adapter)),
+      error_lines_([this](std::string_view line) { note(line); }) {
+  begin(adapter_->start(), limits().start);
+}
+
+// An operation that is broken off here still puts its local files in order, once the client no
+// longer writes to them.
+FramedClient::~FramedClient() {
+  child().end(limits().close_grace, limits().close_grace);
+  if (busy()) operation_->lost({kEndOfOutput, {}, "the client was closed"}, words());
+}
+
+TKStatus FramedClient::send(std::string_view command) {
+  if (busy()) run_until(Clock::time_point::max());
+  answer_.clear();
+  failure_ = kSuccess;
+  std::string why;
+  std::unique_ptr<Operation> operation = adapter_->plan(command, &why);
+  if (operation && child().talking()) {
+    forget_failure();
+    begin(std::move(operation), limits().command);
+    return kSuccess;
+  }
+  if (operation) why = operation->lost({kProcessFailed, {}, how_it_ended()}, words()).explanation;
+  explain(why);
+  return kProcessFailed;
+}
+
+TKStatus FramedClient::read(int mode, char* buffer, std::size_t capacity, std::size_t* length) {
+  *length = 0;
+  if (busy()) run_until(mode == 0 ? Clock::now() : Clock::time_point::max());
+  if (failure_ != kSuccess) return std::exchange(failure_, kSuccess);
+  if (answer_.left() > 0) {
+    *length = answer_.take(buffer, capacity);
+    return kSuccess;
+  }
+  if (child().talking() && mode == 0) return kSuccess;
+  if (!wait_for_end(deadline_after(limits().command))) return kNoAnswerInTime;
+  explain_ended();
+  return kEndOfOutput;
+}
+
+TKStatus FramedClient::wait(std::chrono::milliseconds at_most) {
+  pump(at_most);
+  const bool waiting = failure_ == kSuccess && answer_.left() == 0 && child().talking();
+  return waiting ? kNoAnswerInTime : kSuccess;
+}
+
+void FramedClient::pump(std::chrono::milliseconds at_most) {
+  if (busy()) run_until(Clock::now() + at_most);
+}
+
+void FramedClient::begin(std::unique_ptr<Operation> operation, Milliseconds quick_limit) {
+  quick_limit_ = quick_limit;
+  operation_ = std::move(operation);
+  advance(operation_->begin());
+}
+
+void FramedClient::advance(Step step) {
+  if (Answer* answer = std::get_if<Answer>(&step)) {
+    finish(std::move(*answer));
+  } else {
+    start_exchange(std::get<Request>(std::move(step)));
+  }
+}
+
+void FramedClient::start_exchange(Request request) {
+  // What the client says between two exchanges belongs to no answer.
+  std::string out, err;
+  child().pump(Clock::now(), &out, &err);
+  error_lines_.add(err);
+  remember_errors(err);
+  const std::string nonce = make_nonce();
+  if (nonce.empty()) return lose(kProcessFailed, "the system gives no random numbers");
+  for (const std::string& line : request.lines) note_sent(line);
+  limit_ = request.transfer ? limits().transfer : quick_limit_;
+  deadline_ = deadline_after(limit_);
+  exchange_.emplace(std::move(request), adapter_->sentinel(nonce));
+  child().queue(exchange_->input());
+}
+
+// Runs the operation until it has ended, or until `deadline`.
+void FramedClient::run_until(Clock::time_point deadline) {
+  while (busy()) {
+    listen(std::min(deadline, deadline_));
+    if (exchange_->complete()) {
+      settle();
+    } else if (!child().talking()) {
+      lose(kEndOfOutput, {});
+    } else if (Clock::now() >= deadline_) {
+      lose(kNoAnswerInTime, no_answer_within(limit_));
+    } else if (exchange_->reply().out.size() > kLargestReply) {
+      lose(kProcessFailed, "the client's answer has no end");
+    } else if (Clock::now() >= deadline) {
+      return;
+    }
+  }
+}
+
+void FramedClient::listen(Clock::time_point deadline) {
+  std::string out, err;
+  child().pump(deadline, &out, &err);
+  exchange_->take_output(out);
+  if (exchange_->reply().err.size() < kMostErrors) exchange_->take_errors(err);
+  error_lines_.add(err);
+}
+
+// The sentinel was seen. What the client said before it on standard error can be read by now.
+void FramedClient::settle() {
+  listen(Clock::now());
+  error_lines_.flush();
+  note_output();
+  const Exchange done = *std::exchange(exchange_, std::nullopt);
+  if (!done.request().look) remember_errors(done.reply().err);
+  advance(operation_->take(done.reply()));
+}
+
+void FramedClient::finish(Answer answer) {
+  operation_.reset();
+  answer_.append(answer.text);
+  failure_ = answer.status;
+  explain(std::move(answer.explanation));
+}
+
+// No answer can come any more; a client that still runs is ended.
+void FramedClient::lose(TKStatus status, std::string reason) {
+  std::string out, err;
+  const Clock::time_point last_words = Clock::now() + kLastWords;
+  while (!child().talking() && child().pump(last_words, &out, &err)) {
+  }
+  error_lines_.add(err);
+  error_lines_.flush();
+  if (exchange_) {
+    note_output();
+    remember_errors(exchange_->reply().err + err);
+  }
+  exchange_.reset();
+  if (child().talking()) child().end(Milliseconds{0}, limits().close_grace);
+  if (reason.empty()) reason = how_it_ended();
+  finish(operation_->lost({status, {}, std::move(reason)}, words()));
+}
+
+bool FramedClient::wait_for_end(Clock::time_point deadline) {
+  std::string out, err;
+  while (child().talking() && child().pump(deadline, &out, &err)) {
+    error_lines_.add(std::exchange(err, {}));
+    out.clear();
+  }
+  return !child().talking();
+}
+
+// Passes on what the client wrote on standard output, without its echo of our lines.
+void FramedClient::note_output() {
+  std::vector<std::string> echoes;
+  for (const std::string& line : exchange_->request().lines) echoes.push_back(adapter_->echo(line));
+  LineBuffer lines([&](std::string_view line) {
+    if (std::find(echoes.begin(), echoes.end(), line) != echoes.end()) return;
+    note(line);
+    if (!exchange_->complete()) remember_output(line);
+  });
+  lines.add(exchange_->reply().out);
+  lines.flush();
+}
+
+void FramedClient::remember_errors(std::string_view text) {
+  LineBuffer lines([this](std::string_view line) { remember_error(line); });
+  lines.add(text);
+  lines.flush();
+}
+
+}  // namespace fileref::runtime

@@ -1,0 +1,28 @@
+#include "runtime/launch/line_buffer.h"
+
+namespace fileref::runtime {
+namespace {
+
+std::string_view without_carriage_returns(std::string_view line) {
+  while (line.starts_with('\r')) line.remove_prefix(1);
+  while (line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+}  // namespace
+
+void LineBuffer::add(std::string_view bytes) {
+  for (std::size_t end; (end = bytes.find('\n')) != bytes.npos; bytes.remove_prefix(end + 1)) {
+    partial_ += bytes.substr(0, end);
+    sink_(without_carriage_returns(partial_));
+    partial_.clear();
+  }
+  partial_ += bytes;
+}
+
+void LineBuffer::flush() {
+  if (!partial_.empty()) sink_(without_carriage_returns(partial_));
+  partial_.clear();
+}
+
+}  // namespace fileref::runtime

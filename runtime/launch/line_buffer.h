@@ -1,0 +1,26 @@
+// Cuts a stream of bytes into lines.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace fileref::runtime {
+
+// Clients write for a terminal: the carriage returns at both ends of a line are taken off.
+class LineBuffer {
+ public:
+  using Sink = std::function<void(std::string_view line)>;
+
+  explicit LineBuffer(Sink sink) : sink_(std::move(sink)) {}
+
+  void add(std::string_view bytes);
+  // Passes on what stands behind the last line feed.
+  void flush();
+
+ private:
+  Sink sink_;
+  std::string partial_;
+};
+
+}  // namespace fileref::runtime

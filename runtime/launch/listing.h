@@ -1,0 +1,29 @@
+// What the server says about one name, read from the client's long numeric listing of it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "runtime/launch/operation.h"
+
+namespace fileref::runtime {
+
+struct RemoteFile {
+  enum class Kind {
+    kUnknown,  // nothing was listed: not there, or not to be seen
+    kFile,
+    kDirectory,
+    kOther,  // FIFO, socket, device
+  };
+
+  Kind kind = Kind::kUnknown;
+  std::optional<std::uint64_t> size = {};  // of a file
+};
+
+// Reads the reply to the one line `ls -ln NAME`, where NAME stands for `name` as it was asked for.
+// Asked about a directory, the client lists what is in it.
+RemoteFile read_listing(const Reply& reply, std::string_view name);
+
+}  // namespace fileref::runtime

@@ -1,0 +1,100 @@
+#include "runtime/launch/openssh.h"
+
+#include <algorithm>
+
+#include "runtime/launch/command.h"
+#include "runtime/launch/local_file.h"
+#include "runtime/launch/openssh_operations.h"
+
+namespace fileref::runtime::openssh {
+namespace {
+
+// The client takes what stands behind this many bytes for another command.
+constexpr std::size_t kLongestLine = 2046;
+
+std::string quote_with(std::string_view name, std::string_view escaped) {
+  std::string quoted = name.starts_with('-') ? "\"./" : "\"";
+  for (const char c : name) {
+    if (escaped.find(c) != escaped.npos) quoted += '\\';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+bool can_carry(std::string_view name, std::string* why) {
+  if (name.find('\n') == name.npos && name.find('\0') == name.npos) return true;
+  *why = "a name cannot hold a line feed or a NUL byte";
+  return false;
+}
+
+bool fits(const std::vector<std::string>& lines, std::string* why) {
+  for (const std::string& line : lines) {
+    if (line.size() <= kLongestLine) continue;
+    *why = "the remote name is too long: its command takes " + std::to_string(line.size()) +
+           " bytes, the client reads " + std::to_string(kLongestLine);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string quote(std::string_view name) {
+  return quote_with(name, "\"\\");
+}
+std::string quote_for_listing(std::string_view name) {
+  return quote_with(name, "\"\\{");
+}
+
+Sentinel OpensshAdapter::sentinel(const std::string& nonce) const {
+  return {"#" + nonce, "sftp> #" + nonce + "\n"};
+}
+
+std::string OpensshAdapter::echo(std::string_view line) const {
+  return "sftp> " + std::string(line);
+}
+
+std::unique_ptr<Operation> OpensshAdapter::start() {
+  return std::make_unique<Start>(&session_);
+}
+
+std::unique_ptr<Operation> OpensshAdapter::plan(std::string_view text, std::string* why) {
+  const std::optional<Command> command = parse_command(text, why);
+  if (!command) return nullptr;
+  if (command->verb != Command::Verb::kUpload) return plan_command(*command, why);
+  if (!local_size(command->local)) {
+    *why = "there is no local file \"" + command->local + "\" to upload";
+    return nullptr;
+  }
+  std::unique_ptr<Operation> upload = plan_command(*command, why);
+  if (!upload) *why = explain_failed_upload(session_, *command, *why);
+  return upload;
+}
+
+std::unique_ptr<Operation> OpensshAdapter::plan_command(const Command& command, std::string* why) {
+  if (!can_carry(command.remote, why) || !can_carry(command.local, why)) return nullptr;
+  const std::string remote = quote(command.remote);
+  const std::string list = "ls -ln " + quote_for_listing(command.remote);
+  switch (command.verb) {
+    case Command::Verb::kChangeDirectory:
+      if (!fits({"cd " + remote}, why)) return nullptr;
+      return std::make_unique<ChangeDirectory>(&session_, command.remote, "cd " + remote);
+    case Command::Verb::kMakeDirectory:
+      if (!fits({"mkdir " + remote}, why)) return nullptr;
+      return std::make_unique<MakeDirectory>(command.remote, "mkdir " + remote);
+    case Command::Verb::kDownload: {
+      const std::string part = command.local + ".part";
+      const std::string get = "get " + remote + ' ' + quote(part);
+      if (!fits({list, get}, why)) return nullptr;
+      return std::make_unique<Download>(command, part, list, get);
+    }
+    case Command::Verb::kUpload: {
+      const std::string put = "put " + quote(command.local) + ' ' + remote;
+      if (!fits({list, put}, why)) return nullptr;
+      return std::make_unique<Upload>(&session_, command, list, put);
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace fileref::runtime::openssh

@@ -1,0 +1,41 @@
+// The OpenSSH client `sftp`.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "runtime/launch/adapter.h"
+#include "runtime/launch/command.h"
+
+namespace fileref::runtime::openssh {
+
+// What the operations of one session share.
+struct Session {
+  // Keeps the local file of a failed upload and returns where; empty when it could not.
+  std::function<std::string(const std::string& local)> keep_unsent;
+  std::string directory = {};  // the remote directory, as the client shows it; empty: not known
+};
+
+// A remote name as an argument that stands for exactly this name.
+std::string quote(std::string_view name);
+// The same for `ls`, which expands braces even between quotes.
+std::string quote_for_listing(std::string_view name);
+
+class OpensshAdapter : public Adapter {
+ public:
+  explicit OpensshAdapter(Session session) : session_(std::move(session)) {}
+
+  Sentinel sentinel(const std::string& nonce) const override;
+  std::unique_ptr<Operation> start() override;
+  std::unique_ptr<Operation> plan(std::string_view command, std::string* why) override;
+  std::string echo(std::string_view line) const override;
+
+ private:
+  std::unique_ptr<Operation> plan_command(const Command& command, std::string* why);
+
+  Session session_;
+};
+
+}  // namespace fileref::runtime::openssh

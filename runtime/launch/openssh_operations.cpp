@@ -1,0 +1,266 @@
+#include "runtime/launch/openssh_operations.h"
+
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <utility>
+
+#include "runtime/launch/local_file.h"
+
+namespace fileref::runtime::openssh {
+namespace {
+
+constexpr std::string_view kPrompt = "sftp> ";
+
+Answer done() {
+  return {kSuccess, std::string(kPrompt)};
+}
+
+// An answer with a phrase that the module takes for a failure.
+Answer refusal(std::string_view phrase, std::string explanation = {}) {
+  return {kSuccess, std::string(phrase) + '\n' + std::string(kPrompt), std::move(explanation)};
+}
+
+Answer failure(std::string explanation) {
+  return {kProcessFailed, {}, std::move(explanation)};
+}
+
+std::string quoted(const std::string& name) {
+  return '"' + name + '"';
+}
+
+std::string bytes(std::uint64_t count) {
+  return std::to_string(count) + " bytes";
+}
+
+// Whether a line of `text` begins with one of `openings`.
+bool has_line(std::string_view text, std::initializer_list<std::string_view> openings) {
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, end);
+    for (const std::string_view opening : openings) {
+      if (line.starts_with(opening)) return true;
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return false;
+}
+
+bool says_mkdir_failed(std::string_view err) {
+  return has_line(
+      err, {"remote mkdir \"", "Couldn't create directory", "realpath ", "Couldn't canonicali"});
+}
+
+// The client found out by itself that it lost data, even if the number of bytes is right.
+bool says_data_is_lost(std::string_view err) {
+  return has_line(err, {"read remote \"", "write local \"", "Couldn't read from remote file",
+                        "Couldn't write to \""});
+}
+
+bool says_host_is_unknown(std::string_view words) {
+  while (!words.empty()) {
+    const std::size_t end = std::min(words.find('\n'), words.size());
+    const std::string_view line = words.substr(0, end);
+    const auto says = [&](std::string_view text) { return line.find(text) != line.npos; };
+    if ((says("Could not resolve hostname") || says("Name or service not known")) &&
+        !says("Temporary failure in name resolution")) {
+      return true;
+    }
+    words.remove_prefix(std::min(end + 1, words.size()));
+  }
+  return false;
+}
+
+// The directory in the reply to a request that ended in `pwd`.
+std::string working_directory(std::string_view out) {
+  constexpr std::string_view kAnswer = "sftp> pwd\nRemote working directory: ";
+  const std::size_t at = out.find(kAnswer);
+  if (at == out.npos || (at > 0 && out[at - 1] != '\n')) return {};
+  out.remove_prefix(at + kAnswer.size());
+  if (out.ends_with('\n')) out.remove_suffix(1);
+  return std::string(out);
+}
+
+}  // namespace
+
+Step Start::begin() {
+  return Request{};
+}
+
+Step Start::take(const Reply& reply) {
+  if (!up_) {
+    up_ = true;
+    return Request{{"pwd"}};
+  }
+  session_->directory = working_directory(reply.out);
+  return done();
+}
+
+Answer Start::lost(Answer failure, std::string_view words) {
+  if (failure.status == kEndOfOutput && says_host_is_unknown(words)) {
+    return {kSuccess, "host does not exist\n", std::move(failure.explanation)};
+  }
+  return failure;
+}
+
+Step ChangeDirectory::begin() {
+  if (name_.empty()) return refusal("no such file or directory", "the directory name is empty");
+  return Request{{line_, "pwd"}};
+}
+
+Step ChangeDirectory::take(const Reply& reply) {
+  const std::string before = std::exchange(session_->directory, working_directory(reply.out));
+  const bool moved = session_->directory != before;
+  if (reply.err.empty() || moved || is_current()) return done();
+  return refusal("no such file or directory");
+}
+
+bool ChangeDirectory::is_current() const {
+  std::string_view name = name_;
+  while (name.size() > 1 && name.ends_with('/')) name.remove_suffix(1);
+  return name == "." || name == session_->directory;
+}
+
+Step MakeDirectory::begin() {
+  if (name_.empty()) return refusal("failure", "the directory name is empty");
+  return Request{{line_}};
+}
+
+Step MakeDirectory::take(const Reply& reply) {
+  return says_mkdir_failed(reply.err) ? refusal("failure") : done();
+}
+
+Step Download::begin() {
+  if (command_.remote.empty()) {
+    return refusal("unable to open: no such file or directory", "the remote name is empty");
+  }
+  if (const int error = remove_local(part_)) {
+    return fail("cannot remove " + quoted(part_) + ": " + std::strerror(error));
+  }
+  return Request{{list_}, false, true};
+}
+
+Step Download::take(const Reply& reply) {
+  switch (state_) {
+    case State::kAskSize:
+      before_ = read_listing(reply, command_.remote);
+      state_ = State::kTransfer;
+      return Request{{get_}, true, false};
+    case State::kTransfer:
+      return judge(reply);
+    case State::kAskSizeAgain:
+      break;
+  }
+  return judge_again(read_listing(reply, command_.remote));
+}
+
+Step Download::judge(const Reply& reply) {
+  const std::optional<std::uint64_t> size = local_size(part_);
+  if (!size) return refused();
+  arrived_ = *size;
+  if (!before_.size) {
+    if (reply.err.empty()) return accept();
+    return fail("the server does not state its size, and the client had something to say");
+  }
+  if (arrived_ == *before_.size && !says_data_is_lost(reply.err)) return accept();
+  const bool server_states_no_sizes = *before_.size == 0;
+  if (server_states_no_sizes && reply.err.empty()) return accept();
+  state_ = State::kAskSizeAgain;
+  return Request{{list_}, false, true};
+}
+
+// The file may have been growing.
+Step Download::judge_again(const RemoteFile& now) {
+  const std::uint64_t before = *before_.size;
+  if (now.size && before < *now.size && before <= arrived_ && arrived_ <= *now.size) {
+    return accept();
+  }
+  if (now.size && *now.size != before) {
+    return fail("it changed under way from " + bytes(before) + " to " + bytes(*now.size));
+  }
+  return fail(std::to_string(arrived_) + " of " + bytes(before) + " arrived");
+}
+
+Answer Download::refused() const {
+  if (const int error = probe_local(part_)) {
+    return failure("cannot create " + quoted(part_) + ": " + std::strerror(error));
+  }
+  const bool irregular =
+      before_.kind == RemoteFile::Kind::kDirectory || before_.kind == RemoteFile::Kind::kOther;
+  return refusal("unable to open: no such file or directory",
+                 irregular ? quoted(command_.remote) + " is not a regular file" : "");
+}
+
+Answer Download::accept() {
+  // The client made it with the remote file's permissions, which may keep even us from reading it.
+  int error = set_local_mode(part_, 0600);
+  if (!error) error = rename_local(part_, command_.local);
+  if (error) return fail("cannot write " + quoted(command_.local) + ": " + std::strerror(error));
+  return done();
+}
+
+Answer Download::fail(const std::string& reason) {
+  remove_local(part_);
+  return failure("the download of " + quoted(command_.remote) + " broke off: " + reason);
+}
+
+Answer Download::lost(Answer failure, std::string_view) {
+  failure.explanation = fail(failure.explanation).explanation;
+  return failure;
+}
+
+std::string explain_failed_upload(const Session& session, const Command& command,
+                                  const std::string& reason) {
+  const std::string place = session.keep_unsent ? session.keep_unsent(command.local) : "";
+  return "the upload of " + quoted(command.remote) + " failed: " + reason +
+         (place.empty() ? "; the data could not be kept" : "; the data is kept in " + place);
+}
+
+Step Upload::begin() {
+  if (command_.remote.empty()) return fail("the remote name is empty");
+  return Request{{list_}, false, true};
+}
+
+Step Upload::take(const Reply& reply) {
+  switch (state_) {
+    case State::kLook:
+      return transfer(read_listing(reply, command_.remote));
+    case State::kTransfer:
+      state_ = State::kLookAgain;
+      return Request{{list_}, false, true};
+    case State::kLookAgain:
+      break;
+  }
+  return judge(read_listing(reply, command_.remote));
+}
+
+Step Upload::transfer(const RemoteFile& target) {
+  // The client would put the file into it.
+  if (target.kind == RemoteFile::Kind::kDirectory) return fail("the remote name is a directory");
+  // A new remote file gets the permissions of the local one, and those are for us alone. Should
+  // that fail, the upload is still good.
+  set_local_mode(command_.local, default_file_mode());
+  state_ = State::kTransfer;
+  return Request{{put_}, true, false};
+}
+
+Step Upload::judge(const RemoteFile& arrived) {
+  const std::optional<std::uint64_t> size = local_size(command_.local);
+  if (!size) return fail("the local file " + quoted(command_.local) + " went away");
+  if (!arrived.size) return fail("the server shows no such file afterwards");
+  if (*arrived.size != *size) {
+    return fail(std::to_string(*arrived.size) + " of " + bytes(*size) + " arrived");
+  }
+  return done();
+}
+
+Answer Upload::fail(const std::string& reason) {
+  return failure(explain_failed_upload(*session_, command_, reason));
+}
+
+Answer Upload::lost(Answer failure, std::string_view) {
+  failure.explanation = explain_failed_upload(*session_, command_, failure.explanation);
+  return failure;
+}
+
+}  // namespace fileref::runtime::openssh

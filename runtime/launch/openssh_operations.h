@@ -1,0 +1,112 @@
+// How the module's commands are carried out with the OpenSSH client, and how their outcome is
+// judged. The client's messages come in hundreds of wordings and servers add noise, so evidence
+// decides: where the session stands, what is there, how many bytes arrived.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "runtime/launch/command.h"
+#include "runtime/launch/listing.h"
+#include "runtime/launch/openssh.h"
+#include "runtime/launch/operation.h"
+
+namespace fileref::runtime::openssh {
+
+class Start : public Operation {
+ public:
+  explicit Start(Session* session) : session_(session) {}
+  Step begin() override;
+  Step take(const Reply& reply) override;
+  Answer lost(Answer failure, std::string_view words) override;
+
+ private:
+  Session* session_;
+  bool up_ = false;
+};
+
+class ChangeDirectory : public Operation {
+ public:
+  ChangeDirectory(Session* session, std::string name, std::string line)
+      : session_(session), name_(std::move(name)), line_(std::move(line)) {}
+  Step begin() override;
+  Step take(const Reply& reply) override;
+
+ private:
+  bool is_current() const;
+
+  Session* session_;
+  std::string name_, line_;
+};
+
+class MakeDirectory : public Operation {
+ public:
+  MakeDirectory(std::string name, std::string line)
+      : name_(std::move(name)), line_(std::move(line)) {}
+  Step begin() override;
+  Step take(const Reply& reply) override;
+
+ private:
+  std::string name_, line_;
+};
+
+// Downloads to a fresh name and renames it onto the asked one once it is complete.
+class Download : public Operation {
+ public:
+  Download(Command command, std::string part, std::string list, std::string get)
+      : command_(std::move(command)),
+        part_(std::move(part)),
+        list_(std::move(list)),
+        get_(std::move(get)) {}
+  Step begin() override;
+  Step take(const Reply& reply) override;
+  Answer lost(Answer failure, std::string_view words) override;
+
+ private:
+  enum class State { kAskSize, kTransfer, kAskSizeAgain };
+
+  Step judge(const Reply& reply);
+  Step judge_again(const RemoteFile& now);
+  Answer refused() const;
+  Answer accept();
+  Answer fail(const std::string& reason);
+
+  Command command_;
+  std::string part_, list_, get_;
+  State state_ = State::kAskSize;
+  RemoteFile before_;
+  std::uint64_t arrived_ = 0;
+};
+
+// Has the local file of an upload kept, and tells the user where and why.
+std::string explain_failed_upload(const Session& session, const Command& command,
+                                  const std::string& reason);
+
+// Uploads, and looks at what arrived.
+class Upload : public Operation {
+ public:
+  Upload(Session* session, Command command, std::string list, std::string put)
+      : session_(session),
+        command_(std::move(command)),
+        list_(std::move(list)),
+        put_(std::move(put)) {}
+  Step begin() override;
+  Step take(const Reply& reply) override;
+  Answer lost(Answer failure, std::string_view words) override;
+
+ private:
+  enum class State { kLook, kTransfer, kLookAgain };
+
+  Step transfer(const RemoteFile& target);
+  Step judge(const RemoteFile& arrived);
+  Answer fail(const std::string& reason);
+
+  Session* session_;
+  Command command_;
+  std::string list_, put_;
+  State state_ = State::kLook;
+};
+
+}  // namespace fileref::runtime::openssh

@@ -1,0 +1,115 @@
+#include "runtime/launch/plain_client.h"
+
+namespace fileref::runtime {
+namespace {
+
+// Beyond this the client is left waiting until somebody reads.
+constexpr std::size_t kMostUndelivered = std::size_t{1} << 20;
+constexpr std::size_t kPromptLength = 6;
+
+bool ends_in_prompt(std::string_view text) {
+  return text.ends_with("sftp> ") || text.ends_with("sftp>");
+}
+
+bool moves_contents(std::string_view command) {
+  return command.starts_with("get ") || command.starts_with("put ");
+}
+
+}  // namespace
+
+PlainClient::PlainClient(LaunchRequest request, std::unique_ptr<Child> child)
+    : Client(std::move(request), std::move(child)),
+      output_lines_([this](std::string_view line) {
+        note(line);
+        remember_output(line);
+      }),
+      error_lines_([this](std::string_view line) {
+        note(line);
+        remember_error(line);
+      }) {
+  expect_answer(limits().start);
+}
+
+TKStatus PlainClient::send(std::string_view command) {
+  if (command.find('\0') != command.npos) {
+    explain("a command cannot hold a NUL byte");
+    return kProcessFailed;
+  }
+  listen(Clock::now());
+  if (!talking()) {
+    explain_ended();
+    return kProcessFailed;
+  }
+  forget_failure();
+  output_lines_.flush();
+  output_.clear();
+  tail_.clear();
+  note_sent(command.substr(0, command.find('\n')));
+  expect_answer(moves_contents(command) ? limits().transfer : limits().command);
+  child().queue(command);
+  listen(Clock::now());
+  return kSuccess;
+}
+
+TKStatus PlainClient::read(int mode, char* buffer, std::size_t capacity, std::size_t* length) {
+  *length = 0;
+  // Behind an answer, more may come, but none is owed.
+  if (prompted_) deadline_ = deadline_after(limits().command);
+  bool heard = true;
+  while (heard && output_.left() == 0) heard = listen(mode == 0 ? Clock::now() : deadline_);
+  if (output_.left() > 0) {
+    *length = output_.take(buffer, capacity);
+    return kSuccess;
+  }
+  if (!talking()) {
+    explain_ended();
+    return kEndOfOutput;
+  }
+  if (mode == 0) return kSuccess;
+  if (!prompted_) give_up();
+  return kNoAnswerInTime;
+}
+
+TKStatus PlainClient::wait(std::chrono::milliseconds at_most) {
+  const Clock::time_point deadline = Clock::now() + at_most;
+  while (output_.left() == 0 && listen(deadline)) {
+  }
+  return output_.left() > 0 || !talking() ? kSuccess : kNoAnswerInTime;
+}
+
+void PlainClient::pump(std::chrono::milliseconds at_most) {
+  const Clock::time_point deadline = Clock::now() + at_most;
+  while (busy() && output_.left() < kMostUndelivered && listen(deadline)) {
+  }
+}
+
+void PlainClient::expect_answer(Milliseconds limit) {
+  prompted_ = false;
+  limit_ = limit;
+  deadline_ = deadline_after(limit);
+}
+
+bool PlainClient::listen(Clock::time_point deadline) {
+  std::string out, err;
+  const bool heard = child().pump(deadline, &out, &err);
+  output_.append(out);
+  output_lines_.add(out);
+  error_lines_.add(err);
+  tail_ += out;
+  if (tail_.size() > kPromptLength) tail_.erase(0, tail_.size() - kPromptLength);
+  prompted_ = ends_in_prompt(tail_);
+  if (!talking()) {
+    output_lines_.flush();
+    error_lines_.flush();
+  }
+  return heard;
+}
+
+void PlainClient::give_up() {
+  child().end(Milliseconds{0}, limits().close_grace);
+  output_lines_.flush();
+  error_lines_.flush();
+  explain(no_answer_within(limit_));
+}
+
+}  // namespace fileref::runtime

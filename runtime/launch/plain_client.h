@@ -1,0 +1,37 @@
+// A client that nothing is known about: bytes pass through as they come.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "runtime/launch/client.h"
+#include "runtime/launch/delivery.h"
+
+namespace fileref::runtime {
+
+class PlainClient : public Client {
+ public:
+  PlainClient(LaunchRequest request, std::unique_ptr<Child> child);
+
+  TKStatus send(std::string_view command) override;
+  TKStatus read(int mode, char* buffer, std::size_t capacity, std::size_t* length) override;
+  TKStatus wait(std::chrono::milliseconds at_most) override;
+  void pump(std::chrono::milliseconds at_most) override;
+  // As far as anybody can tell: what was printed so far does not end like a prompt.
+  bool busy() const override { return !prompted_ && talking(); }
+
+ private:
+  bool talking() const { return child().talking(); }
+  void expect_answer(Milliseconds limit);
+  bool listen(Clock::time_point deadline);
+  void give_up();
+
+  LineBuffer output_lines_, error_lines_;
+  Delivery output_;
+  std::string tail_;  // the last bytes that arrived, delivered or not
+  bool prompted_ = false;
+  Milliseconds limit_{0};
+  Clock::time_point deadline_;
+};
+
+}  // namespace fileref::runtime

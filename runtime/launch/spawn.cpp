@@ -1,0 +1,181 @@
+#include "runtime/launch/spawn.h"
+
+#include <fcntl.h>
+#include <linux/close_range.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+namespace fileref::runtime {
+namespace {
+
+struct Pipe {
+  Fd read, write;
+};
+
+bool open_pipe(Pipe* pipe) {
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+  pipe->read.reset(ends[0]);
+  pipe->write.reset(ends[1]);
+  return true;
+}
+
+bool is_program(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && ::access(path.c_str(), X_OK) == 0;
+}
+
+// The path of `program`; empty when PATH has no such program.
+std::string find_program(const std::string& program) {
+  if (program.find('/') != program.npos) return program;
+  const char* path = std::getenv("PATH");
+  std::string_view rest = path ? path : "/usr/local/bin:/usr/bin:/bin";
+  for (;;) {
+    const std::size_t colon = rest.find(':');
+    const std::string_view directory = rest.substr(0, colon);
+    std::string candidate = std::string(directory.empty() ? "." : directory) + '/' + program;
+    if (is_program(candidate)) return candidate;
+    if (colon == rest.npos) return {};
+    rest.remove_prefix(colon + 1);
+  }
+}
+
+// The caller's environment with LC_ALL=C.UTF-8: the client's messages stay English, and the bytes
+// of names stay text.
+std::vector<std::string> child_environment() {
+  std::vector<std::string> environment;
+  for (char** entry = environ; entry && *entry; ++entry) {
+    if (!std::string_view(*entry).starts_with("LC_ALL=")) environment.emplace_back(*entry);
+  }
+  environment.emplace_back("LC_ALL=C.UTF-8");
+  return environment;
+}
+
+std::vector<char*> pointers_to(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+// All that the new process needs, made before the fork: behind it only async-signal-safe calls
+// are allowed.
+struct Image {
+  const char* path;
+  char* const* arguments;
+  char* const* environment;
+  std::array<int, 3> streams;
+  int failure;  // tells the parent the errno of a failed exec
+  bool own_session;
+};
+
+void default_signals() {
+  struct sigaction action {};
+  action.sa_handler = SIG_DFL;
+  for (int number = 1; number < NSIG; ++number) sigaction(number, &action, nullptr);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// Puts the pipe ends on descriptors 0, 1 and 2, past each other where they already lie there.
+bool connect_streams(const std::array<int, 3>& streams) {
+  std::array<int, 3> moved;
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    moved[i] = ::fcntl(streams[i], F_DUPFD_CLOEXEC, 3);
+    if (moved[i] < 0) return false;
+  }
+  for (int i = 0; i < 3; ++i) {
+    if (::dup2(moved[static_cast<std::size_t>(i)], i) < 0) return false;
+  }
+  return true;
+}
+
+[[noreturn]] void become(const Image& image) {
+  const int failure = ::fcntl(image.failure, F_DUPFD_CLOEXEC, 3);
+  if (image.own_session) ::setsid();
+  if (failure >= 0 && connect_streams(image.streams)) {
+    ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
+    default_signals();
+    ::execve(image.path, image.arguments, image.environment);
+  }
+  const int error = errno;
+  [[maybe_unused]] const ssize_t told = ::write(failure, &error, sizeof error);
+  ::_exit(127);
+}
+
+// fork(2) with all signals blocked in the child, so that no handler of the host runs there.
+pid_t fork_quietly(const Image& image) {
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const pid_t pid = ::fork();
+  if (pid == 0) become(image);
+  const int error = errno;
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  errno = error;
+  return pid;
+}
+
+// 0 when the exec succeeded, which closed the pipe.
+int exec_error(int failure) {
+  int error = 0;
+  ssize_t n;
+  do {
+    n = ::read(failure, &error, sizeof error);
+  } while (n < 0 && errno == EINTR);
+  return n == sizeof error ? error : 0;
+}
+
+std::string system_failure(int error) {
+  return std::string("the client could not be started: ") + std::strerror(error);
+}
+
+}  // namespace
+
+std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_session,
+                             std::string* why) {
+  const std::string path = find_program(words.front());
+  if (path.empty()) {
+    *why = "the client program \"" + words.front() +
+           "\" is not in PATH: install it, or give its full path";
+    return std::nullopt;
+  }
+  Pipe in, out, err, failure;
+  for (Pipe* pipe : {&in, &out, &err, &failure}) {
+    if (open_pipe(pipe)) continue;
+    *why = system_failure(errno);
+    return std::nullopt;
+  }
+  std::vector<std::string> arguments = words;
+  std::vector<std::string> environment = child_environment();
+  const std::vector<char*> argv = pointers_to(arguments);
+  const std::vector<char*> envp = pointers_to(environment);
+  const pid_t pid = fork_quietly({path.c_str(),
+                                  argv.data(),
+                                  envp.data(),
+                                  {in.read.get(), out.write.get(), err.write.get()},
+                                  failure.write.get(),
+                                  own_session});
+  if (pid < 0) {
+    *why = system_failure(errno);
+    return std::nullopt;
+  }
+  failure.write.reset();
+  if (const int error = exec_error(failure.read.get()); error != 0) {
+    while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    *why = "the client program \"" + path + "\" cannot be run: " + std::strerror(error);
+    return std::nullopt;
+  }
+  return Spawned{pid, std::move(in.write), std::move(out.read), std::move(err.read)};
+}
+
+}  // namespace fileref::runtime
