@@ -34,7 +34,7 @@ inline Name8 name8(std::string_view text) {
   return name;
 }
 
-inline Name8 name8(const char* eight_characters) {
+inline Name8 name_at(const char* eight_characters) {
   return name8(std::string_view(eight_characters, 8));
 }
 

@@ -95,7 +95,7 @@ wrcode find_method(const char* method, AMMCB** ammcb) {
   rctype rc = kSuccess;
   *ammcb = nullptr;
   if (host().method_block(&rc) == nullptr && rc != kSuccess) return rc;
-  *ammcb = host().registry.method(name8(method));
+  *ammcb = host().registry.method(name_at(method));
   return *ammcb == nullptr ? kUnknownMethod : kSuccess;
 }
 
@@ -193,7 +193,7 @@ wrcode Services::yxamscp(const char* method, AMMCB** ammcb, rebid) {
 }
 
 wrcode Services::yxal2am(const char* logicalname, rebid, AMMCB** ammcb) {
-  *ammcb = host().registry.assigned(name8(logicalname));
+  *ammcb = host().registry.assigned(name_at(logicalname));
   rctype rc = kSuccess;
   if (*ammcb == nullptr) *ammcb = host().method_block(&rc);
   return rc;
@@ -206,8 +206,8 @@ wrcode Services::yxaunql(char* logicalname, rebid) {
 }
 
 wrcode Services::yxrasgn(char* logicalname, rebid, const char* method, char*, int, ptr) {
-  if (name8(method) != name8("TEMP")) return kUnknownMethod;
-  Name8 name = name8(logicalname);
+  if (name_at(method) != name8("TEMP")) return kUnknownMethod;
+  Name8 name = name_at(logicalname);
   if (text_of(name).empty() || name.front() == '\0') {
     do {
       name = host().registry.unique_name();
@@ -219,11 +219,11 @@ wrcode Services::yxrasgn(char* logicalname, rebid, const char* method, char*, in
 }
 
 wrcode Services::yxrdasg(char* logicalname, rebid) {
-  return host().temp.deassign(name8(logicalname));
+  return host().temp.deassign(name_at(logicalname));
 }
 
 wrcode Services::yxrinfo(ptr, char* logicalname, rebid, int, ptr, WX_INFOPARM* infoparm) {
-  std::string* path = host().temp.path_of(name8(logicalname));
+  std::string* path = host().temp.path_of(name_at(logicalname));
   if (path == nullptr) return kNotAssigned;
   infoparm->pname = path->data();
   infoparm->namelen = static_cast<int>(path->size());
@@ -233,7 +233,7 @@ wrcode Services::yxrinfo(ptr, char* logicalname, rebid, int, ptr, WX_INFOPARM* i
 }
 
 wrcode Services::yxropen(HOST_FILE** file, char* logicalname, rebid, WX_OPENPARM* openparm) {
-  return host().temp.open(file, name8(logicalname), *openparm);
+  return host().temp.open(file, name_at(logicalname), *openparm);
 }
 
 wrcode Services::yxclose(HOST_FILE* file) {

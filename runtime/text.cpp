@@ -62,11 +62,12 @@ void Text::fill_tables() {
     }
     const char byte = static_cast<char>(i);
     std::string character;
-    if (!decoder->convert({&byte, 1}, character) || !decoder->finish(character)) {
-      if (character.empty()) continue;
+    const bool whole = decoder->convert({&byte, 1}, character) && decoder->finish(character);
+    if (i < 0x80 ? character != std::string_view(&byte, 1) : !whole && !character.empty()) {
       throw std::invalid_argument("the session encoding \"" + session_encoding_ +
-                                  "\" is neither UTF-8 nor single-byte");
+                                  "\" is neither UTF-8 nor a single-byte one that holds ASCII");
     }
+    if (!whole) continue;  // the byte stands for nothing
     for (const auto function : {kUpperCase, kLowerCase}) {
       std::string changed = character;
       change_case_utf8(changed.data(), changed.size(),

@@ -13,8 +13,8 @@ namespace fileref::runtime {
 
 class Text {
  public:
-  // `session_encoding` is a name the C library knows. Unknown, or neither UTF-8 nor single-byte:
-  // throws std::invalid_argument.
+  // `session_encoding` is a name the C library knows. Unknown, or neither UTF-8 nor a single-byte
+  // encoding that holds ASCII: throws std::invalid_argument.
   explicit Text(std::string session_encoding);
 
   const std::string& session_encoding() const { return session_encoding_; }

@@ -87,7 +87,7 @@ class ConvertingSource : public ByteSource {
     const std::size_t count = std::min(capacity, text_.size() - taken_);
     std::memcpy(buffer, text_.data() + taken_, count);
     taken_ += count;
-    return static_cast<long>(count);
+    return count == 0 && failed_ ? -1 : static_cast<long>(count);
   }
 
  private:

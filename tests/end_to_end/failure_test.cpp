@@ -1,0 +1,211 @@
+// Whatever goes wrong ends with status 1, one message that names the thing, nothing printed and
+// nothing left behind.
+#include <sys/mount.h>
+
+#include "tests/end_to_end/command_fixture.h"
+
+namespace fileref {
+namespace {
+
+class Failures : public CommandTest {
+ protected:
+  static std::string faulty(const std::string& fault) {
+    return "OPTIONS='-D \"" FILEREF_BUILD_DIRECTORY "/faulty_server " + fault + "\"'";
+  }
+
+  void expect_failure(const support::Outcome& outcome, const std::vector<std::string>& said) {
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    for (const std::string& text : said) {
+      EXPECT_NE(outcome.err.find(text), std::string::npos)
+          << "missing: " << text << "\nin: " << outcome.err;
+    }
+    // One block: its first line begins at the margin and no other does.
+    EXPECT_EQ(outcome.err.find("fileref: "), 0u) << outcome.err;
+    std::istringstream lines(outcome.err);
+    std::string line;
+    std::getline(lines, line);
+    while (std::getline(lines, line)) EXPECT_EQ(line.substr(0, 2), "  ") << outcome.err;
+  }
+};
+
+struct Case {
+  const char* name;
+  std::vector<std::string> words;
+  std::vector<std::string> said;
+};
+
+TEST_F(Failures, OfTheRequest) {
+  support::write_file(remote("plain"), "one\ntwo\n");
+  support::write_file(remote("long"), "short\n" + std::string(300, 'x') + "\n");
+  support::fs::create_directory(remote("folder"));
+  const std::string plain = local("plain");
+  const std::string refused = "sftp://nobody@127.0.0.1:" + std::to_string(support::free_port());
+  const std::vector<Case> cases = {
+      {"file missing", {"read", local("none")}, {"cannot read", "none", "0x80000805"}},
+      {"directory missing", {"read", local("no/file")}, {"remote/no", "0x80000805"}},
+      {"a directory", {"read", local("folder")}, {"folder"}},
+      {"write over a directory", {"write", local("folder")}, {"folder"}},
+      {"write into a missing directory", {"write", local("no/file")}, {"remote/no"}},
+      {"host unknown", {"read", "sftp://no-such-host.invalid/f"}, {"no-such-host.invalid"}},
+      {"refused", {"read", refused + "/f"}, {"Connection refused", "127.0.0.1"}},
+      {"client missing", {"read", plain, "-o", "PATH='/no/such/sftp'"}, {"/no/such/sftp"}},
+      {"client does nothing", {"read", plain, "-o", "PATH='/bin/false'"}, {"cannot read"}},
+      {"record too long", {"read", local("long"), "-o", "LRECL=100"}, {"Record 2", "LRECL="}},
+      {"option unknown", {"read", plain, "-o", "LRECL=80 FOO=1"}, {"LRECL=80 FOO=1", "^^^"}},
+      {"value of a wrong type", {"read", plain, "-o", "LRECL=abc"}, {"LRECL=abc", "^^^"}},
+      {"value unknown", {"read", plain, "-o", "RECFM=U"}, {"RECFM=U", "^"}},
+      {"encoding unknown", {"read", plain, "-o", "ENCODING='klingon'"}, {"klingon", "^^^^^^^^^"}},
+      {"value missing", {"read", plain, "-o", "USER="}, {"USER=", "^"}},
+      {"quote open", {"read", plain, "-o", "USER='u"}, {"USER='u", "^"}},
+      {"record length of no use", {"read", plain, "-o", "LRECL=-1"}, {"-1 bytes"}},
+      {"host too long", {"read", "sftp://" + std::string(128, 'h') + "/f"}, {"hhhh"}},
+      {"command line too long",
+       {"read", plain, "-o", "OPTIONS='" + std::string(5000, 'x') + "'"},
+       {"plain", "0x80000805"}},
+      {"name that cannot be sent", {"read", local("two\nlines")}, {"two\\x0alines"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    expect_failure(fileref(c.words, "data\n"), c.said);
+  }
+}
+
+TEST_F(Failures, SecretsAreNotShown) {
+  const support::Outcome outcome =
+      fileref({"read", local("f"), "-o", "OPTIONSX='sesame' FOO", "--log", directory_ / "log"});
+  expect_failure(outcome, {"FOO", "OPTIONSX=******** FOO"});
+  EXPECT_EQ(outcome.err.find("sesame"), std::string::npos);
+  support::write_file(remote("f"), "x\n");
+  fileref({"read", local("f"), "-o", "OPTIONSX='-o User=sesame'", "--log", directory_ / "log"});
+  const std::string log = support::read_file(directory_ / "log");
+  EXPECT_NE(log.find("OPTIONSX=********"), std::string::npos) << log;
+  EXPECT_EQ(log.find("sesame"), std::string::npos) << log;
+}
+
+TEST_F(Failures, OfPermissionsAndLogins) {
+  support::write_file(server_->root() / "secret", "x\n");
+  support::fs::create_directory(server_->root() / "closed");
+  server_->give_to_user(server_->root());
+  support::fs::permissions(server_->root() / "secret", support::fs::perms::none);
+  support::fs::permissions(server_->root() / "closed", support::fs::perms(0555));
+  support::write_file(directory_ / "nothing_known", "");
+  const auto with = [this](const char* command, const char* name, const std::string& options) {
+    return std::vector<std::string>{command, server_->url(name), "-o", options};
+  };
+  const std::string good = server_->options();
+  const std::vector<Case> cases = {
+      {"not readable", with("read", "secret", good), {"secret", "Permission denied"}},
+      {"not writable", with("write", "closed/f", good), {"closed/f", "Permission denied", "kept"}},
+      {"login refused", with("read", "f", server_->options("other_key")), {"Permission denied"}},
+      {"host key unknown",
+       with("read", "f", server_->options("user_key", "no_such_file")),
+       {"Host key verification failed"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    expect_failure(fileref(c.words, "data\n"), c.said);
+  }
+  // What could not be sent is kept, and the message says where.
+  int kept = 0;
+  for (const auto& entry : support::fs::recursive_directory_iterator(directory_ / "state")) {
+    kept += entry.is_regular_file() && support::read_file(entry.path()) == "data\n";
+  }
+  EXPECT_EQ(kept, 1);
+  support::fs::permissions(server_->root() / "closed", support::fs::perms(0755));
+}
+
+// A transfer that was cut off is never taken for a whole one, even where the client thinks so.
+TEST_F(Failures, OfABadServer) {
+  support::write_file(remote("data"), random_bytes(2'000'000, 3));
+  const std::string target = remote("data");
+  const auto with = [](const char* command, const std::string& file, const std::string& fault) {
+    return std::vector<std::string>{command, "local:" + file, "-o", "RECFM=S " + faulty(fault)};
+  };
+  const std::vector<Case> cases = {
+      {"connection dropped", with("read", target, "drop-read 1000000"), {"data"}},
+      {"early end of file", with("read", target, "early-eof 1000000"), {"data", "2000000"}},
+      {"read error", with("read", target, "fail-read 1000000"), {"data"}},
+      {"last write refused", with("write", remote("out"), "fail-last-write"), {"out", "kept"}},
+      {"connection dropped in a write",
+       with("write", remote("out"), "drop-write 1000000"),
+       {"out", "kept"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    expect_failure(fileref(c.words, random_bytes(2'000'000, 4)), c.said);
+  }
+}
+
+// The client, or the server, ends in the middle of a download.
+TEST_F(Failures, OfAKilledProcess) {
+  support::write_file(remote("data"), random_bytes(2'000'000, 3));
+  for (const bool kill_server : {false, true}) {
+    SCOPED_TRACE(kill_server ? "server" : "client");
+    support::Program program =
+        start({"read", local("data"), "-o", "RECFM=S " + faulty("stall-read 1000000")});
+    pid_t victim = 0;
+    ASSERT_TRUE(support::eventually([&] {
+      const auto clients = support::children_of(program.pid());
+      if (clients.empty() || support::fs::is_empty(temporary_)) return false;
+      const auto servers = support::children_of(clients.front());
+      if (servers.empty()) return false;
+      victim = kill_server ? servers.front() : clients.front();
+      // In the middle: part of the data is there.
+      for (const auto& entry : support::fs::recursive_directory_iterator(temporary_)) {
+        if (entry.is_regular_file() && entry.file_size() > 100'000) return true;
+      }
+      return false;
+    }));
+    kill(victim, SIGKILL);
+    expect_failure(program.wait(), {"data"});
+  }
+}
+
+TEST_F(Failures, OfTheLocalDisk) {
+  support::write_file(remote("data"), random_bytes(8'000'000, 5));
+  const std::string small = directory_ / "small";
+  support::fs::create_directory(small);
+  if (mount("tmpfs", small.c_str(), "tmpfs", 0, "size=4m") != 0) {
+    GTEST_SKIP() << "a small disk can be mounted by root only";
+  }
+  temporary_ = small;
+  expect_failure(fileref({"read", local("data"), "-o", "RECFM=S"}), {"No space left on device"});
+  expect_failure(fileref({"write", local("out"), "-o", "RECFM=S"}, random_bytes(8'000'000, 6)),
+                 {"No space left on device"});
+  EXPECT_FALSE(support::fs::exists(remote("out")));
+  EXPECT_TRUE(support::fs::is_empty(small));
+  temporary_ = "/nonexistent";
+  expect_failure(fileref({"read", local("data")}), {"/nonexistent", "TMPDIR"});
+  umount(small.c_str());
+}
+
+TEST_F(Failures, WrongUseEndsWithTwo) {
+  const std::vector<std::vector<std::string>> uses = {
+      {},
+      {"read"},
+      {"reed", local("f")},
+      {"read", "ftp://h/f"},
+      {"read", "sftp://h"},
+      {"read", "sftp:///f"},
+      {"read", "sftp://h/dir/"},
+      {"read", "sftp://h:0/f"},
+      {"read", "sftp://h:70000/f"},
+      {"read", "sftp://u:password@h/f"},
+      {"read", "sftp://-oProxyCommand=x/f"},
+      {"read", "sftp://u%20-oProxyCommand=x@h/f"},
+      {"read", "sftp://h/%zz"},
+      {"read", local("f"), "--log", "/no/such/place"},
+      {"read", local("f"), "--no-such-flag"},
+      {"read", local("f"), "another"},
+  };
+  for (const auto& words : uses) {
+    const support::Outcome outcome = fileref(words);
+    EXPECT_EQ(outcome.status, 2) << outcome.err << testing::PrintToString(words);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_NE(outcome.err, "");
+  }
+}
+
+}  // namespace
+}  // namespace fileref

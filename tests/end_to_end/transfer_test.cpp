@@ -1,0 +1,144 @@
+// What is read and written is what was there, byte for byte.
+#include <chrono>
+
+#include "tests/end_to_end/command_fixture.h"
+
+namespace fileref {
+
+std::unique_ptr<support::SshServer> CommandTest::server_;
+
+namespace {
+
+std::string lines_of_text(std::size_t bytes) {
+  std::mt19937_64 random(7);
+  std::string text;
+  text.reserve(bytes + 200);
+  while (text.size() < bytes) {
+    text.append(random() % 160, static_cast<char>('a' + random() % 26));
+    text += '\n';
+  }
+  return text;
+}
+
+class Transfer : public CommandTest {};
+
+struct Case {
+  const char* name;
+  std::string content;
+  std::vector<std::string> options;
+  std::string printed;  // by a read
+  std::string sent;     // by a write of `content`
+};
+
+std::vector<Case> cases() {
+  const std::string binary = random_bytes(300'000, 1);
+  const std::string odd{"a\0b\rc\r\n\r\n\n\0\0\nlast\n", 20};
+  return {
+      {"text", "one\ntwo\n\nthree\n", {}, "one\ntwo\n\nthree\n", "one\ntwo\n\nthree\n"},
+      {"empty", "", {}, "", ""},
+      {"nul and cr are data", odd, {}, odd, odd},
+      {"no last line feed", "a\nb", {}, "a\nb\n", "a\nb\n"},
+      {"long lines",
+       std::string(32767, 'x') + "\ny\n",
+       {},
+       std::string(32767, 'x') + "\ny\n",
+       std::string(32767, 'x') + "\ny\n"},
+      {"stream", binary, {"-o", "RECFM=S"}, binary, binary},
+      {"short stream records", binary, {"-o", "RECFM=S LRECL=7"}, binary, binary},
+      {"empty stream", "", {"-o", "RECFM=S"}, "", ""},
+      {"fixed", "abcdefgh", {"-o", "LRECL=3", "-o", "RECFM=F"}, "abc\ndef\ngh \n", ""},
+      {"fixed from lines", "ab\ncde\n\n", {"-o", "LRECL=3 RECFM=F"}, "", "ab cde   "},
+      {"other encoding",
+       "gr\xFC\xDF\n",
+       {"-o", "ENCODING='ISO-8859-1'"},
+       "gr\xC3\xBC\xC3\x9F\n",
+       ""},
+      {"to another encoding",
+       "gr\xC3\xBC\xC3\x9F\n",
+       {"-o", "ENCODING='ISO-8859-1'"},
+       "",
+       "gr\xFC\xDF\n"},
+  };
+}
+
+TEST_F(Transfer, ReadsAndWritesEveryKindOfFile) {
+  for (const bool over_ssh : {false, true}) {
+    for (const Case& c : cases()) {
+      SCOPED_TRACE(std::string(c.name) + (over_ssh ? " over SSH" : ""));
+      const std::string file = "file " + std::string(c.name);
+      const path place = over_ssh ? server_->root() / file : remote(file);
+      std::string url = over_ssh ? server_->url(file) : local(file);
+      if (over_ssh) {
+        for (std::size_t blank; (blank = url.find(' ')) != std::string::npos;) {
+          url.replace(blank, 1, "%20");
+        }
+      }
+      std::vector<std::string> words = {"read", url};
+      words.insert(words.end(), c.options.begin(), c.options.end());
+      if (over_ssh) words.insert(words.end(), {"-o", server_->options()});
+      const bool is_read = !c.printed.empty() || c.content.empty();
+      const bool is_written = !c.sent.empty() || c.content.empty();
+      if (is_read) {
+        support::write_file(place, c.content);
+        const support::Outcome outcome = fileref(words);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_TRUE(outcome.out == c.printed) << outcome.out.substr(0, 200);
+        EXPECT_EQ(outcome.err, "");
+        support::fs::remove(place);
+      }
+      if (is_written) {
+        words[0] = "write";
+        const support::Outcome outcome = fileref(words, c.content);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        ASSERT_TRUE(support::fs::exists(place));
+        EXPECT_TRUE(support::read_file(place) == c.sent);
+        // A new remote file is as open to others as one that the client itself would send.
+        EXPECT_EQ(support::fs::status(place).permissions(), support::fs::perms(0644));
+      }
+    }
+  }
+}
+
+TEST_F(Transfer, LargeFileOverSshIsEqualToTheOriginal) {
+  const std::string text = lines_of_text(200u << 20);
+  support::write_file(server_->root() / "large", text);
+  const support::Outcome read = fileref({"read", server_->url("large"), "-o", server_->options()});
+  EXPECT_EQ(read.status, 0) << read.err;
+  EXPECT_TRUE(read.out == text);
+  support::fs::remove(server_->root() / "large");
+  const support::Outcome write =
+      fileref({"write", server_->url("sent"), "-o", server_->options()}, text);
+  EXPECT_EQ(write.status, 0) << write.err;
+  EXPECT_TRUE(support::read_file(server_->root() / "sent") == text);
+}
+
+TEST_F(Transfer, OverwritesAFileAndMakesAMissingDirectoryOnlyWithNew) {
+  support::write_file(remote("there"), std::string(5000, 'x'));
+  EXPECT_EQ(fileref({"write", local("there")}, "short\n").status, 0);
+  EXPECT_EQ(support::read_file(remote("there")), "short\n");
+  const std::string cd = "CD='" + remote("made").string() + "'";
+  EXPECT_EQ(fileref({"write", "local:file", "-o", cd}, "x\n").status, 1);
+  EXPECT_FALSE(support::fs::exists(remote("made")));
+}
+
+// The module asks for a pause before every read of the client's output; nobody has to sit it out.
+TEST_F(Transfer, NobodyWaitsForThePause) {
+  support::write_file(remote("small"), std::string(1024, 'x'));
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(fileref({"read", local("small"), "-o", "WAIT_MILLISECONDS=20000"}).status, 0);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+TEST_F(Transfer, ClosedStandardOutputEndsItLikeAnyFilter) {
+  support::write_file(remote("much"), lines_of_text(8u << 20));
+  const support::Outcome outcome = support::run({"bash", "-c",
+                                                 command() + " read " + local("much") +
+                                                     " | head -n 1 >/dev/null; "
+                                                     "echo ${PIPESTATUS[0]}"},
+                                                "", environment());
+  EXPECT_EQ(outcome.out, "141\n");
+  EXPECT_EQ(outcome.err, "");
+}
+
+}  // namespace
+}  // namespace fileref
