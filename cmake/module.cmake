@@ -13,7 +13,25 @@ add_library(qenxbams_objects OBJECT
   hostcm/src/wzstndx.cpp
   hostcm/src/wzstpos.cpp
   hostcm/src/wzstrpq.cpp
+  sup/src/yxsftp/answer.cpp
+  sup/src/yxsftp/assign.cpp
+  sup/src/yxsftp/close.cpp
+  sup/src/yxsftp/commands.cpp
+  sup/src/yxsftp/famb.cpp
+  sup/src/yxsftp/ffcb.cpp
+  sup/src/yxsftp/flcb.cpp
+  sup/src/yxsftp/keywords.cpp
+  sup/src/yxsftp/launch.cpp
+  sup/src/yxsftp/open.cpp
+  sup/src/yxsftp/parse.cpp
+  sup/src/yxsftp/qenxbams.cpp
+  sup/src/yxsftp/records.cpp
+  sup/src/yxsftp/setup.cpp
+  sup/src/yxsftp/tempfile.cpp
 )
+set_property(SOURCE dsup/src/vvipgmcn.cpp APPEND PROPERTY COMPILE_DEFINITIONS
+             FILEREF_VERSION="${PROJECT_VERSION}"
+             FILEREF_RELEASE="${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}")
 target_include_directories(qenxbams_objects PUBLIC ${PROJECT_SOURCE_DIR})
 target_compile_options(qenxbams_objects PRIVATE -fno-exceptions -fno-rtti -fvisibility=hidden
                        -fvisibility-inlines-hidden)

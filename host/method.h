@@ -14,6 +14,8 @@ struct AMENT_SLOT {
 // The method table. Logical, method and type names are eight blank-padded characters; lengths are
 // in bytes. A slot whose entry is null is not used. `AmUnsupportedFn` slots answer kNotSupported.
 struct AMENT {
+  // Takes the option block `hostbag` over, whatever it answers: after a failure it is released. A
+  // failure leaves an earlier assignment of the name as it was. Null `hostbag`: refused.
   AMENT_SLOT<rctype(char* logicalname, rebid reb, char* devicetype, char* physicalname,
                     int physicalnamelength, ptr hostbag)>
       amasgn;
@@ -29,6 +31,8 @@ struct AMENT {
       aminfo;
   AMENT_SLOT<rctype(ptr filepointer, W_INFSTR** infostrp)> aminfsy;
   AMENT_SLOT<rctype(ptr filepointer, W_INFSTR* infostr)> aminfsr;
+  // Takes the option block `openparm->hostptr` over, whatever it answers, unless the block was made
+  // with kParseHostKeepsBlock. Stores null through `filepointer` when it fails.
   AMENT_SLOT<rctype(ptr* filepointer, char* logicalname, rebid reb, WX_OPENPARM* openparm)> amopen;
   AMENT_SLOT<AmUnsupportedFn> amnote;
   AMENT_SLOT<AmUnsupportedFn> ampoint;

@@ -37,11 +37,13 @@ struct Forward<Service, R(A..., ...)> {
 
 }  // namespace forward
 
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define SERVICE(NAME, VECTOR, SLOT, RESULT, PARAMETERS)                           \
   inline constexpr forward::Forward<service::NAME> _##NAME##_##VECTOR##_##SLOT{}; \
   inline constexpr const auto& NAME = _##NAME##_##VECTOR##_##SLOT;
 #include "host/services.def"
 #undef SERVICE
+// NOLINTEND(bugprone-macro-parentheses)
 
 inline TASK* current_task() {
   return static_cast<TASK*>(v_global_gcb_anchor[kAnchorTask]);

@@ -1,0 +1,3 @@
+#include "UNX/src/himodcn.h"
+
+void himodcn() {}

@@ -1,0 +1,4 @@
+#pragma once
+
+// What the platform has to do when the module is connected.
+void himodcn();

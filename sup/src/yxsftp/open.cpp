@@ -1,0 +1,91 @@
+// Opening a fileref.
+#include "sup/src/yxsftp/entries.h"
+#include "sup/src/yxsftp/nbyte.h"
+#include "sup/src/yxsftp/session.h"
+#include "sup/src/yxsftp/tempfile.h"
+
+namespace {
+
+constexpr int kNotYet = kOptionLs | kOptionLsa | kOptionMget | kOptionBatch;
+
+// Finds the fileref and makes the file. On failure there is none, and the options of the open are
+// released, unless they are the host's.
+rctype make_file(char* logicalname, rebid reb, FAMB* options, FFCB** ffcb) {
+  AMMCB* ammcb = nullptr;
+  FLCB* flcb = nullptr;
+  rctype rc = yxszl2l(logicalname, &ammcb, &flcb, reb);
+  if (rc == kSuccess) {
+    *ffcb = new_file(flcb, ammcb, options, reb);
+    if (*ffcb != nullptr) return kSuccess;
+    rc = kNoMemory;
+  }
+  if (options != nullptr && !kept_by_host(options)) release_option_block(options, flcb);
+  return rc;
+}
+
+rctype set_up(FFCB* ffcb, WX_OPENPARM* openparm) {
+  rctype rc = copy_fileref_names(ffcb);
+  if (rc != kSuccess) return rc;
+  apply_open_parameters(ffcb, openparm);
+  rc = yxshbag(ffcb, openparm->hostptr);
+  if (rc != kSuccess) return rc;
+  openparm->datalen = ffcb->maxlrecl;
+  openparm->encoding_override = U_DEFAULT_CE;
+  return kSuccess;
+}
+
+// Stream input needs a variable for the byte count, unless NONBYTE was given.
+rctype bind_nbyte(FFCB* ffcb) {
+  if ((ffcb->recfm & kRecfmStream) == 0 || ffcb->ds == 0 || !has_variables()) return kSuccess;
+  if (ffcb->nbyte.name[0] != '\0' && bind_variable(&ffcb->nbyte)) return kSuccess;
+  log_message<message::NbyteUnusable>();
+  return kWrongUse;
+}
+
+rctype make_tempfile(FFCB* ffcb) {
+  const rctype rc = make_temp_openparm(ffcb);
+  return rc == kSuccess ? create_tempfile(ffcb) : rc;
+}
+
+rctype open_for_input(FFCB* ffcb) {
+  rctype rc = make_tempfile(ffcb);
+  if (rc == kSuccess) rc = getfile(ffcb);
+  if (rc == kSuccess) rc = open_tempfile(ffcb);
+  return rc == kSuccess ? bind_nbyte(ffcb) : rc;
+}
+
+rctype open_for_output(FFCB* ffcb) {
+  const rctype rc = make_tempfile(ffcb);
+  return rc == kSuccess ? open_tempfile(ffcb) : rc;
+}
+
+rctype open_file(FFCB* ffcb, WX_OPENPARM* openparm) {
+  rctype rc = set_up(ffcb, openparm);
+  if (rc != kSuccess) return rc;
+  if ((ffcb->flags & kNotYet) != 0 || has_option(ffcb->flcb, kOptionBatch)) return kNotSupported;
+  rc = start_session(ffcb, ffcb->reb);
+  if (rc != kSuccess) return rc;
+  if ((ffcb->openmode & kOpenInput) != 0) {
+    rc = open_for_input(ffcb);
+  } else if ((ffcb->openmode & kOpenOutput) != 0) {
+    rc = open_for_output(ffcb);
+  }
+  if (rc == kSuccess) count_open(ffcb);
+  return rc;
+}
+
+}  // namespace
+
+rctype yxsopn(ptr* filepointer, char* logicalname, rebid reb, WX_OPENPARM* openparm) {
+  *filepointer = nullptr;
+  FFCB* ffcb = nullptr;
+  rctype rc = make_file(logicalname, reb, static_cast<FAMB*>(openparm->hostptr), &ffcb);
+  if (rc != kSuccess) return rc;
+  rc = open_file(ffcb, openparm);
+  if (rc != kSuccess) {
+    term(ffcb);
+    return rc;
+  }
+  *filepointer = ffcb;
+  return kSuccess;
+}

@@ -1,0 +1,54 @@
+// The dialogue with the client: one command, one answer.
+#pragma once
+
+#include "host/messages.h"
+#include "sup/src/yxsftp/ffcb.h"
+#include "sup/src/yxsftp/report.h"
+#include "sup/src/yxsftp/text.h"
+
+// Starts the client of the file's fileref with the command line in FFCB.cmd, waits for its first
+// prompt and enters the remote directory. A client of an earlier start is ended first.
+rctype connect_to_server(FFCB* ffcb, rebid reb);
+
+// Starts the client if the assignment has none yet.
+rctype start_session(FFCB* ffcb, rebid reb);
+
+// Reads the answer to the last command. 0: complete, with its last chunk in the fileref's answer
+// buffers; kAnswerIsError: it reports an error, which is in the log; else the failure of the read.
+int parsestdout(FFCB* ffcb);
+constexpr int kAnswerIsError = 1;
+
+// Enters the fileref's remote directory, and makes it when NEW asks for that.
+rctype docd(FFCB* ffcb);
+// Fetches FFCB.member into the temporary file.
+rctype getfile(FFCB* ffcb);
+// Sends the temporary file to FFCB.member.
+rctype putfile(FFCB* ffcb);
+
+// Whether the answer, in upper case, holds the phrase.
+inline bool answer_holds(const FFCB* ffcb, std::string_view phrase) {
+  return contains(view(ffcb->flcb->msgbuffer, ffcb->stdoutlen), phrase);
+}
+
+// Sends FFCB.cmd. This and the calls below name `subject` in their failure.
+rctype send_command(FFCB* ffcb, MessageText subject);
+// Reads the answer to what was sent.
+rctype read_answer(FFCB* ffcb, MessageText subject);
+
+// Writes a command with its line end into FFCB.cmd and sends it. One that does not fit is refused
+// as a whole.
+template <class... Text>
+rctype send(FFCB* ffcb, MessageText subject, Text... texts) {
+  const std::string_view line_end = view(ffcb->flcb->termstr, ffcb->flcb->termlen);
+  if (!join_whole(ffcb->cmd, kCommandSize, &ffcb->cmdlen, texts..., line_end)) {
+    return fail<message::RemoteNameFailed>(subject);
+  }
+  return send_command(ffcb, subject);
+}
+
+// Sends a command and reads its answer.
+template <class... Text>
+rctype ask(FFCB* ffcb, MessageText subject, Text... texts) {
+  const rctype rc = send(ffcb, subject, texts...);
+  return rc == kSuccess ? read_answer(ffcb, subject) : rc;
+}
