@@ -12,7 +12,7 @@ struct Chunk {
   TKMemSize length;
 };
 
-// Stores the next chunk, terminated. Never answers while a client is still thinking about it.
+// Stores the next chunk, terminated, once the process object says that the answer is complete.
 TKStatus read_chunk(const FFCB* ffcb, Chunk* chunk) {
   const FLCB* flcb = ffcb->flcb;
   chunk->length = 0;
