@@ -18,15 +18,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kPrefix = "fileref-";
+constexpr std::string_view kPrefix = "fileref-tmp-";
+// Marks a directory as one of ours, and is locked by the process that uses it.
+constexpr const char* kLockName = "in-use.lock";
 
-int open_directory(const std::string& path) {
-  return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+bool is_ours(int file) {
+  struct stat status;
+  return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
 }
 
-bool is_ours(int directory) {
-  struct stat status;
-  return fstat(directory, &status) == 0 && status.st_uid == geteuid();
+// The locked lock file of a directory; -1 when there is none or another process holds it.
+int take_lock(const fs::path& directory, int flags) {
+  const int lock =
+      open((directory / kLockName).c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | flags, 0600);
+  if (lock < 0) return -1;
+  if (is_ours(lock) && flock(lock, LOCK_EX | LOCK_NB) == 0) return lock;
+  close(lock);
+  return -1;
 }
 
 // A directory whose lock can be had has no process any more.
@@ -34,13 +42,11 @@ void sweep(const std::string& parent) {
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(parent, error)) {
     if (!entry.path().filename().native().starts_with(kPrefix)) continue;
-    const int directory = open_directory(entry.path());
-    if (directory < 0) continue;
-    if (is_ours(directory) && flock(directory, LOCK_EX | LOCK_NB) == 0) {
-      std::error_code ignored;
-      fs::remove_all(entry.path(), ignored);
-    }
-    close(directory);
+    const int lock = take_lock(entry.path(), 0);
+    if (lock < 0) continue;
+    std::error_code ignored;
+    fs::remove_all(entry.path(), ignored);
+    close(lock);
   }
 }
 
@@ -62,15 +68,13 @@ std::string random_name(int count) {
 
 TempDirectory::TempDirectory(const std::string& parent) {
   sweep(parent);
-  // Between its making and its locking another process may take the directory for a dead one's.
+  // Before the lock is taken another process may sweep the directory away as a dead one's.
   for (int attempt = 0; attempt < 10; ++attempt) {
     path_ = parent + "/" + std::string(kPrefix) + "XXXXXX";
     if (mkdtemp(path_.data()) == nullptr) break;
-    lock_ = open_directory(path_);
+    lock_ = take_lock(path_, O_CREAT);
     struct stat status;
-    if (lock_ >= 0 && flock(lock_, LOCK_EX | LOCK_NB) == 0 && stat(path_.c_str(), &status) == 0) {
-      return;
-    }
+    if (lock_ >= 0 && fstat(lock_, &status) == 0 && status.st_nlink > 0) return;
     if (lock_ >= 0) close(lock_);
   }
   throw std::system_error(errno, std::generic_category(),

@@ -22,7 +22,7 @@ class TempDirectory {
 
  private:
   std::string path_;
-  int lock_ = -1;  // the directory itself, held locked
+  int lock_ = -1;  // the lock file, held locked
 };
 
 // `count` random bytes as hexadecimal digits.

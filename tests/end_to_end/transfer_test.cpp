@@ -5,6 +5,8 @@
 
 namespace fileref {
 
+using namespace std::string_literals;
+
 std::unique_ptr<support::SshServer> CommandTest::server_;
 
 namespace {
@@ -32,7 +34,7 @@ struct Case {
 
 std::vector<Case> cases() {
   const std::string binary = random_bytes(300'000, 1);
-  const std::string odd{"a\0b\rc\r\n\r\n\n\0\0\nlast\n", 20};
+  const std::string odd = "a\0b\rc\r\n\r\n\n\0\0\nlast\n"s;
   return {
       {"text", "one\ntwo\n\nthree\n", {}, "one\ntwo\n\nthree\n", "one\ntwo\n\nthree\n"},
       {"empty", "", {}, "", ""},

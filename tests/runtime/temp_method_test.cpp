@@ -66,7 +66,7 @@ TEST_F(TempMethodTest, AFileExistsOnlyFromItsWritingToItsReading) {
   EXPECT_EQ(open(&file, kOpenInput), kTempFailure) << "never through a link";
   EXPECT_EQ(temp_.deassign(name_), kSuccess);
   EXPECT_EQ(temp_.deassign(name_), kNotAssigned);
-  EXPECT_TRUE(fs::is_empty(temp_.directory()));
+  EXPECT_FALSE(fs::exists(path));
   EXPECT_EQ(temp_.outstanding(), 0u);
 }
 
@@ -90,18 +90,21 @@ TEST_F(TempMethodTest, ConvertsThroughTheFilter) {
 }
 
 TEST_F(TempMethodTest, SweepsWhatDeadProcessesLeft) {
-  const fs::path dead = parent_ / "fileref-dead";
-  const fs::path living = parent_ / "fileref-living";
-  for (const fs::path& path : {dead, living}) {
+  const fs::path dead = parent_ / "fileref-tmp-dead";
+  const fs::path living = parent_ / "fileref-tmp-living";
+  const fs::path somebodys = parent_ / "fileref-tmp-notes";
+  for (const fs::path& path : {dead, living, somebodys}) {
     fs::create_directory(path);
     support::write_file(path / "data", "x");
+    if (path != somebodys) support::write_file(path / "in-use.lock", "");
   }
-  const int lock = ::open(living.c_str(), O_RDONLY | O_DIRECTORY);
+  const int lock = ::open((living / "in-use.lock").c_str(), O_RDWR);
   ASSERT_EQ(flock(lock, LOCK_EX), 0);
   {
     const TempDirectory other(parent_.path());
     EXPECT_FALSE(fs::exists(dead));
     EXPECT_TRUE(fs::exists(living / "data"));
+    EXPECT_TRUE(fs::exists(somebodys / "data")) << "a directory of ours has a lock file";
     EXPECT_TRUE(fs::exists(temp_.directory())) << "this one's own is in use";
   }
   close(lock);

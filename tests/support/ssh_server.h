@@ -31,6 +31,7 @@ inline int free_port() {
 class SshServer {
  public:
   // Files below `root()` belong to the server's user, who is nobody when the tests run as root.
+  // It asks PAM about the account because an ordinary user cannot look it up.
   SshServer() : port_(free_port()) {
     const bool root_runs = geteuid() == 0;
     const passwd* user = root_runs ? getpwnam("nobody") : getpwuid(geteuid());
@@ -48,7 +49,7 @@ class SshServer {
     write_file(file("config"), "ListenAddress 127.0.0.1\nPort " + std::to_string(port_) +
                                    "\nHostKey " + file("host_key") + "\nAuthorizedKeysFile " +
                                    file("authorized_keys") +
-                                   "\nUsePAM no\nStrictModes no\nPidFile none\n"
+                                   "\nUsePAM yes\nStrictModes no\nPidFile none\n"
                                    "PasswordAuthentication no\nKbdInteractiveAuthentication no\n"
                                    "Subsystem sftp internal-sftp -d " +
                                    root().string() + "\n");

@@ -1,0 +1,229 @@
+// The library as a program uses it.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "fileref/fileref.h"
+#include "tests/support/process.h"
+
+namespace fileref {
+namespace {
+
+class Library : public testing::Test {
+ protected:
+  HostOptions options() {
+    HostOptions options;
+    options.temp_directory = directory_ / "temporary";
+    options.unsent_directory = directory_ / "unsent";
+    options.log = [this](std::string_view line) { log_ += std::string(line) + "\n"; };
+    return options;
+  }
+  void SetUp() override {
+    support::fs::create_directory(directory_ / "temporary");
+    host_ = std::make_unique<Host>(options());
+  }
+  void TearDown() override {
+    host_.reset();
+    EXPECT_TRUE(support::fs::is_empty(directory_ / "temporary"));
+    EXPECT_TRUE(support::left_behind().empty());
+  }
+
+  Target target(const std::string& name) const {
+    return Target::parse("local:" + (directory_ / name).string());
+  }
+  void put(const std::string& name, const std::string& text) const {
+    support::write_file(directory_ / name, text);
+  }
+  std::string get(const std::string& name) const { return support::read_file(directory_ / name); }
+  std::string read(const std::string& fileref, const std::vector<std::string>& with = {}) {
+    std::string text;
+    for (const std::string_view record : host_->open(fileref, with)) {
+      text += std::string(record) + "|";
+    }
+    return text;
+  }
+  // The failure of a call, or code 0.
+  template <class Call>
+  static Failure failure(Call call) {
+    try {
+      call();
+    } catch (const Failure& failure) {
+      return failure;
+    }
+    return {0, "nothing failed"};
+  }
+
+  support::TestDirectory directory_;
+  std::string log_;
+  std::unique_ptr<Host> host_;
+};
+
+TEST_F(Library, OneSessionServesManyOpens) {
+  put("in", "a\nb\n");
+  host_->assign("in", target("in"));
+  EXPECT_EQ(read("IN"), "a|b|");
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 10; ++i) {
+    put("in", std::to_string(i) + "\n");
+    EXPECT_EQ(read("IN"), std::to_string(i) + "|");
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+  const std::string attached = "Attached to";
+  EXPECT_EQ(log_.find(attached), log_.rfind(attached)) << "one client was started";
+}
+
+TEST_F(Library, AFilerefIsReassignedAndDeassigned) {
+  put("one", "1\n");
+  put("two", "2\n");
+  host_->assign("F", target("one"));
+  Input open = host_->open("F");
+  EXPECT_EQ(static_cast<unsigned>(failure([&] { host_->deassign("F"); }).code()), 0x80001024);
+  host_->assign("F", target("two"));
+  EXPECT_EQ(read("F"), "2|");
+  std::string_view record;
+  EXPECT_TRUE(open.next(record));
+  EXPECT_EQ(record, "1") << "the older file keeps what it was opened on";
+  open.close();
+  host_->deassign("F");
+  const Failure gone = failure([&] { (void)host_->open("F"); });
+  EXPECT_EQ(static_cast<unsigned>(gone.code()), 0x80001004);
+  EXPECT_EQ(gone.substitutions(), std::vector<std::string>{"F"});
+}
+
+TEST_F(Library, AFailedAssignmentLeavesTheOldOne) {
+  put("one", "1\n");
+  host_->assign("F", target("one"));
+  const Failure wrong = failure([&] {
+    host_->assign("F", target("two"), {"LRECL=80", "NEW RECFM=X"});
+  });
+  EXPECT_EQ(wrong.option_place().text, "NEW RECFM=X");
+  EXPECT_EQ(wrong.option_place().offset, 10u);
+  EXPECT_EQ(read("F"), "1|");
+  for (const char* name : {"", "too long a name", "a b"}) {
+    EXPECT_NE(failure([&] { host_->assign(name, target("one")); }).code(), 0) << name;
+  }
+}
+
+TEST_F(Library, WritesAreSentByCloseOnly) {
+  host_->assign("OUT", target("out"));
+  {
+    Output forgotten = host_->create("OUT");
+    forgotten.write("x");
+  }
+  EXPECT_FALSE(support::fs::exists(directory_ / "out"));
+  EXPECT_NE(log_.find("nothing was sent"), std::string::npos);
+  Output abandoned = host_->create("OUT");
+  abandoned.write("x");
+  abandoned.abandon();
+  EXPECT_FALSE(support::fs::exists(directory_ / "out"));
+  Output out = host_->create("OUT", {"LRECL=3"});
+  EXPECT_EQ(out.record_length(), 3);
+  out.write("abc");
+  const Failure refused = failure([&] { out.write("abcd"); });
+  EXPECT_NE(refused.message().find("4 bytes"), std::string::npos) << refused.message();
+  EXPECT_NE(failure([&] { out.write("\n"); }).code(), 0);
+  out.write("");
+  out.close();
+  EXPECT_EQ(get("out"), "abc\n\n");
+  EXPECT_NE(failure([&] { out.write("late"); }).code(), 0);
+}
+
+TEST_F(Library, AFailedUploadKeepsTheDataAndTheFilerefUsable) {
+  support::fs::create_directory(directory_ / "folder");
+  host_->assign("OUT", target("folder"));
+  Output out = host_->create("OUT");
+  out.write("precious");
+  const Failure failed = failure([&] { out.close(); });
+  EXPECT_EQ(static_cast<unsigned>(failed.code()), 0x80000805);
+  const auto kept = support::fs::directory_iterator(directory_ / "unsent")->path();
+  EXPECT_EQ(support::read_file(kept), "precious\n");
+  EXPECT_NE(failed.explanation().find(kept.string()), std::string::npos) << failed.explanation();
+  EXPECT_TRUE(support::fs::is_empty(directory_ / "folder"));
+  host_->deassign("OUT");
+}
+
+TEST_F(Library, StreamReadsAreMeasuredByAVariable) {
+  put("in", "abcdefghij");
+  host_->assign("IN", target("in"), {"RECFM=S LRECL=6"});
+  EXPECT_EQ(static_cast<unsigned>(failure([&] { (void)host_->open("IN"); }).code()), 0x8000100F);
+  EXPECT_EQ(read("IN", {"NONBYTE"}), "abcdef|ghij|");
+  EXPECT_NE(failure([&] { (void)host_->open("IN", {"NBYTE=NOBODY"}); }).code(), 0);
+  double& count = host_->variable("N");
+  count = 3.9;
+  Input in = host_->open("IN", {"NBYTE=N"});
+  std::string_view record;
+  EXPECT_TRUE(in.next(record));
+  EXPECT_EQ(record, "abc");
+  count = 0;
+  EXPECT_TRUE(in.next(record));
+  EXPECT_EQ(record, "defghi");
+  for (const double wrong : {7.0, -1.0}) {
+    count = wrong;
+    EXPECT_NE(failure([&] { in.next(record); }).code(), 0);
+  }
+  count = 6;
+  EXPECT_TRUE(in.next(record));
+  EXPECT_EQ(record, "j");
+  EXPECT_FALSE(in.next(record));
+}
+
+TEST_F(Library, RefusesWhatCannotWork) {
+  EXPECT_THROW(Host second, std::logic_error);
+  host_.reset();
+  HostOptions no_commands = options();
+  no_commands.external_commands = false;
+  EXPECT_NE(failure([&] { Host host(no_commands); }).message().find("NOXCMD"), std::string::npos);
+  HostOptions no_module = options();
+  no_module.module_path = "/no/such/module.so";
+  EXPECT_NE(failure([&] { Host host(no_module); }).message().find("/no/such/module.so"),
+            std::string::npos);
+}
+
+TEST_F(Library, InstalledItBuildsAndRunsAProgramOfItsOwn) {
+#ifdef FILEREF_SANITIZED
+  GTEST_SKIP() << "a program without sanitizers cannot load a library with them";
+#endif
+  const std::string prefix = directory_ / "prefix";
+  const std::string build = directory_ / "build";
+  put("numbers", "1\n20\n300\n");
+  const std::vector<std::vector<std::string>> steps = {
+      {"cmake", "--install", FILEREF_BUILD_DIRECTORY, "--prefix", prefix},
+      {"cmake", "-S", FILEREF_SOURCE_DIRECTORY "/examples/sum", "-B", build,
+       "-DCMAKE_PREFIX_PATH=" + prefix},
+      {"cmake", "--build", build},
+      {build + "/sum", "local:" + (directory_ / "numbers").string(),
+       "local:" + (directory_ / "sum").string()},
+      {prefix + "/bin/fileref", "read", "local:" + (directory_ / "sum").string()},
+  };
+  support::Outcome outcome;
+  for (const auto& step : steps) {
+    outcome = support::run(step, "", {{"TMPDIR", directory_ / "temporary"}});
+    ASSERT_EQ(outcome.status, 0) << testing::PrintToString(step) << outcome.err << outcome.out;
+  }
+  EXPECT_EQ(outcome.out, "321\n");
+}
+
+TEST(Targets, AreTakenApart) {
+  const struct {
+    const char* text;
+    const char* parts;  // user, host, path, client arguments
+  } cases[] = {
+      {"sftp://h/f", "|h|/f|"},
+      {"sftp://u@h:2222/a/b", "u|h|/a/b|-P 2222 "},
+      {"sftp://u@h/~/a%20b", "u|h|a b|"},
+      {"sftp://u@[::1]:22/f", "u|[::1]|/f|-P 22 "},
+      {"sftp://[::1]/f", "|[::1]|/f|"},
+      {"sftp://do%40main@h/f", "do@main|h|/f|"},
+      {"local:/f%20", "||/f%20|-D /usr/lib/openssh/sftp-server "},
+  };
+  for (const auto& c : cases) {
+    const Target target = Target::parse(c.text);
+    std::string words;
+    for (const std::string& word : target.client_arguments) words += word + " ";
+    EXPECT_EQ(target.user + "|" + target.host + "|" + target.path + "|" + words, c.parts) << c.text;
+  }
+}
+
+}  // namespace
+}  // namespace fileref
