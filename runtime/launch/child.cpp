@@ -1,13 +1,11 @@
 #include "runtime/launch/child.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 
 #include "runtime/launch/spawn.h"
@@ -19,6 +17,9 @@ using std::chrono::milliseconds;
 
 // How often the end of the process is looked for where the kernel has no pidfd.
 constexpr milliseconds kReapInterval{10};
+
+// Reads that empty the largest pipe.
+constexpr int kFullPipe = 16;
 
 milliseconds until(Clock::time_point deadline) {
   if (deadline == Clock::time_point::max()) return milliseconds::max();
@@ -105,26 +106,34 @@ void Child::queue(std::string_view bytes) {
 bool Child::pump(Clock::time_point deadline, std::string* out, std::string* err) {
   if (!out_ && !err_) return false;
   const short writable = queued_.empty() ? 0 : POLLOUT;
-  std::array<pollfd, 4> fds{{{in_.get(), writable, 0},
-                             {out_.get(), POLLIN, 0},
-                             {err_.get(), POLLIN, 0},
-                             {alive_.get(), POLLIN, 0}}};
-  do {
-    const milliseconds longest = alive_ ? milliseconds::max() : kReapInterval;
-    if (poll_until(&fds, deadline, longest) > 0) break;
-    if (!alive_ && reap(WNOHANG)) break;
-    if (Clock::now() >= deadline) return false;
-  } while (true);
-  if (fds[0].revents & POLLERR) {
-    in_.reset();
-    queued_.clear();
-  } else if (fds[0].revents) {
+  Streams streams{{{in_.get(), writable, 0},
+                   {out_.get(), POLLIN, 0},
+                   {err_.get(), POLLIN, 0},
+                   {alive_.get(), POLLIN, 0}}};
+  if (!wait_for(&streams, deadline)) return false;
+  if (streams[0].revents & POLLERR) {
+    stop_writing();
+  } else if (streams[0].revents) {
     write_queued();
   }
-  if (fds[1].revents) read_from(&out_, out);
-  if (fds[2].revents) read_from(&err_, err);
-  if (fds[3].revents || ending_) drain_after_exit(out, err);
+  if (streams[1].revents) read_from(&out_, out);
+  if (streams[2].revents) read_from(&err_, err);
+  if (streams[3].revents || ending_) read_the_rest(out, err);
   return true;
+}
+
+bool Child::wait_for(Streams* streams, Clock::time_point deadline) {
+  const milliseconds longest = alive_ ? milliseconds::max() : kReapInterval;
+  for (;;) {
+    if (poll_until(streams, deadline, longest) > 0) return true;
+    if (!alive_ && reap(WNOHANG)) return true;
+    if (Clock::now() >= deadline) return false;
+  }
+}
+
+void Child::stop_writing() {
+  in_.reset();
+  queued_.clear();
 }
 
 void Child::write_queued() {
@@ -133,8 +142,7 @@ void Child::write_queued() {
   if (written >= 0) {
     queued_.erase(0, static_cast<std::size_t>(written));
   } else if (errno != EAGAIN && errno != EINTR) {
-    in_.reset();
-    queued_.clear();
+    stop_writing();
   }
 }
 
@@ -151,10 +159,11 @@ bool Child::read_from(Fd* stream, std::string* text) {
   return false;
 }
 
-void Child::drain_after_exit(std::string* out, std::string* err) {
-  while (out_ && read_from(&out_, out)) {
+// The process is gone, and what it wrote is in the pipes: others may go on writing to them.
+void Child::read_the_rest(std::string* out, std::string* err) {
+  for (int reads = 0; out_ && reads < kFullPipe && read_from(&out_, out); ++reads) {
   }
-  while (err_ && read_from(&err_, err)) {
+  for (int reads = 0; err_ && reads < kFullPipe && read_from(&err_, err); ++reads) {
   }
   out_.reset();
   err_.reset();
@@ -162,8 +171,7 @@ void Child::drain_after_exit(std::string* out, std::string* err) {
 
 void Child::end(milliseconds patience, milliseconds grace) {
   if (ending_) return;
-  queued_.clear();
-  close_input();
+  stop_writing();
   if (ends_by(Clock::now() + patience)) return;
   signal(SIGTERM);
   if (ends_by(Clock::now() + grace)) return;

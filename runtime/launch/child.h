@@ -1,8 +1,10 @@
 // A child process with its three standard streams on pipes.
 #pragma once
 
+#include <poll.h>
 #include <sys/types.h>
 
+#include <array>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -72,9 +74,13 @@ class Child {
  private:
   Child(pid_t pid, bool own_group, Fd in, Fd out, Fd err);
 
+  using Streams = std::array<pollfd, 4>;
+
+  bool wait_for(Streams* streams, Clock::time_point deadline);
+  void stop_writing();
   void write_queued();
   bool read_from(Fd* stream, std::string* text);
-  void drain_after_exit(std::string* out, std::string* err);
+  void read_the_rest(std::string* out, std::string* err);
   bool ends_by(Clock::time_point deadline);
   bool reap(int wait_flags);
 

@@ -69,7 +69,8 @@ std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) 
   std::unique_ptr<Child> child = Child::start(*words, !request.may_ask, why);
   if (!child) return nullptr;
   if (!framed) return std::make_unique<PlainClient>(std::move(request), std::move(child));
-  auto adapter = std::make_unique<openssh::OpensshAdapter>(openssh::Session{request.keep_unsent});
+  auto adapter = std::make_unique<openssh::OpensshAdapter>(
+      openssh::Session{request.keep_unsent, request.verify_uploads});
   return std::make_unique<FramedClient>(std::move(request), std::move(child), std::move(adapter));
 }
 

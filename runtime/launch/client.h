@@ -40,6 +40,9 @@ struct LaunchRequest {
   // chosen by the file name of the program.
   std::string adapter;
   LaunchLimits limits;
+  // Read uploads back and compare them: the client's own report can miss a block that the server
+  // refused. Small files, where it cannot, are not read back.
+  bool verify_uploads = true;
   bool may_ask = false;  // there is a terminal on which the client may ask its user
   // Is told each line that is sent ("> " and the line), and each line that the client says.
   std::function<void(std::string_view)> journal;

@@ -12,6 +12,7 @@ namespace {
 constexpr std::chrono::milliseconds kLastWords{200};
 
 constexpr std::size_t kLargestReply = std::size_t{256} << 20;  // far above every listing
+constexpr std::size_t kMostNoted = std::size_t{64} << 10;      // of a long answer
 constexpr std::size_t kMostErrors = std::size_t{64} << 10;     // enough to judge by
 
 }  // namespace
@@ -28,7 +29,7 @@ FramedClient::FramedClient(LaunchRequest request, std::unique_ptr<Child> child,
 // longer writes to them.
 FramedClient::~FramedClient() {
   child().end(limits().close_grace, limits().close_grace);
-  if (busy()) operation_->lost({kEndOfOutput, {}, "the client was closed"}, words());
+  if (operation_) operation_->lost({kEndOfOutput, {}, "the client was closed"}, words());
 }
 
 TKStatus FramedClient::send(std::string_view command) {
@@ -140,6 +141,7 @@ void FramedClient::finish(Answer answer) {
   operation_.reset();
   answer_.append(answer.text);
   failure_ = answer.status;
+  if (answer.status == kSuccess && !answer.refused) forget_failure();
   explain(std::move(answer.explanation));
 }
 
@@ -179,8 +181,11 @@ void FramedClient::note_output() {
     note(line);
     if (!exchange_->complete()) remember_output(line);
   });
-  lines.add(exchange_->reply().out);
+  const std::string_view out = exchange_->reply().out;
+  lines.add(out.substr(0, kMostNoted));
   lines.flush();
+  if (out.size() > kMostNoted)
+    note("[and " + std::to_string(out.size() - kMostNoted) + " bytes more]");
 }
 
 void FramedClient::remember_errors(std::string_view text) {

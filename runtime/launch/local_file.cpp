@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
@@ -15,6 +17,20 @@ std::optional<std::uint64_t> local_size(const std::string& path) {
   struct stat st;
   if (::lstat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
   return static_cast<std::uint64_t>(st.st_size);
+}
+
+bool same_contents(const std::string& path, const std::string& other) {
+  std::ifstream a(path, std::ios::binary), b(other, std::ios::binary);
+  std::array<char, 65536> from_a, from_b;
+  do {
+    a.read(from_a.data(), from_a.size());
+    b.read(from_b.data(), from_b.size());
+    if (a.gcount() != b.gcount() ||
+        !std::equal(from_a.begin(), from_a.begin() + a.gcount(), from_b.begin())) {
+      return false;
+    }
+  } while (a && b);
+  return a.eof() && b.eof();
 }
 
 int remove_local(const std::string& path) {

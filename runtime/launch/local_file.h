@@ -10,6 +10,9 @@ namespace fileref::runtime {
 // The size in bytes of a regular file; nothing when `path` is none. Links are not followed.
 std::optional<std::uint64_t> local_size(const std::string& path);
 
+// False as well when one of them cannot be read.
+bool same_contents(const std::string& path, const std::string& other);
+
 // Each returns 0 or an errno.
 int remove_local(const std::string& path);  // 0 as well when there was no such file
 int rename_local(const std::string& from, const std::string& to);

@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kLongestLine = 2046;
 
 std::string quote_with(std::string_view name, std::string_view escaped) {
-  std::string quoted = name.starts_with('-') ? "\"./" : "\"";
+  std::string quoted = "\"";
   for (const char c : name) {
     if (escaped.find(c) != escaped.npos) quoted += '\\';
     quoted += c;
@@ -39,6 +39,10 @@ bool fits(const std::vector<std::string>& lines, std::string* why) {
 
 }  // namespace
 
+std::string literal_path(std::string_view name) {
+  return (name.starts_with('-') ? "./" : "") + std::string(name);
+}
+
 std::string quote(std::string_view name) {
   return quote_with(name, "\"\\");
 }
@@ -59,8 +63,9 @@ std::unique_ptr<Operation> OpensshAdapter::start() {
 }
 
 std::unique_ptr<Operation> OpensshAdapter::plan(std::string_view text, std::string* why) {
-  const std::optional<Command> command = parse_command(text, why);
+  std::optional<Command> command = parse_command(text, why);
   if (!command) return nullptr;
+  command->remote = literal_path(command->remote);
   if (command->verb != Command::Verb::kUpload) return plan_command(*command, why);
   if (!local_size(command->local)) {
     *why = "there is no local file \"" + command->local + "\" to upload";
@@ -89,9 +94,11 @@ std::unique_ptr<Operation> OpensshAdapter::plan_command(const Command& command, 
       return std::make_unique<Download>(command, part, list, get);
     }
     case Command::Verb::kUpload: {
+      const std::string copy = command.local + ".sent";
       const std::string put = "put " + quote(command.local) + ' ' + remote;
-      if (!fits({list, put}, why)) return nullptr;
-      return std::make_unique<Upload>(&session_, command, list, put);
+      const std::string get = "get " + remote + ' ' + quote(copy);
+      if (!fits({list, put, get}, why)) return nullptr;
+      return std::make_unique<Upload>(&session_, command, copy, list, put, get);
     }
   }
   return nullptr;

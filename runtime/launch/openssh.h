@@ -15,10 +15,13 @@ namespace fileref::runtime::openssh {
 struct Session {
   // Keeps the local file of a failed upload and returns where; empty when it could not.
   std::function<std::string(const std::string& local)> keep_unsent;
+  bool verify_uploads = true;
   std::string directory = {};  // the remote directory, as the client shows it; empty: not known
 };
 
-// A remote name as an argument that stands for exactly this name.
+// The path by which the client takes a name for no option.
+std::string literal_path(std::string_view name);
+// A path as an argument that stands for exactly this path.
 std::string quote(std::string_view name);
 // The same for `ls`, which expands braces even between quotes.
 std::string quote_for_listing(std::string_view name);

@@ -12,13 +12,18 @@ namespace {
 
 constexpr std::string_view kPrompt = "sftp> ";
 
+// The client misses a refused block of an upload when blocks before and behind it are accepted. It
+// sends blocks of 32 KiB or more.
+constexpr std::uint64_t kNeverWithHoles = std::uint64_t{64} << 10;
+
 Answer done() {
   return {kSuccess, std::string(kPrompt)};
 }
 
 // An answer with a phrase that the module takes for a failure.
 Answer refusal(std::string_view phrase, std::string explanation = {}) {
-  return {kSuccess, std::string(phrase) + '\n' + std::string(kPrompt), std::move(explanation)};
+  return {kSuccess, std::string(phrase) + '\n' + std::string(kPrompt), std::move(explanation),
+          true};
 }
 
 Answer failure(std::string explanation) {
@@ -51,10 +56,15 @@ bool says_mkdir_failed(std::string_view err) {
       err, {"remote mkdir \"", "Couldn't create directory", "realpath ", "Couldn't canonicali"});
 }
 
-// The client found out by itself that it lost data, even if the number of bytes is right.
-bool says_data_is_lost(std::string_view err) {
+// The client itself knows that it failed, even if the number of bytes is right.
+bool says_download_failed(std::string_view err) {
   return has_line(err, {"read remote \"", "write local \"", "Couldn't read from remote file",
                         "Couldn't write to \""});
+}
+
+bool says_upload_failed(std::string_view err) {
+  return has_line(err, {"dest open \"", "remote open(\"", "write remote \"", "close remote",
+                        "Couldn't write to remote file", "Couldn't close file"});
 }
 
 bool says_host_is_unknown(std::string_view words) {
@@ -98,7 +108,7 @@ Step Start::take(const Reply& reply) {
 
 Answer Start::lost(Answer failure, std::string_view words) {
   if (failure.status == kEndOfOutput && says_host_is_unknown(words)) {
-    return {kSuccess, "host does not exist\n", std::move(failure.explanation)};
+    return {kSuccess, "host does not exist\n", std::move(failure.explanation), true};
   }
   return failure;
 }
@@ -158,13 +168,14 @@ Step Download::judge(const Reply& reply) {
   const std::optional<std::uint64_t> size = local_size(part_);
   if (!size) return refused();
   arrived_ = *size;
-  if (!before_.size) {
+  // Servers that know no sizes state 0.
+  const std::uint64_t stated = before_.size.value_or(0);
+  if (says_download_failed(reply.err)) return fail(arrived_of(stated));
+  if (before_.size == arrived_) return accept();
+  if (stated == 0) {
     if (reply.err.empty()) return accept();
-    return fail("the server does not state its size, and the client had something to say");
+    return fail("the server states no size to compare with, and the client complains");
   }
-  if (arrived_ == *before_.size && !says_data_is_lost(reply.err)) return accept();
-  const bool server_states_no_sizes = *before_.size == 0;
-  if (server_states_no_sizes && reply.err.empty()) return accept();
   state_ = State::kAskSizeAgain;
   return Request{{list_}, false, true};
 }
@@ -178,7 +189,11 @@ Step Download::judge_again(const RemoteFile& now) {
   if (now.size && *now.size != before) {
     return fail("it changed under way from " + bytes(before) + " to " + bytes(*now.size));
   }
-  return fail(std::to_string(arrived_) + " of " + bytes(before) + " arrived");
+  return fail(arrived_of(before));
+}
+
+std::string Download::arrived_of(std::uint64_t stated) const {
+  return std::to_string(arrived_) + " of " + bytes(stated) + " arrived";
 }
 
 Answer Download::refused() const {
@@ -224,19 +239,23 @@ Step Upload::begin() {
 Step Upload::take(const Reply& reply) {
   switch (state_) {
     case State::kLook:
-      return transfer(read_listing(reply, command_.remote));
+      before_ = read_listing(reply, command_.remote);
+      return transfer();
     case State::kTransfer:
+      complaint_ = reply.err;
       state_ = State::kLookAgain;
       return Request{{list_}, false, true};
     case State::kLookAgain:
+      return judge(read_listing(reply, command_.remote));
+    case State::kReadBack:
       break;
   }
-  return judge(read_listing(reply, command_.remote));
+  return judge_copy();
 }
 
-Step Upload::transfer(const RemoteFile& target) {
+Step Upload::transfer() {
   // The client would put the file into it.
-  if (target.kind == RemoteFile::Kind::kDirectory) return fail("the remote name is a directory");
+  if (before_.kind == RemoteFile::Kind::kDirectory) return fail("the remote name is a directory");
   // A new remote file gets the permissions of the local one, and those are for us alone. Should
   // that fail, the upload is still good.
   set_local_mode(command_.local, default_file_mode());
@@ -251,7 +270,24 @@ Step Upload::judge(const RemoteFile& arrived) {
   if (*arrived.size != *size) {
     return fail(std::to_string(*arrived.size) + " of " + bytes(*size) + " arrived");
   }
-  return done();
+  if (says_upload_failed(complaint_)) return fail("the client reports a failure");
+  may_be_the_old_file_ = before_.size == size && !complaint_.empty();
+  const bool may_have_holes = session_->verify_uploads && *size > kNeverWithHoles;
+  if (!may_be_the_old_file_ && !may_have_holes) return done();
+  if (const int error = remove_local(copy_)) {
+    return fail("cannot remove " + quoted(copy_) + ": " + std::strerror(error));
+  }
+  state_ = State::kReadBack;
+  return Request{{get_}, true, true};
+}
+
+// Where the file cannot be read back whole, its size has to do.
+Answer Upload::judge_copy() {
+  const bool whole = local_size(copy_) == local_size(command_.local);
+  const bool same = whole && same_contents(copy_, command_.local);
+  remove_local(copy_);
+  if (same || (!whole && !may_be_the_old_file_)) return done();
+  return fail(whole ? "other data arrived" : "the server may have kept an older file of that size");
 }
 
 Answer Upload::fail(const std::string& reason) {
@@ -259,6 +295,7 @@ Answer Upload::fail(const std::string& reason) {
 }
 
 Answer Upload::lost(Answer failure, std::string_view) {
+  remove_local(copy_);
   failure.explanation = explain_failed_upload(*session_, command_, failure.explanation);
   return failure;
 }

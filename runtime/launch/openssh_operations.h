@@ -69,6 +69,7 @@ class Download : public Operation {
 
   Step judge(const Reply& reply);
   Step judge_again(const RemoteFile& now);
+  std::string arrived_of(std::uint64_t stated) const;
   Answer refused() const;
   Answer accept();
   Answer fail(const std::string& reason);
@@ -84,29 +85,37 @@ class Download : public Operation {
 std::string explain_failed_upload(const Session& session, const Command& command,
                                   const std::string& reason);
 
-// Uploads, and looks at what arrived.
+// Uploads, looks at what arrived, and reads it back where that is not proof enough.
 class Upload : public Operation {
  public:
-  Upload(Session* session, Command command, std::string list, std::string put)
+  Upload(Session* session, Command command, std::string copy, std::string list, std::string put,
+         std::string get)
       : session_(session),
         command_(std::move(command)),
+        copy_(std::move(copy)),
         list_(std::move(list)),
-        put_(std::move(put)) {}
+        put_(std::move(put)),
+        get_(std::move(get)) {}
   Step begin() override;
   Step take(const Reply& reply) override;
   Answer lost(Answer failure, std::string_view words) override;
 
  private:
-  enum class State { kLook, kTransfer, kLookAgain };
+  enum class State { kLook, kTransfer, kLookAgain, kReadBack };
 
-  Step transfer(const RemoteFile& target);
+  Step transfer();
   Step judge(const RemoteFile& arrived);
+  Answer judge_copy();
   Answer fail(const std::string& reason);
 
   Session* session_;
   Command command_;
-  std::string list_, put_;
+  std::string copy_;  // the local file that the upload is read back to
+  std::string list_, put_, get_;
   State state_ = State::kLook;
+  RemoteFile before_;
+  std::string complaint_;             // what the client said during the transfer
+  bool may_be_the_old_file_ = false;  // the size does not tell
 };
 
 }  // namespace fileref::runtime::openssh

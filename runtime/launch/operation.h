@@ -29,6 +29,7 @@ struct Answer {
   TKStatus status = kSuccess;
   std::string text = {};
   std::string explanation = {};  // for the user, when we know more than the client said
+  bool refused = false;          // the text tells the module of a failure
 };
 
 using Step = std::variant<Request, Answer>;

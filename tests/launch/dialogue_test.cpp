@@ -1,0 +1,111 @@
+// Clients made of a few lines of shell: programs that nothing is known about, and impostors of the
+// known one.
+#include "tests/launch/session.h"
+
+namespace fileref::runtime {
+namespace {
+
+class Dialogue : public Session {
+ protected:
+  Dialogue() { limits_.close_grace = milliseconds(100); }
+
+  void play(const std::string& script, const std::string& adapter) {
+    ASSERT_TRUE(launch("sh -c '" + script + "' host", adapter)) << why_;
+  }
+};
+
+const std::string kEcho =
+    "printf \"sftp> \"; while read -r line; do echo \"no $line\" >&2; "
+    "printf \"<%s>\\nsftp> \" \"$line\"; done";
+
+TEST_F(Dialogue, APlainClientIsPassedThrough) {
+  play(kEcho, "");
+  EXPECT_TRUE(client_->busy());
+  client_->pump(milliseconds(10'000));
+  EXPECT_FALSE(client_->busy());
+  EXPECT_EQ(answer(), kPrompt);
+  EXPECT_EQ(client_->send("cd \"x\"\n"), kSuccess);
+  client_->pump(milliseconds(10'000));
+  EXPECT_EQ(client_->send("ls {}\n"), kSuccess);
+  client_->pump(milliseconds(10'000));
+  EXPECT_EQ(answer(), "<ls {}>\nsftp> ");
+  EXPECT_EQ(client_->words(), "no ls {}\n");
+  EXPECT_EQ(answer(0), "");
+  EXPECT_EQ(client_->wait(milliseconds(20)), kNoAnswerInTime);
+  EXPECT_EQ(client_->send(std::string_view("a\0b\n", 4)), kProcessFailed);
+  client_->close_streams();
+  EXPECT_EQ(answer(), "end of output");
+  EXPECT_EQ(ask("ls"), "not sent");
+  EXPECT_NE(journal_.find("> ls {}\n"), std::string::npos);
+  EXPECT_NE(journal_.find("<ls {}>\n"), std::string::npos);
+}
+
+TEST_F(Dialogue, APlainClientsOutputIsNotHeldBack) {
+  play("echo one; sleep 0.2; echo two; exit 3", "plain");
+  EXPECT_EQ(answer(), "one\n");
+  const auto start = Clock::now();
+  client_->pump(milliseconds(50));
+  EXPECT_GE(Clock::now() - start, milliseconds(50));
+  EXPECT_EQ(client_->wait(milliseconds(10'000)), kSuccess);
+  EXPECT_EQ(answer(), "two\n");
+  EXPECT_EQ(answer(), "end of output");
+  EXPECT_EQ(client_->exit_status(), 3);
+  EXPECT_EQ(client_->words(), "one\ntwo\n");
+}
+
+TEST_F(Dialogue, APlainClientMayPrintMuch) {
+  play("yes \"0123456789\" | head -c 5500000; printf \"sftp> \"", "plain");
+  std::string all;
+  while (!all.ends_with(kPrompt)) ASSERT_FALSE((all += answer()).empty());
+  EXPECT_EQ(all.size(), 5'500'000u + kPrompt.size());
+  EXPECT_EQ(all.substr(all.size() - 17), "0123456789\n" + kPrompt);
+}
+
+TEST_F(Dialogue, ASilentClientIsEndedAtTheLimit) {
+  limits_.start = limits_.command = milliseconds(100);
+  for (const char* adapter : {"plain", "openssh"}) {
+    play("cat >/dev/null", adapter);
+    EXPECT_EQ(answer(), "no answer in time") << adapter;
+    EXPECT_EQ(client_->explanation(), "the client gave no answer within 100 ms and was ended");
+    EXPECT_TRUE(client_->exit_status());
+    EXPECT_EQ(ask("cd \"x\""), "not sent");
+  }
+  play("printf \"sftp> \"; sleep 60", "plain");
+  EXPECT_EQ(answer(), kPrompt);
+  EXPECT_EQ(answer(), "no answer in time");
+  EXPECT_FALSE(client_->exit_status()) << "it owed nothing";
+}
+
+TEST_F(Dialogue, NothingButTheSentinelOfItsOwnExchangeEndsAnAnswer) {
+  limits_.start = milliseconds(5000);
+  limits_.command = milliseconds(200);
+  const std::string start =
+      "read -r a; echo \"sftp> $a\"; read -r b; read -r c; "
+      "echo \"sftp> $b\"; echo \"Remote working directory: /\"; "
+      "echo \"sftp> $c\"; read -r d; read -r e; read -r f; ";
+  const std::pair<std::string, std::string> cases[] = {
+      {"echo \"sftp> $f\"; sleep 60", kPrompt},
+      {"printf \"sftp> $f\"; sleep 60", "no answer in time"},
+      {"printf \"sftp> $f\"", "end of output"},
+      {"echo \"sftp> $c\"; sleep 60", "no answer in time"},
+      {"echo \"sftp> $c\"", "end of output"},
+      {"echo \"x sftp> $f\"; sleep 60", "no answer in time"},
+      {"echo \"sftp> \"; sleep 60", "no answer in time"},
+      {"yes >&2", "no answer in time"},
+      {"yes", "no answer in time"},
+  };
+  for (const auto& [script, result] : cases) {
+    play(start + script, "openssh");
+    ASSERT_EQ(answer(), kPrompt) << script;
+    EXPECT_EQ(ask("cd \"/\""), result) << script;
+    EXPECT_LE(client_->words().size(), 4096u);
+  }
+}
+
+TEST_F(Dialogue, AnUnknownAdapterIsRefused) {
+  EXPECT_FALSE(launch("sh host", "telnet"));
+  EXPECT_EQ(why_, "unknown client adapter \"telnet\": use \"openssh\" or \"plain\"");
+}
+
+}  // namespace
+}  // namespace fileref::runtime

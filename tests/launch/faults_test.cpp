@@ -1,0 +1,199 @@
+// The real client on a file server that misbehaves, and clients that die or never answer.
+#include <signal.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "tests/launch/session.h"
+
+namespace fileref::runtime {
+namespace {
+
+constexpr std::size_t kSize = 1 << 20;
+
+class Faults : public Session {
+ protected:
+  Faults() {
+    for (std::size_t i = 0; i < kSize; ++i) content_ += static_cast<char>('a' + i * 7 / 1000 % 26);
+    write_file(remote_ / "file", content_);
+    write_file(local_, "old");
+  }
+
+  void connect_to(const std::string& fault) { connect(kFaultyServer + " " + fault); }
+  std::string file() const { return remote_ / "file"; }
+  bool nothing_half_done() const { return !support::fs::exists(local_ + ".part"); }
+
+  std::string content_;
+};
+
+TEST_F(Faults, NoBrokenDownloadIsTakenForASuccess) {
+  struct Case {
+    std::string fault, answer, explanation;
+  };
+  const std::string broke_off = "the download of \"file\" broke off: ";
+  const Case cases[] = {
+      {"none", kPrompt, ""},
+      {"noise", kPrompt, ""},
+      {"delay 1", kPrompt, ""},
+      {"nosize", kPrompt, ""},
+      {"grow 5000 " + file(), kPrompt, ""},
+      {"eof 0", "failed", broke_off + "0 of 1048576 bytes arrived"},
+      {"eof 522240", "failed", broke_off + "522240 of 1048576 bytes arrived"},
+      {"unread 522240", "failed", broke_off + "522240 of 1048576 bytes arrived"},
+      {"drop 522240", "end of output", broke_off + "the client ended (exit status 255)"},
+      {"drop 0", "end of output", broke_off + "the client ended (exit status 255)"},
+  };
+  for (const Case& c : cases) {
+    write_file(file(), content_);
+    write_file(local_, "old");
+    connect_to(c.fault);
+    EXPECT_EQ(get("file"), c.answer) << c.fault;
+    EXPECT_EQ(client_->explanation(), c.explanation) << c.fault;
+    const bool good = c.answer == kPrompt;
+    EXPECT_EQ(read_file(local_), good ? read_file(file()) : "old") << c.fault;
+    EXPECT_TRUE(nothing_half_done()) << c.fault;
+    EXPECT_EQ(get("nope"), c.answer == "end of output" ? "not sent" : kRefused) << c.fault;
+  }
+}
+
+TEST_F(Faults, NoBrokenUploadIsTakenForASuccess) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"none", kPrompt},          {"noise", kPrompt},        {"delay 1", kPrompt},
+      {"full 0", "failed"},       {"full 522240", "failed"}, {"hole 0", "failed"},
+      {"hole 1015808", "failed"}, {"hole 522240", "failed"},
+  };
+  for (const auto& [fault, result] : cases) {
+    write_file(local_, content_);
+    for (const char* name : {"new", "file"}) {
+      connect_to(fault);
+      kept_.clear();
+      EXPECT_EQ(put(name), result) << fault;
+      EXPECT_EQ(kept_, result == kPrompt ? "" : local_) << fault;
+      EXPECT_EQ(client_->explanation().ends_with("the data is kept in " + local_),
+                result == "failed")
+          << client_->explanation();
+      support::fs::remove(remote_ / "new");
+    }
+  }
+}
+
+TEST_F(Faults, NoiseDecidesNothing) {
+  connect_to("noise");
+  EXPECT_EQ(ask("cd \"" + remote_.string() + "\""), kPrompt);
+  EXPECT_EQ(ask("mkdir \"new\""), kPrompt);
+  EXPECT_EQ(ask("cd \"new\""), kPrompt);
+  EXPECT_EQ(ask("cd \"nope\""), kNotThere);
+  EXPECT_EQ(ask("mkdir \"../new\""), "failure\nsftp> ");
+  EXPECT_EQ(get("nope"), kRefused);
+  EXPECT_EQ(get("../file"), kPrompt);
+  EXPECT_EQ(put("../file"), kPrompt) << "the same size as before, and complaints";
+  EXPECT_EQ(put("other"), kPrompt);
+}
+
+TEST_F(Faults, EveryWaitHasItsLimit) {
+  struct Case {
+    std::string fault, command;
+    LaunchLimits limits;
+  };
+  LaunchLimits brief;
+  brief.start = brief.command = brief.transfer = milliseconds(300);
+  LaunchLimits patient;
+  patient.transfer = milliseconds(300);
+  const Case cases[] = {
+      {"mute", "", brief},
+      {"delay 500", "", brief},
+      {"stall 65536", "get \"" + file() + "\" \"" + local_ + "\"", patient},
+  };
+  for (const Case& c : cases) {
+    limits_ = c.limits;
+    ASSERT_TRUE(launch("sftp -D \"" + kFaultyServer + " " + c.fault + "\" ")) << why_;
+    if (!c.command.empty()) {
+      ASSERT_EQ(answer(), kPrompt);
+    }
+    const auto start = Clock::now();
+    EXPECT_EQ(c.command.empty() ? answer() : ask(c.command), "no answer in time") << c.fault;
+    EXPECT_GE(Clock::now() - start, milliseconds(299)) << c.fault;
+    EXPECT_LT(Clock::now() - start, milliseconds(1500)) << c.fault;
+    EXPECT_NE(client_->explanation().find("no answer within 300 ms"), std::string::npos);
+    EXPECT_TRUE(client_->exit_status()) << "in doubt, so it was ended";
+    EXPECT_EQ(ask("cd \"/\""), "not sent");
+    EXPECT_EQ(answer(), "end of output");
+    EXPECT_TRUE(nothing_half_done());
+  }
+}
+
+TEST_F(Faults, TransfersAreNotHeldToTheLimitOfQuickCommands) {
+  limits_.command = milliseconds(400);
+  for (int i = 0; i < 4; ++i) content_ += content_;
+  write_file(file(), content_);
+  connect_to("delay 20");
+  const auto start = Clock::now();
+  EXPECT_EQ(get("file"), kPrompt);
+  EXPECT_GT(Clock::now() - start, milliseconds(400));
+  EXPECT_EQ(read_file(local_), content_);
+}
+
+TEST_F(Faults, PumpLetsTimePassWhileTheAnswerIsUnderWay) {
+  connect_to("delay 20");
+  ASSERT_EQ(client_->send("get \"file\" \"" + local_ + "\"\n"), kSuccess);
+  EXPECT_EQ(client_->wait(milliseconds(20)), kNoAnswerInTime);
+  EXPECT_EQ(answer(0), "");
+  const auto start = Clock::now();
+  client_->pump(milliseconds(50));
+  EXPECT_GE(Clock::now() - start, milliseconds(50));
+  EXPECT_TRUE(client_->busy());
+  client_->pump(milliseconds(60'000));
+  EXPECT_FALSE(client_->busy());
+  EXPECT_LT(Clock::now() - start, milliseconds(20'000));
+  client_->pump(milliseconds(60'000));
+  EXPECT_EQ(answer(0), kPrompt);
+  EXPECT_EQ(read_file(local_), content_);
+}
+
+TEST_F(Faults, AClientKilledUnderWayIsAFailure) {
+  connect_to("stall 65536");
+  ASSERT_EQ(client_->send("get \"file\" \"" + local_ + "\"\n"), kSuccess);
+  client_->pump(milliseconds(50));
+  ASSERT_TRUE(client_->busy());
+  EXPECT_EQ(client_->kill(), kSuccess);
+  EXPECT_EQ(answer(), "end of output");
+  EXPECT_EQ(client_->explanation(),
+            "the download of \"file\" broke off: the client ended (signal 9)");
+  EXPECT_EQ(client_->exit_status(), 128 + SIGKILL);
+  EXPECT_TRUE(nothing_half_done());
+  EXPECT_EQ(put("other"), "not sent");
+  EXPECT_EQ(kept_, local_);
+}
+
+TEST_F(Faults, AClientThatDiedIdleFailsTheNextCommand) {
+  connect(kServer);
+  ::kill(static_cast<pid_t>(client_->pid()), SIGTERM);
+  std::this_thread::sleep_for(milliseconds(50));
+  EXPECT_EQ(put("other"), "end of output");
+  EXPECT_EQ(kept_, local_);
+}
+
+TEST_F(Faults, AServerThatDiedIdleFailsTheNextCommand) {
+  connect(kServer);
+  const auto servers = support::children_of(static_cast<pid_t>(client_->pid()));
+  ASSERT_EQ(servers.size(), 1u);
+  ::kill(servers[0], SIGKILL);
+  std::this_thread::sleep_for(milliseconds(50));
+  EXPECT_EQ(ask("cd \"/\""), "end of output");
+  EXPECT_EQ(answer(), "end of output");
+}
+
+TEST_F(Faults, AnAbandonedTransferIsClosedWithoutTraces) {
+  limits_.close_grace = milliseconds(100);
+  connect_to("stall 65536");
+  ASSERT_EQ(client_->send("get \"file\" \"" + local_ + "\"\n"), kSuccess);
+  client_->pump(milliseconds(50));
+  client_->close_streams();
+  const auto start = Clock::now();
+  client_.reset();
+  EXPECT_LT(Clock::now() - start, milliseconds(1000));
+  EXPECT_TRUE(nothing_half_done());
+}
+
+}  // namespace
+}  // namespace fileref::runtime

@@ -1,0 +1,139 @@
+// A file server with one fault: relays packets between the client and the real server.
+//
+//   faulty_server FAULT [NUMBER [FILE]]
+//     drop N        hang up once N bytes of file contents were read
+//     eof N         report the end of the file at offset N
+//     hole N        refuse the one write that covers offset N
+//     full N        refuse all writes from offset N on
+//     unread N      refuse the read at offset N
+//     stall N       say nothing any more once N bytes of file contents were read
+//     mute          never say anything
+//     delay N       answer each request N milliseconds later
+//     nosize        state no file sizes
+//     grow N FILE   FILE grows by N bytes when it is first read
+//     noise         print on standard error at every request
+#include <poll.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <utility>
+
+namespace {
+
+enum Type : unsigned char { kRead = 5, kWrite = 6, kStatus = 101, kData = 103, kAttributes = 105 };
+enum Code : std::uint32_t { kEndOfFile = 1, kFailure = 4 };
+
+std::uint32_t number32(const std::string& bytes, std::size_t at) {
+  std::uint32_t value = 0;
+  for (std::size_t i = 0; i < 4; ++i)
+    value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
+  return value;
+}
+
+void write_all(int fd, const std::string& bytes) {
+  for (std::size_t done = 0; done < bytes.size();) {
+    const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
+    if (n <= 0) std::exit(0);
+    done += static_cast<std::size_t>(n);
+  }
+}
+
+struct Relay {
+  std::string fault;
+  std::uint64_t limit = 0;
+  std::string file;
+  int to_server = -1, from_server = -1;
+  std::uint64_t contents_read = 0;
+  std::string requests, replies;  // bytes that are no whole packet yet
+
+  bool is(const char* name) const { return fault == name; }
+
+  void refuse(const std::string& request, std::uint32_t code) {
+    std::string reply{0, 0, 0, 17, static_cast<char>(kStatus)};
+    reply += request.substr(5, 4) + std::string(3, '\0') + static_cast<char>(code);
+    write_all(STDOUT_FILENO, reply + std::string(8, '\0'));
+  }
+
+  void request(const std::string& packet) {
+    const auto type = static_cast<unsigned char>(packet[4]);
+    if (is("noise")) std::fprintf(stderr, "no such file or directory: failure\n");
+    if (type != kRead && type != kWrite) return write_all(to_server, packet);
+    const std::size_t at = 13 + number32(packet, 9);
+    const std::uint64_t offset =
+        std::uint64_t{number32(packet, at)} << 32 | number32(packet, at + 4);
+    if (type == kRead) {
+      if (is("grow"))
+        std::ofstream(file, std::ios::app) << std::string(std::exchange(limit, 0), '+');
+      if (is("eof") && offset >= limit) return refuse(packet, kEndOfFile);
+      if (is("unread") && offset >= limit) return refuse(packet, kFailure);
+    } else if ((is("hole") && offset <= limit && limit < offset + number32(packet, at + 8)) ||
+               (is("full") && offset >= limit)) {
+      return refuse(packet, kFailure);
+    }
+    write_all(to_server, packet);
+  }
+
+  void reply(std::string packet) {
+    const auto type = static_cast<unsigned char>(packet[4]);
+    if (is("delay")) usleep(static_cast<useconds_t>(limit * 1000));
+    if (is("nosize") && type == kAttributes && packet[12] & 1) {
+      packet[12] = static_cast<char>(packet[12] & ~1);
+      packet.erase(13, 8);
+      packet[3] = static_cast<char>(packet[3] - 8);
+    }
+    if (type == kData) contents_read += number32(packet, 9);
+    if (is("drop") && contents_read > limit) std::exit(0);
+    if (is("mute") || (is("stall") && contents_read > limit)) pause();
+    write_all(STDOUT_FILENO, packet);
+  }
+
+  template <class Take>
+  static void relay(int from, std::string* pending, Take take) {
+    char chunk[65536];
+    const ssize_t n = read(from, chunk, sizeof chunk);
+    if (n <= 0) std::exit(0);
+    pending->append(chunk, static_cast<std::size_t>(n));
+    while (pending->size() >= 4 && pending->size() >= 4 + std::size_t{number32(*pending, 0)}) {
+      const std::size_t size = 4 + std::size_t{number32(*pending, 0)};
+      take(pending->substr(0, size));
+      pending->erase(0, size);
+    }
+  }
+
+  [[noreturn]] void run() {
+    for (;;) {
+      pollfd fds[] = {{STDIN_FILENO, POLLIN, 0}, {from_server, POLLIN, 0}};
+      poll(fds, 2, -1);
+      if (fds[1].revents) relay(from_server, &replies, [&](std::string p) { reply(std::move(p)); });
+      if (fds[0].revents) relay(STDIN_FILENO, &requests, [&](const std::string& p) { request(p); });
+    }
+  }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Relay relay;
+  relay.fault = argc > 1 ? argv[1] : "";
+  if (argc > 2) relay.limit = std::strtoull(argv[2], nullptr, 10);
+  if (argc > 3) relay.file = argv[3];
+  int down[2], up[2];
+  if (pipe(down) != 0 || pipe(up) != 0) return 1;
+  if (fork() == 0) {
+    dup2(down[0], STDIN_FILENO);
+    dup2(up[1], STDOUT_FILENO);
+    for (const int fd : {down[0], down[1], up[0], up[1]}) close(fd);
+    execl("/usr/lib/openssh/sftp-server", "sftp-server", nullptr);
+    _exit(127);
+  }
+  close(down[0]);
+  close(up[1]);
+  relay.to_server = down[1];
+  relay.from_server = up[0];
+  relay.run();
+}

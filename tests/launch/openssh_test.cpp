@@ -1,0 +1,280 @@
+// The real client on the real file server.
+#include <sys/stat.h>
+
+#include "tests/launch/session.h"
+
+namespace fileref::runtime {
+namespace {
+
+using support::fs::exists;
+
+class Openssh : public Session {};
+
+TEST_F(Openssh, CarriesAnyName) {
+  connect(kServer);
+  std::string every_byte;
+  for (int c = 1; c < 256; ++c) {
+    if (c != '\n' && c != '/') every_byte += static_cast<char>(c);
+  }
+  const std::string names[] = {"plain",
+                               "two words",
+                               " lead",
+                               "trail ",
+                               "-l",
+                               "--",
+                               "-",
+                               "'",
+                               "\"",
+                               "\\",
+                               "a\\",
+                               "\\\\\\",
+                               "q\"u\"o\\\"te",
+                               "*",
+                               "?",
+                               "[",
+                               "[a-z]",
+                               "]",
+                               "a*b?c[d]",
+                               "\\*",
+                               "\\?x\\[",
+                               "{",
+                               "}",
+                               "{a,b}",
+                               "\\{a,b\\}",
+                               "}{",
+                               "#",
+                               "#x",
+                               "!sh",
+                               "@x",
+                               "~",
+                               "~root",
+                               "$HOME",
+                               "%d",
+                               "`id`",
+                               "a;b",
+                               "a|b&c",
+                               "sftp>",
+                               "sftp> ",
+                               "no such file or directory",
+                               "FAILURE",
+                               "\r",
+                               "a\rb",
+                               "\t",
+                               "\x1b[31m",
+                               "\x7f",
+                               "\xc3\xa9",
+                               "\xff\xfe",
+                               "x y 7 Nov 22 21:25 z",
+                               std::string(255, 'n'),
+                               every_byte.substr(0, 127),
+                               every_byte.substr(127)};
+  for (const std::string& name : names) {
+    const std::string content = "content of " + name;
+    write_file(local_, content);
+    ASSERT_EQ(put(name), kPrompt) << name << client_->explanation() << client_->words();
+    ASSERT_EQ(read_file(remote_ / name), content) << name;
+    write_file(local_, "");
+    ASSERT_EQ(get(name), kPrompt) << name << client_->explanation() << client_->words();
+    ASSERT_EQ(read_file(local_), content) << name;
+    support::fs::remove(remote_ / name);
+    ASSERT_EQ(get(name), kRefused) << name;
+    ASSERT_EQ(ask("mkdir \"" + name + "\""), kPrompt) << name;
+    ASSERT_EQ(put(name), "failed") << name;
+    ASSERT_EQ(ask("cd \"" + name + "\""), kPrompt) << name;
+    ASSERT_EQ(ask("mkdir \"in\""), kPrompt) << name;
+    ASSERT_TRUE(exists(remote_ / name / "in")) << name;
+    ASSERT_EQ(ask("cd \"..\""), kPrompt) << name;
+    support::fs::remove_all(remote_ / name);
+    ASSERT_TRUE(support::fs::is_empty(remote_)) << name;
+  }
+}
+
+TEST_F(Openssh, TellsFailuresFromSuccess) {
+  connect(kServer);
+  write_file(remote_ / "file", "data");
+  write_file(remote_ / "empty", "");
+  support::fs::create_symlink("file", remote_ / "link");
+  support::fs::create_symlink("nowhere", remote_ / "dangling");
+  for (const char* name : {"empty-directory", "one", "two"}) {
+    support::fs::create_directory(remote_ / name);
+  }
+  write_file(remote_ / "one/a", "data");
+  write_file(remote_ / "two/a", "1");
+  write_file(remote_ / "two/b", "2");
+  ASSERT_EQ(mkfifo((remote_ / "fifo").c_str(), 0600), 0);
+  write_file(local_, "data");
+  const std::string file = (remote_ / "file").string(), up = "put \"" + local_ + "\" ";
+  const std::pair<std::string, std::string> cases[] = {
+      {"cd \"nope\"", kNotThere},
+      {"cd \"file\"", kNotThere},
+      {"cd \"no/pe\"", kNotThere},
+      {"cd \"\"", kNotThere},
+      {"cd \"" + remote_.string() + "\"", kPrompt},
+      {"mkdir \"file\"", "failure\nsftp> "},
+      {"mkdir \"no/pe\"", "failure\nsftp> "},
+      {"mkdir \"new\"", kPrompt},
+      {"get \"nope\" \"" + local_ + "\"", kRefused},
+      {"get \"dangling\" \"" + local_ + "\"", kRefused},
+      {"get \"one\" \"" + local_ + "\"", kRefused},
+      {"get \"two\" \"" + local_ + "\"", kRefused},
+      {"get \"fifo\" \"" + local_ + "\"", kRefused},
+      {"get \"file/\" \"" + local_ + "\"", kRefused},
+      {"get \"link\" \"" + local_ + "\"", kPrompt},
+      {"get \"" + file + "\" \"" + local_ + "\"", kPrompt},
+      {"get \"file\" \"/no/such/directory/x\"", "failed"},
+      {up + "\"one\"", "failed"},
+      {up + "\"one/\"", "failed"},
+      {up + "\"two\"", "failed"},
+      {up + "\"empty-directory\"", "failed"},
+      {up + "\".\"", "failed"},
+      {up + "\"..\"", "failed"},
+      {up + "\"/\"", "failed"},
+      {up + "\"no/such\"", "failed"},
+      {up + "\"\"", "failed"},
+      {up + "\"one/a\"", kPrompt},
+      {up + "\"link\"", kPrompt},
+      {"put \"/no/such\" \"x\"", "not sent"},
+      {"put \"" + directory_.path().string() + "\" \"x\"", "not sent"},
+      {"ls -l", "not sent"},
+      {"cd \"x\n!touch " + file + "2\"", "not sent"},
+      {"cd \"" + std::string(2042, 'x') + "!touch " + file + "2", "not sent"},
+  };
+  for (const auto& [command, result] : cases) {
+    kept_.clear();
+    EXPECT_EQ(ask(command), result) << command << client_->words();
+    const bool failed_upload = command.starts_with(up) && result == "failed";
+    EXPECT_EQ(kept_, failed_upload ? local_ : "") << command;
+    const bool good = result == kPrompt;
+    EXPECT_EQ(client_->explanation() + client_->words() == "", good) << command;
+    EXPECT_EQ(read_file(local_), "data") << command;
+    EXPECT_FALSE(exists(local_ + ".part")) << command;
+  }
+  EXPECT_FALSE(exists(file + "2"));
+  EXPECT_FALSE(exists(directory_ / "remote/local") || exists(remote_ / "one/local"));
+  EXPECT_EQ(get("empty"), kPrompt);
+  EXPECT_EQ(read_file(local_), "");
+  EXPECT_EQ(put("emptied"), kPrompt);
+  EXPECT_TRUE(exists(remote_ / "emptied"));
+}
+
+TEST_F(Openssh, GivesNewRemoteFilesOrdinaryPermissions) {
+  connect(kServer);
+  write_file(local_, "data");
+  support::fs::permissions(local_, support::fs::perms(0600));
+  const mode_t before = umask(027);
+  EXPECT_EQ(put("new"), kPrompt);
+  umask(before);
+  EXPECT_EQ(support::fs::status(remote_ / "new").permissions(), support::fs::perms(0640));
+  support::fs::permissions(remote_ / "new", support::fs::perms(0040));
+  if (geteuid() != 0) return;
+  EXPECT_EQ(get("new"), kPrompt);
+  EXPECT_EQ(support::fs::status(local_).permissions(), support::fs::perms(0600));
+}
+
+TEST_F(Openssh, AsAnOrdinaryUserIsRefusedWhatIsNotPermitted) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs to become another user";
+  const auto permit = [&](const char* name, unsigned mode) {
+    support::fs::permissions(remote_ / name, support::fs::perms(mode));
+  };
+  for (const char* name : {"closed", "unlistable"}) {
+    support::fs::create_directory(remote_ / name);
+    write_file(remote_ / name / "f", "data");
+  }
+  write_file(remote_ / "unreadable", "data");
+  permit("closed", 0700);
+  permit("unlistable", 0711);
+  permit("unreadable", 0600);
+  connect("setpriv --reuid 65534 --regid 65534 --clear-groups " + kServer);
+  write_file(local_, "data");
+  EXPECT_EQ(get("unreadable"), kRefused);
+  EXPECT_NE(client_->words().find("Permission denied"), std::string::npos);
+  EXPECT_EQ(get("closed/f"), kRefused);
+  EXPECT_EQ(get("unlistable/f"), kPrompt);
+  for (const char* name : {"new", "unreadable", "closed/f", "unlistable/f", "unlistable/new"}) {
+    EXPECT_EQ(put(name), "failed") << name;
+    EXPECT_NE(client_->words().find("Permission denied"), std::string::npos) << name;
+  }
+  EXPECT_EQ(put("closed"), "failed");
+  EXPECT_EQ(ask("mkdir \"x\""), "failure\nsftp> ");
+}
+
+TEST_F(Openssh, KeepsAJournalInTheClientsOwnWords) {
+  connect(kServer);
+  journal_.clear();
+  EXPECT_EQ(ask("cd \"nope\""), kNotThere);
+  EXPECT_EQ(client_->words(), "stat remote: No such file or directory\n");
+  EXPECT_EQ(get("nope"), kRefused);
+  const std::string here = remote_;
+  EXPECT_EQ(journal_,
+            "> cd \"nope\"\n> pwd\nstat remote: No such file or directory\n"
+            "Remote working directory: " +
+                here +
+                "\n> ls -ln \"nope\"\n"
+                "Can't ls: \"" +
+                here + "/nope\" not found\n> get \"nope\" \"" + local_ + ".part\"\nFile \"" + here +
+                "/nope\" not found.\n");
+}
+
+TEST_F(Openssh, ReportsWhyItCouldNotStart) {
+  struct Case {
+    std::string command_line, answer, words;
+  };
+  const Case cases[] = {
+      {"sftp -o BatchMode=yes -o ConnectTimeout=5 -P 1 127.0.0.1", "end of output", "refused"},
+      {"sftp -o BatchMode=yes no-such-host.invalid", "host does not exist\n", "resolve"},
+      {"sftp -o NoSuchOption=1 127.0.0.1", "end of output", "nosuchoption"},
+      {"sftp -D /no/such/server ", "end of output", "No such file"},
+      {"sftp -D /bin/true ", "end of output", ""},
+  };
+  for (const Case& c : cases) {
+    ASSERT_TRUE(launch(c.command_line)) << why_;
+    EXPECT_EQ(answer(), c.answer) << c.command_line;
+    EXPECT_NE(client_->words().find(c.words), std::string::npos) << client_->words();
+    EXPECT_NE(client_->explanation().find("the client ended ("), std::string::npos)
+        << c.command_line;
+    EXPECT_EQ(answer(), "end of output") << c.command_line;
+    EXPECT_EQ(ask("cd \"/\""), "not sent") << c.command_line;
+  }
+  const std::pair<const char*, const char*> refused[] = {
+      {"sftp   -x", "\"-x\" is no host name: the client would take it for an option"},
+      {"sftp -P 22 ", "no host: give HOST=..."},
+      {"sftp", "no host: give HOST=..."},
+      {"sftp 'h", "the command line has a ' that is not closed"},
+      {"  ", "no client program: give PATH=..."},
+      {"no-such-program h",
+       "the client program \"no-such-program\" is not in PATH: install it, or give its full path"},
+      {"/etc/passwd h", "the client program \"/etc/passwd\" cannot be run: Permission denied"},
+      {"/no/such h", "the client program \"/no/such\" cannot be run: No such file or directory"},
+  };
+  for (const auto& [command_line, why] : refused) {
+    EXPECT_FALSE(launch(command_line));
+    EXPECT_EQ(why_, why);
+  }
+}
+
+TEST_F(Openssh, EndsAtOnceWhenIdle) {
+  connect(kServer);
+  const auto start = Clock::now();
+  client_.reset();
+  EXPECT_LT(Clock::now() - start, milliseconds(500));
+}
+
+TEST_F(Openssh, ReadsInPiecesAndDropsWhatIsLeft) {
+  connect(kServer);
+  char piece[8];
+  std::size_t length = 0;
+  ASSERT_EQ(client_->send("cd \"nope\"\n"), kSuccess);
+  EXPECT_TRUE(client_->busy());
+  EXPECT_EQ(client_->wait(milliseconds(5000)), kSuccess);
+  EXPECT_FALSE(client_->busy());
+  ASSERT_EQ(client_->read(1, piece, sizeof piece, &length), kSuccess);
+  EXPECT_EQ(std::string(piece, length), "no such ");
+  EXPECT_EQ(ask("cd \".\""), kPrompt);
+  ASSERT_EQ(client_->send("cd \"nope\"\n"), kSuccess);
+  EXPECT_EQ(ask("cd \".\""), kPrompt);
+  EXPECT_EQ(answer(0), "");
+  EXPECT_EQ(client_->wait(milliseconds(10000)), kNoAnswerInTime);
+}
+
+}  // namespace
+}  // namespace fileref::runtime
