@@ -70,7 +70,7 @@ int run(const Command& command, const cli::Request& request) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   std::signal(SIGPIPE, SIG_IGN);
   CLI::App app{"Remote files as records, over the sftp client you already trust."};
   app.name("fileref");
@@ -103,4 +103,7 @@ int main(int argc, char** argv) {
     return cli::kWrongUse;
   }
   return chosen();
+} catch (const std::exception& error) {
+  std::fputs(error.what(), stderr);
+  return cli::kFailed;
 }

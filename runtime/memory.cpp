@@ -18,7 +18,11 @@ struct alignas(std::max_align_t) CountedPool::Block {
 CountedPool::CountedPool(FaultPoint& faults) : POOL{&allocate, &release}, faults_(faults) {}
 
 CountedPool::~CountedPool() {
-  while (first_ != nullptr) release(this, first_ + 1, 0, kRelease);
+  for (Block* block = first_; block != nullptr;) {
+    Block* next = block->next;
+    std::free(block);
+    block = next;
+  }
 }
 
 ptr CountedPool::allocate(POOL* base, long length, long flags) {
