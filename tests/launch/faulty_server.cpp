@@ -88,8 +88,14 @@ struct Relay {
     }
     if (type == kData) contents_read += number32(packet, 9);
     if (is("drop") && contents_read > limit) std::exit(0);
-    if (is("mute") || (is("stall") && contents_read > limit)) pause();
+    if (is("mute") || (is("stall") && contents_read > limit)) wait_for_hang_up();
     write_all(STDOUT_FILENO, packet);
+  }
+
+  [[noreturn]] static void wait_for_hang_up() {
+    char ignored[4096];
+    while (read(STDIN_FILENO, ignored, sizeof ignored) > 0) continue;
+    std::exit(0);
   }
 
   template <class Take>
