@@ -23,6 +23,10 @@ bool names_direct_server(const std::vector<std::string>& words) {
                      [](const std::string& word) { return word.starts_with("-D"); });
 }
 
+bool runs_batch(const std::vector<std::string>& words) {
+  return std::find(words.begin(), words.end(), "-b") != words.end();
+}
+
 bool check_host(bool has_host, const std::vector<std::string>& words, std::string* why) {
   if (!has_host) {
     if (names_direct_server(words)) return true;
@@ -68,7 +72,10 @@ std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) 
   }
   std::unique_ptr<Child> child = Child::start(*words, !request.may_ask, why);
   if (!child) return nullptr;
-  if (!framed) return std::make_unique<PlainClient>(std::move(request), std::move(child));
+  const bool batch = framed && runs_batch(*words);
+  if (!framed || batch) {
+    return std::make_unique<PlainClient>(std::move(request), std::move(child), batch);
+  }
   auto adapter = std::make_unique<openssh::OpensshAdapter>(
       openssh::Session{request.keep_unsent, request.verify_uploads});
   return std::make_unique<FramedClient>(std::move(request), std::move(child), std::move(adapter));

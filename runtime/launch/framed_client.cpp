@@ -99,6 +99,7 @@ void FramedClient::start_exchange(Request request) {
   deadline_ = deadline_after(limit_);
   exchange_.emplace(std::move(request), adapter_->sentinel(nonce));
   child().queue(exchange_->input());
+  listen(Clock::now());
 }
 
 // Runs the operation until it has ended, or until `deadline`.

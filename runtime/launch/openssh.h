@@ -15,7 +15,7 @@ namespace fileref::runtime::openssh {
 struct Session {
   // Keeps the local file of a failed upload and returns where; empty when it could not.
   std::function<std::string(const std::string& local)> keep_unsent;
-  bool verify_uploads = true;
+  bool verify_uploads = false;
   std::string directory = {};  // the remote directory, as the client shows it; empty: not known
 };
 

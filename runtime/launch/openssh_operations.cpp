@@ -226,6 +226,8 @@ Answer Download::lost(Answer failure, std::string_view) {
 
 std::string explain_failed_upload(const Session& session, const Command& command,
                                   const std::string& reason) {
+  // While it was sent it had the permissions that the remote file was to get.
+  set_local_mode(command.local, 0600);
   const std::string place = session.keep_unsent ? session.keep_unsent(command.local) : "";
   return "the upload of " + quoted(command.remote) + " failed: " + reason +
          (place.empty() ? "; the data could not be kept" : "; the data is kept in " + place);

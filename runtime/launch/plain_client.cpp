@@ -1,5 +1,7 @@
 #include "runtime/launch/plain_client.h"
 
+#include <utility>
+
 namespace fileref::runtime {
 namespace {
 
@@ -17,7 +19,7 @@ bool moves_contents(std::string_view command) {
 
 }  // namespace
 
-PlainClient::PlainClient(LaunchRequest request, std::unique_ptr<Child> child)
+PlainClient::PlainClient(LaunchRequest request, std::unique_ptr<Child> child, bool batch)
     : Client(std::move(request), std::move(child)),
       output_lines_([this](std::string_view line) {
         note(line);
@@ -26,8 +28,9 @@ PlainClient::PlainClient(LaunchRequest request, std::unique_ptr<Child> child)
       error_lines_([this](std::string_view line) {
         note(line);
         remember_error(line);
-      }) {
-  expect_answer(limits().start);
+      }),
+      outcome_is_open_(batch) {
+  expect_answer(batch ? limits().transfer : limits().start);
 }
 
 TKStatus PlainClient::send(std::string_view command) {
@@ -61,10 +64,7 @@ TKStatus PlainClient::read(int mode, char* buffer, std::size_t capacity, std::si
     *length = output_.take(buffer, capacity);
     return kSuccess;
   }
-  if (!talking()) {
-    explain_ended();
-    return kEndOfOutput;
-  }
+  if (!talking()) return end_of_output();
   if (mode == 0) return kSuccess;
   if (!prompted_) give_up();
   return kNoAnswerInTime;
@@ -103,6 +103,12 @@ bool PlainClient::listen(Clock::time_point deadline) {
     error_lines_.flush();
   }
   return heard;
+}
+
+TKStatus PlainClient::end_of_output() {
+  explain_ended();
+  const bool failed = std::exchange(outcome_is_open_, false) && exit_status() != 0;
+  return failed ? kProcessFailed : kEndOfOutput;
 }
 
 void PlainClient::give_up() {

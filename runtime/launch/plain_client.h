@@ -11,13 +11,14 @@ namespace fileref::runtime {
 
 class PlainClient : public Client {
  public:
-  PlainClient(LaunchRequest request, std::unique_ptr<Child> child);
+  // With `batch`, the client takes no commands, and its exit status tells the outcome.
+  PlainClient(LaunchRequest request, std::unique_ptr<Child> child, bool batch);
 
   TKStatus send(std::string_view command) override;
   TKStatus read(int mode, char* buffer, std::size_t capacity, std::size_t* length) override;
   TKStatus wait(std::chrono::milliseconds at_most) override;
   void pump(std::chrono::milliseconds at_most) override;
-  // As far as anybody can tell: what was printed so far does not end like a prompt.
+  // As far as anybody can tell: what was printed so far does not end in a prompt.
   bool busy() const override { return !prompted_ && talking(); }
 
  private:
@@ -25,11 +26,13 @@ class PlainClient : public Client {
   void expect_answer(Milliseconds limit);
   bool listen(Clock::time_point deadline);
   void give_up();
+  TKStatus end_of_output();
 
   LineBuffer output_lines_, error_lines_;
   Delivery output_;
   std::string tail_;  // the last bytes that arrived, delivered or not
   bool prompted_ = false;
+  bool outcome_is_open_;  // the exit status is still to be reported
   Milliseconds limit_{0};
   Clock::time_point deadline_;
 };

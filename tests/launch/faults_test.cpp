@@ -57,6 +57,7 @@ TEST_F(Faults, NoBrokenDownloadIsTakenForASuccess) {
 }
 
 TEST_F(Faults, NoBrokenUploadIsTakenForASuccess) {
+  verify_ = true;
   const std::pair<std::string, std::string> cases[] = {
       {"none", kPrompt},          {"noise", kPrompt},        {"delay 1", kPrompt},
       {"full 0", "failed"},       {"full 522240", "failed"}, {"hole 0", "failed"},
@@ -69,6 +70,8 @@ TEST_F(Faults, NoBrokenUploadIsTakenForASuccess) {
       kept_.clear();
       EXPECT_EQ(put(name), result) << fault;
       EXPECT_EQ(kept_, result == kPrompt ? "" : local_) << fault;
+      EXPECT_TRUE(kept_.empty() ||
+                  support::fs::status(kept_).permissions() == support::fs::perms(0600));
       EXPECT_EQ(client_->explanation().ends_with("the data is kept in " + local_),
                 result == "failed")
           << client_->explanation();

@@ -252,6 +252,25 @@ TEST_F(Openssh, ReportsWhyItCouldNotStart) {
   }
 }
 
+TEST_F(Openssh, RunsABatchToItsEnd) {
+  const std::string batch = directory_ / "batch";
+  const std::tuple<std::string, std::string, int> cases[] = {
+      {"pwd\n", "end of output", 0},
+      {"get /no/such/file\npwd\n", "failed", 1},
+      {"-get /no/such/file\n!sleep 0.3\n", "end of output", 0},
+  };
+  limits_.start = limits_.command = milliseconds(200);
+  for (const auto& [commands, end, status] : cases) {
+    write_file(batch, commands);
+    ASSERT_TRUE(launch("sftp -b \"" + batch + "\" -D " + kServer + " ")) << why_;
+    std::string output, last;
+    while ((last = answer()) != end) ASSERT_FALSE((output += last).empty());
+    EXPECT_TRUE(output.starts_with("sftp> " + commands.substr(0, 5))) << output;
+    EXPECT_EQ(client_->exit_status(), status) << commands;
+    EXPECT_EQ(answer(), "end of output");
+  }
+}
+
 TEST_F(Openssh, EndsAtOnceWhenIdle) {
   connect(kServer);
   const auto start = Clock::now();

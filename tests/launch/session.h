@@ -48,6 +48,7 @@ class Session : public testing::Test {
     request.command_line = command_line;
     request.adapter = adapter;
     request.limits = limits_;
+    request.verify_uploads = verify_;
     request.journal = [this](std::string_view line) { journal_ += std::string(line) + "\n"; };
     request.keep_unsent = [this](const std::string& local) { return kept_ = local; };
     client_ = Client::launch(std::move(request), &why_);
@@ -86,6 +87,7 @@ class Session : public testing::Test {
   const support::fs::path remote_ = directory_ / "remote";
   const std::string local_ = directory_ / "local";
   LaunchLimits limits_;
+  bool verify_ = false;
   std::unique_ptr<Client> client_;
   std::string why_, journal_, kept_;
 };
