@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "runtime/launch/spawn.h"
 
@@ -72,7 +73,9 @@ Clock::time_point deadline_after(milliseconds limit) {
 }
 
 std::string describe(const Ending& ending) {
-  return (ending.by_signal ? "signal " : "exit status ") + std::to_string(ending.value);
+  if (!ending.by_signal) return "exit status " + std::to_string(ending.value);
+  const char* name = sigdescr_np(ending.value);
+  return "signal " + std::to_string(ending.value) + (name ? std::string(": ") + name : "");
 }
 
 std::unique_ptr<Child> Child::start(const std::vector<std::string>& words, bool own_session,

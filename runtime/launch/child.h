@@ -27,7 +27,7 @@ struct Ending {
   int value = 0;
 };
 
-// "exit status 255", "signal 9".
+// "exit status 255", "signal 9: Killed".
 std::string describe(const Ending& ending);
 
 // No shell, no signal handler and no thread is involved, and the caller never sees SIGPIPE. The

@@ -81,11 +81,11 @@ TEST_F(ChildTest, EndsWhateverTheClientDoes) {
   };
   const Case cases[] = {
       {"echo; cat; exit 7", "exit status 7", milliseconds(0), milliseconds(490)},
-      {"echo; yes; exit 7", "signal 15", milliseconds(500), milliseconds(990)},
-      {"echo; sleep 60", "signal 15", milliseconds(500), milliseconds(990)},
-      {"trap '' TERM; echo; while :; do sleep 60; done", "signal 9", milliseconds(1000),
+      {"echo; yes; exit 7", "signal 15: Terminated", milliseconds(500), milliseconds(990)},
+      {"echo; sleep 60", "signal 15: Terminated", milliseconds(500), milliseconds(990)},
+      {"trap '' TERM; echo; while :; do sleep 60; done", "signal 9: Killed", milliseconds(1000),
        milliseconds(5000)},
-      {"echo; kill -STOP $$", "signal 9", milliseconds(1000), milliseconds(5000)},
+      {"echo; kill -STOP $$", "signal 9: Killed", milliseconds(1000), milliseconds(5000)},
       {"echo; exec >&- 2>&-; sleep 0.1; exit 3", "exit status 3", milliseconds(0),
        milliseconds(490)},
       {"sleep 5 & echo; exit 4", "exit status 4", milliseconds(0), milliseconds(490)},

@@ -40,16 +40,17 @@ TEST_F(Faults, NoBrokenDownloadIsTakenForASuccess) {
       {"eof 0", "failed", broke_off + "0 of 1048576 bytes arrived"},
       {"eof 522240", "failed", broke_off + "522240 of 1048576 bytes arrived"},
       {"unread 522240", "failed", broke_off + "522240 of 1048576 bytes arrived"},
-      {"drop 522240", "end of output", broke_off + "the client ended (exit status 255)"},
-      {"drop 0", "end of output", broke_off + "the client ended (exit status 255)"},
+      {"drop 522240", "end of output", broke_off + "the client ended ("},
+      {"drop 0", "end of output", broke_off + "the client ended ("},
   };
   for (const Case& c : cases) {
     write_file(file(), content_);
     write_file(local_, "old");
     connect_to(c.fault);
     EXPECT_EQ(get("file"), c.answer) << c.fault;
-    EXPECT_EQ(client_->explanation(), c.explanation) << c.fault;
+    EXPECT_TRUE(client_->explanation().starts_with(c.explanation)) << client_->explanation();
     const bool good = c.answer == kPrompt;
+    EXPECT_EQ(client_->explanation().empty(), good) << c.fault;
     EXPECT_EQ(read_file(local_), good ? read_file(file()) : "old") << c.fault;
     EXPECT_TRUE(nothing_half_done()) << c.fault;
     EXPECT_EQ(get("nope"), c.answer == "end of output" ? "not sent" : kRefused) << c.fault;
@@ -161,7 +162,7 @@ TEST_F(Faults, AClientKilledUnderWayIsAFailure) {
   EXPECT_EQ(client_->kill(), kSuccess);
   EXPECT_EQ(answer(), "end of output");
   EXPECT_EQ(client_->explanation(),
-            "the download of \"file\" broke off: the client ended (signal 9)");
+            "the download of \"file\" broke off: the client ended (signal 9: Killed)");
   EXPECT_EQ(client_->exit_status(), 128 + SIGKILL);
   EXPECT_TRUE(nothing_half_done());
   EXPECT_EQ(put("other"), "not sent");
