@@ -67,6 +67,7 @@ class ModuleHost {
     runtime.begin_entry("");
     source_ = std::make_unique<runtime::OptionSource>(text);
     runtime.options_being_read = source_.get();
+    scanned = kUntouched;
     rctype rc = table().amparse.entryp(name.data(), runtime.request(), kSftp, env, nullptr,
                                        &scanned, block);
     while (rc == kSuccess && !source_->at_end()) {
@@ -78,8 +79,8 @@ class ModuleHost {
     runtime.options_being_read = nullptr;
     return rc;
   }
-  // The option text of the last `parse` as it may be shown, with its marked place.
-  runtime::OptionSource::Display echo() const { return source_->display(0); }
+  // The option text of the last `parse` as it may be shown, with the token marked in error.
+  runtime::OptionSource::Display echo() const { return source_->display(kBehindTheEnd); }
 
   ptr options(const std::string& text, int env = kParseNbyteAllowed) {
     ptr block = nullptr;
@@ -186,6 +187,8 @@ class ModuleHost {
     };
     return options;
   }
+
+  static constexpr int kBehindTheEnd = 1000;
 
   std::unique_ptr<runtime::OptionSource> source_;
 };

@@ -1,0 +1,83 @@
+// Stands between the module and its host's services and notes who is called and who fails.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "host/services.h"
+#include "runtime/runtime.h"
+
+namespace fileref {
+
+// One at a time. Services with variable arguments pass unseen.
+class ServiceWatch {
+ public:
+  explicit ServiceWatch(runtime::Runtime& runtime)
+      : runtime_(runtime),
+        original_(static_cast<const HostSlot* const*>(runtime.anchor()[kAnchorVectors])),
+        rows_(service::kVectors) {
+    for (std::size_t v = 0; v < rows_.size(); ++v) {
+      std::copy_n(original_[v], rows_[v].size(), rows_[v].begin());
+      vectors_[v] = rows_[v].data();
+    }
+#define SERVICE(NAME, VECTOR, SLOT, RESULT, PARAMETERS) \
+  Watched<service::NAME, service::NAME::Fn>::put(rows_[VECTOR][SLOT]);
+#include "host/services.def"
+#undef SERVICE
+    runtime.anchor()[kAnchorVectors] = vectors_.data();
+    current_ = this;
+  }
+  ~ServiceWatch() {
+    runtime_.anchor()[kAnchorVectors] = const_cast<HostSlot**>(original_);
+  }
+  ServiceWatch(const ServiceWatch&) = delete;
+  ServiceWatch& operator=(const ServiceWatch&) = delete;
+
+  std::map<std::string, int> calls;
+  // The service that the armed fault of the runtime made fail first; empty: none, or no service.
+  std::string failed;
+  // Temporary filerefs that the host did not take back.
+  std::vector<runtime::Name8> not_deassigned;
+
+ private:
+  template <class Service, class Fn>
+  struct Watched;
+
+  template <class Service, class R, class... A>
+  struct Watched<Service, R(A...)> {
+    static void put(HostSlot& slot) { slot = reinterpret_cast<HostSlot>(&call); }
+    static R call(A... arguments) {
+      ServiceWatch& watch = *current_;
+      runtime::Runtime& runtime = watch.runtime_;
+      ++watch.calls[Service::name];
+      // A host always has its heap.
+      if constexpr (std::is_same_v<Service, service::yymheap>) return &runtime.memory.heap();
+      const bool fired = runtime.service_faults.fired();
+      const R result = reinterpret_cast<R (*)(A...)>(
+          watch.original_[Service::vector][Service::slot])(arguments...);
+      if (!fired && runtime.service_faults.fired()) watch.failed = Service::name;
+      if constexpr (std::is_same_v<Service, service::yxrdasg>) watch.note(result, arguments...);
+      return result;
+    }
+  };
+  template <class Service, class R, class... A>
+  struct Watched<Service, R(A..., ...)> {
+    static void put(HostSlot& /*slot*/) {}
+  };
+
+  void note(wrcode rc, const char* logicalname, rebid /*reb*/) {
+    if (rc != kSuccess) not_deassigned.push_back(runtime::name_at(logicalname));
+  }
+
+  inline static ServiceWatch* current_ = nullptr;
+  runtime::Runtime& runtime_;
+  const HostSlot* const* original_;
+  std::vector<std::array<HostSlot, service::kSlots>> rows_;
+  std::array<const HostSlot*, service::kVectors> vectors_{};
+};
+
+}  // namespace fileref
