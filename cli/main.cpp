@@ -19,17 +19,24 @@ struct Command {
   const char* help;
   const char* what_failed;
   int (*run)(const cli::Request&);
+  void (*add_flags)(CLI::App&, cli::Request&);  // its own, besides those of all commands
 };
+
+void no_flags(CLI::App& /*command*/, cli::Request& /*request*/) {}
+
+void write_flags(CLI::App& command, cli::Request& request) {
+  command.add_flag("--verify", request.verify, "Read the sent file back and compare it");
+}
 
 constexpr Command kCommands[] = {
     {"read", "Print the records of a remote file",
      "Fetches a remote file and prints its records, each with a line feed; with RECFM=S the bytes "
      "as they are.",
-     "cannot read", &cli::read},
+     "cannot read", &cli::read, &no_flags},
     {"write", "Write standard input to a remote file",
      "Takes each line of standard input as a record, with RECFM=S the bytes as they are, and sends "
      "them as a remote file.",
-     "cannot write", &cli::write},
+     "cannot write", &cli::write, &write_flags},
 };
 
 constexpr const char* kTargets =
@@ -90,6 +97,7 @@ int main(int argc, char** argv) try {
         ->allow_extra_args(false);
     sub->add_option("--log", request.log_path, "Write the host log and the client's journal here")
         ->type_name("FILE");
+    command.add_flags(*sub, request);
     sub->callback([&chosen, &command, &request] {
       chosen = [&command, &request] { return run(command, request); };
     });

@@ -10,6 +10,7 @@ struct Request {
   std::string target;
   std::vector<std::string> options;  // of -o, in order
   std::string log_path;              // empty: no log
+  bool verify = false;               // of write: compare what arrived byte by byte
 };
 
 // Exit statuses of the command.

@@ -13,6 +13,7 @@ constexpr const char* kFileref = "TARGET";
 inline fileref::HostOptions host_options(const Request& request) {
   fileref::HostOptions options;
   log_to(request.log_path, options);
+  options.verify_uploads = request.verify;
   return options;
 }
 

@@ -156,6 +156,7 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
   request.adapter = adapter;
   request.limits = limits;
   request.may_ask = may_ask;
+  request.verify_uploads = verify_uploads;
   request.journal = [this](std::string_view text) { log_.write("client", text); };
   request.keep_unsent = keep_unsent;
   std::string why;

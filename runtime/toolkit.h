@@ -31,6 +31,7 @@ class Toolkit {
   // How the next clients are launched.
   LaunchLimits limits;
   bool may_ask = false;
+  bool verify_uploads = false;  // read what was sent back and compare
   std::string adapter;                       // empty: by the program's name
   std::vector<std::string> extra_arguments;  // right behind the program
   // Keeps a local file whose upload failed; returns where, or nothing when it could not.

@@ -1,6 +1,8 @@
 #include "fileref/host.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <stdexcept>
 #include <utility>
@@ -40,6 +42,12 @@ runtime::ModuleLoader load_module(const std::string& path) {
   }
 }
 
+bool has_terminal() {
+  const int terminal = ::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (terminal >= 0) ::close(terminal);
+  return terminal >= 0;
+}
+
 std::string quoted(std::string_view text) {
   std::string quoted = "'";
   for (const char c : text) quoted.append(c == '\'' ? 2 : 1, c);
@@ -56,7 +64,8 @@ Host::Impl::Impl(HostOptions options)
   toolkit.limits.start = options_.start_limit;
   toolkit.limits.command = options_.command_limit;
   toolkit.limits.transfer = options_.transfer_limit;
-  toolkit.may_ask = options_.may_ask;
+  toolkit.may_ask = options_.may_ask && has_terminal();
+  toolkit.verify_uploads = options_.verify_uploads;
   toolkit.adapter = options_.client;
   toolkit.keep_unsent = [this](const std::string& local) {
     const auto found = assigned_.find(name8(runtime_.log.subject()));
