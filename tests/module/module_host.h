@@ -161,8 +161,15 @@ class ModuleHost {
     }
     return all;
   }
-  // The lines logged since the last call without their times and filerefs: "kind: text|".
-  std::string logged() { return std::exchange(log_, {}); }
+  // The lines logged since the last call without their times and filerefs, temporary files as TEMP:
+  // "kind: text|".
+  std::string logged() {
+    const std::string& directory = runtime.temp.directory();
+    for (std::size_t at = 0; (at = log_.find(directory)) != std::string::npos;) {
+      log_.replace(at, log_.find('"', at) - at, "TEMP");
+    }
+    return std::exchange(log_, {});
+  }
 
   // The block of an assigned fileref, or null.
   FLCB* fileref(const std::string& name) const {
