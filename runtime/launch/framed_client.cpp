@@ -105,7 +105,7 @@ void FramedClient::start_exchange(Request request) {
 // Runs the operation until it has ended, or until `deadline`.
 void FramedClient::run_until(Clock::time_point deadline) {
   while (busy()) {
-    listen(std::min(deadline, deadline_));
+    if (!exchange_->complete()) listen(std::min(deadline, deadline_));
     if (exchange_->complete()) {
       settle();
     } else if (!child().talking()) {
