@@ -19,24 +19,46 @@ struct Command {
   const char* help;
   const char* what_failed;
   int (*run)(const cli::Request&);
-  void (*add_flags)(CLI::App&, cli::Request&);  // its own, besides those of all commands
+  void (*add_words)(CLI::App&, cli::Request&);  // its own, besides those of all commands
 };
 
-void no_flags(CLI::App& /*command*/, cli::Request& /*request*/) {}
+void add_read_words(CLI::App& command, cli::Request& request) {
+  command.add_option("--name", request.names, "A file of the directory TARGET; may be repeated")
+      ->type_name("NAME")
+      ->allow_extra_args(false);
+}
 
-void write_flags(CLI::App& command, cli::Request& request) {
+void add_write_words(CLI::App& command, cli::Request& request) {
   command.add_flag("--verify", request.verify, "Read the sent file back and compare it");
 }
 
+void add_ls_words(CLI::App& command, cli::Request& request) {
+  command.add_flag("-a", request.hidden, "Print names that begin with a dot, too");
+  command.add_flag("-0", request.nul, "End each name with a NUL byte instead of a line feed");
+}
+
+void add_batch_words(CLI::App& command, cli::Request& request) {
+  command.add_option("FILE", request.batch_file, "The batch file")->required();
+}
+
 constexpr Command kCommands[] = {
-    {"read", "Print the records of a remote file",
+    {"read", "Print the records of a remote file, or of several",
      "Fetches a remote file and prints its records, each with a line feed; with RECFM=S the bytes "
-     "as they are.",
-     "cannot read", &cli::read, &no_flags},
+     "as they are. A pattern in the last part of TARGET stands for every file that it matches, "
+     "read as one stream.",
+     "cannot read", &cli::read, &add_read_words},
     {"write", "Write standard input to a remote file",
      "Takes each line of standard input as a record, with RECFM=S the bytes as they are, and sends "
      "them as a remote file.",
-     "cannot write", &cli::write, &write_flags},
+     "cannot write", &cli::write, &add_write_words},
+    {"ls", "Print the names in a remote directory",
+     "Prints the names in the directory TARGET, or those that the pattern in its last part "
+     "matches, "
+     "one a line.",
+     "cannot list", &cli::ls, &add_ls_words},
+    {"batch", "Run a batch file of the client's commands",
+     "Has the client run the batch file FILE on the server TARGET, and prints what it says.",
+     "cannot run the batch on", &cli::batch, &add_batch_words},
 };
 
 constexpr const char* kTargets =
@@ -89,15 +111,16 @@ int main(int argc, char** argv) try {
   std::function<int()> chosen;
   for (const Command& command : kCommands) {
     CLI::App* sub = app.add_subcommand(command.name, command.summary);
-    sub->description(command.help);
-    sub->footer(kTargets);
-    sub->add_option("TARGET", request.target, "The remote file")->required();
+    sub->footer(fmt::format("\n{}\n{}", command.help, kTargets));
+    if (command.run == &cli::batch) command.add_words(*sub, request);
+    sub->add_option("TARGET", request.target, "The remote side, see below")->required();
+    if (command.run != &cli::batch) command.add_words(*sub, request);
     sub->add_option("-o", request.options, "Options, as in an assignment")
         ->type_name("TEXT")
         ->allow_extra_args(false);
     sub->add_option("--log", request.log_path, "Write the host log and the client's journal here")
         ->type_name("FILE");
-    command.add_flags(*sub, request);
+
     sub->callback([&chosen, &command, &request] {
       chosen = [&command, &request] { return run(command, request); };
     });

@@ -1,51 +1,36 @@
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
-#include <system_error>
-
+#include "cli/record_output.h"
 #include "cli/session.h"
 
 namespace cli {
 namespace {
 
-// Collects whole records, so that what is written out always ends with one.
-class RecordOutput {
- public:
-  explicit RecordOutput(bool line_feeds) : line_feeds_(line_feeds) { text_.reserve(2 * kEnough); }
-
-  void add(std::string_view record) {
-    text_.append(record);
-    if (line_feeds_) text_ += '\n';
-    if (text_.size() >= kEnough) flush();
+// The one file of the target, every file that its last part matches, or the named files of its
+// directory.
+fileref::Target target_of(const Request& request, std::vector<std::string>& options) {
+  if (request.names.empty()) {
+    const fileref::Target target = file_target(request);
+    if (target.is_pattern()) options.emplace_back("MGET");
+    return target;
   }
-
-  void flush() {
-    std::string_view left = text_;
-    while (!left.empty()) {
-      const ssize_t count = ::write(STDOUT_FILENO, left.data(), left.size());
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) throw std::system_error(errno, std::generic_category(), "standard output");
-      left.remove_prefix(static_cast<std::size_t>(count));
-    }
-    text_.clear();
+  fileref::Target target = any_target(request);
+  if (!target.path.empty() && target.path.back() != '/') {
+    throw WrongUse("with --name the target is a directory: \"" + one_line(request.target) +
+                   "\" needs a / at its end");
   }
-
- private:
-  static constexpr std::size_t kEnough = 1024 * 1024;
-  std::string text_;
-  bool line_feeds_;
-};
+  target.names = request.names;
+  return target;
+}
 
 }  // namespace
 
 int read(const Request& request) {
-  const fileref::Target target = file_target(request);
+  std::vector<std::string> options = request.options;
+  const fileref::Target target = target_of(request, options);
   fileref::Host host(host_options(request));
-  host.assign(kFileref, target, request.options);
+  host.assign(kFileref, target, options);
   // Stream records are printed as they come: no program variable counts their bytes.
   fileref::Input input = host.open(kFileref, {"NONBYTE"});
-  RecordOutput output(!input.is_stream());
+  RecordOutput output(input.is_stream() ? "" : "\n");
   for (const std::string_view record : input) output.add(record);
   output.flush();
   input.close();

@@ -11,6 +11,10 @@ struct Request {
   std::vector<std::string> options;  // of -o, in order
   std::string log_path;              // empty: no log
   bool verify = false;               // of write: compare what arrived byte by byte
+  std::vector<std::string> names;    // of read: several files of the target's directory
+  bool hidden = false;               // of ls: names that begin with a dot, too
+  bool nul = false;                  // of ls: a NUL byte behind each name
+  std::string batch_file;            // of batch
 };
 
 // Exit statuses of the command.
@@ -22,5 +26,7 @@ constexpr int kWrongUse = 2;
 // WrongUse.
 int read(const Request& request);
 int write(const Request& request);
+int ls(const Request& request);
+int batch(const Request& request);
 
 }  // namespace cli

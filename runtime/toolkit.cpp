@@ -55,6 +55,16 @@ struct Toolkit::LaunchService : TKELS_S {
 
 struct Toolkit::Process : LSProcess_S {
   std::unique_ptr<Client> client;
+  std::string command;  // that was sent last
+
+  // A download that is refused need not fail the call that asked for it.
+  void note_refusal(std::string_view answer) {
+    if (!command.starts_with("get \"") || !answer.starts_with("unable to open")) return;
+    const std::string name = command.substr(5, command.rfind("\" \"") - 5);
+    const std::string& why =
+        client->explanation().empty() ? client->words() : client->explanation();
+    toolkit().trouble_.refused.push_back("\"" + name + "\" was skipped: " + why);
+  }
 
   Process()
       : LSProcess_S{{},      nullptr, 0,      nullptr,    &pid,       &context, &kill,   &status,
@@ -83,6 +93,7 @@ struct Toolkit::Process : LSProcess_S {
     if (self.toolkit().service_faults_.hit()) return kProcessFailed;
     const TKStatus rc = self.client->read(mode, buffer, capacity, length);
     self.toolkit().note_trouble(*self.client);
+    self.note_refusal({buffer, *length});
     return rc;
   }
   static TKStatus input(LSProcess_S* process, const char* text, TKMemSize length,
@@ -90,6 +101,7 @@ struct Toolkit::Process : LSProcess_S {
     Process& self = of(process);
     if (self.toolkit().service_faults_.hit()) return kProcessFailed;
     self.toolkit().driven_ = self.client.get();
+    self.command.assign(text, length);
     const TKStatus rc = self.client->send({text, length});
     if (rc != kSuccess) self.toolkit().note_trouble(*self.client);
     return rc;
@@ -157,7 +169,10 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
   request.limits = limits;
   request.may_ask = may_ask;
   request.verify_uploads = verify_uploads;
-  request.journal = [this](std::string_view text) { log_.write("client", text); };
+  request.journal = [this](std::string_view text) {
+    log_.write("client", text);
+    if (client_said) client_said(text);
+  };
   request.keep_unsent = keep_unsent;
   std::string why;
   auto client = Client::launch(std::move(request), &why);

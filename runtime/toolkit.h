@@ -31,12 +31,14 @@ class Toolkit {
   // How the next clients are launched.
   LaunchLimits limits;
   bool may_ask = false;
-  bool verify_uploads = false;  // read what was sent back and compare
+  bool verify_uploads = false;               // read what was sent back and compare
   std::string adapter;                       // empty: by the program's name
   std::vector<std::string> extra_arguments;  // right behind the program
   // Keeps a local file whose upload failed; returns where, or nothing when it could not.
   std::function<std::string(const std::string& local)> keep_unsent;
   Launcher launcher;
+  // Is told each line that clients say.
+  std::function<void(std::string_view line)> client_said;
 
   // Lets at most the time pass, or returns as soon as the answer under way is complete; at once
   // when none is.
@@ -46,6 +48,7 @@ class Toolkit {
   struct Trouble {
     std::string explanation;
     std::string words;
+    std::vector<std::string> refused;  // downloads that were refused, each with the reason
   };
   const Trouble& trouble() const { return trouble_; }
   void forget_trouble() { trouble_ = {}; }

@@ -24,6 +24,8 @@
 namespace fileref {
 
 struct HostOptions {
+  /// Is told of what went wrong without failing a call: a file of several that was skipped, say.
+  std::function<void(std::string_view warning)> warn;
   /// The access-method module; empty: $FILEREF_MODULE, else beside this library or program, else
   /// where it was installed.
   std::string module_path;
@@ -75,11 +77,18 @@ class Host {
   void deassign(std::string_view fileref);
 
   /// Fetches the file. The first open of a fileref starts its session. `options` count over those
-  /// of the assignment.
+  /// of the assignment. With LS or LSA the records are the names in the target's directory, LSA's
+  /// the hidden ones too, with LSFILE those that match; with MGET they are those of every file that
+  /// the target's last part matches, one file after the other.
   [[nodiscard]] Input open(std::string_view fileref, const std::vector<std::string>& options = {});
   /// Begins a new remote file, which is sent when the output is closed.
   [[nodiscard]] Output create(std::string_view fileref,
                               const std::vector<std::string>& options = {});
+
+  /// Runs the user's own batch of client commands, for a fileref that was assigned with BATCHFILE,
+  /// and tells every line that the client says. Throws Failure when a command fails.
+  void run_batch(std::string_view fileref,
+                 const std::function<void(std::string_view line)>& said = {});
 
   /// A variable for the option NBYTE=NAME. Lives as long as the host.
   double& variable(std::string_view name);

@@ -48,12 +48,6 @@ bool has_terminal() {
   return terminal >= 0;
 }
 
-std::string quoted(std::string_view text) {
-  std::string quoted = "'";
-  for (const char c : text) quoted.append(c == '\'' ? 2 : 1, c);
-  return quoted + "'";
-}
-
 }  // namespace
 
 Host::Impl::Impl(HostOptions options)
@@ -87,6 +81,14 @@ Host::Impl::~Impl() {
     if (rc != kSuccess) runtime_.log.write("error", runtime_.messages.describe(rc));
     assigned_.erase(assigned_.begin());
   }
+}
+
+void Host::Impl::warn_of_skipped() {
+  for (const std::string& warning : runtime_.toolkit.trouble().refused) {
+    runtime_.log.write("warning", warning);
+    if (options_.warn) options_.warn(warning);
+  }
+  runtime_.toolkit.forget_trouble();
 }
 
 void Host::Impl::fail(rctype rc) const {
@@ -158,10 +160,14 @@ void Host::Impl::assign(std::string_view fileref, const Target& target,
                         const std::vector<std::string>& options) {
   Name8 name = checked_name(fileref);
   std::vector<std::string> texts;
-  if (!target.host.empty()) texts.push_back("HOST=" + quoted(target.host));
-  if (!target.user.empty()) texts.push_back("USER=" + quoted(target.user));
+  if (!target.host.empty()) texts.push_back(option("HOST", target.host));
+  if (!target.user.empty()) texts.push_back(option("USER", target.user));
+  if (!target.names.empty()) {
+    texts.emplace_back("MGET");
+    if (!target.path.empty()) texts.push_back(option("CD", target.path));
+  }
   texts.insert(texts.end(), options.begin(), options.end());
-  std::string physical = physical_name(target.path);
+  std::string physical = physical_name(target);
   ptr block = parse("assign", name, texts, 0);
   enter(text_of(name), [&] {
     return table().amasgn.entryp(name.data(), runtime_.request(), kMethod, physical.data(),
@@ -202,6 +208,16 @@ std::unique_ptr<OpenFile> Host::Impl::open(std::string_view fileref, int openmod
                                     latest == before ? nullptr : latest, std::move(block));
 }
 
+void Host::Impl::run_batch(std::string_view fileref,
+                           const std::function<void(std::string_view)>& said) {
+  runtime_.toolkit.client_said = said;
+  struct Quiet {
+    runtime::Toolkit& toolkit;
+    ~Quiet() { toolkit.client_said = {}; }
+  } quiet{runtime_.toolkit};
+  open(fileref, kOpenInput, {})->close();
+}
+
 Host::Host(HostOptions options) : impl_(std::make_unique<Impl>(std::move(options))) {}
 Host::~Host() = default;
 
@@ -220,6 +236,10 @@ Input Host::open(std::string_view fileref, const std::vector<std::string>& optio
 
 Output Host::create(std::string_view fileref, const std::vector<std::string>& options) {
   return Output(impl_->open(fileref, kOpenOutput, options));
+}
+
+void Host::run_batch(std::string_view fileref, const std::function<void(std::string_view)>& said) {
+  impl_->run_batch(fileref, said);
 }
 
 double& Host::variable(std::string_view name) {

@@ -14,8 +14,9 @@
 
 namespace fileref {
 
-// The path as a physical name that the method splits at its last "/" and nowhere else.
-std::string physical_name(const std::string& path);
+// The target as a physical name: a list of names, or the path in a form that the method splits at
+// its last "/" and nowhere else.
+std::string physical_name(const Target& target);
 
 class Host::Impl {
  public:
@@ -45,6 +46,7 @@ class Host::Impl {
   void assign(std::string_view fileref, const Target& target,
               const std::vector<std::string>& options);
   void deassign(std::string_view fileref);
+  void run_batch(std::string_view fileref, const std::function<void(std::string_view)>& said);
   std::unique_ptr<OpenFile> open(std::string_view fileref, int openmode,
                                  const std::vector<std::string>& options);
 
@@ -64,6 +66,7 @@ class Host::Impl {
       entered_ = file;
     }
     const rctype rc = call();
+    if (!runtime_.toolkit.trouble().refused.empty()) warn_of_skipped();
     if (rc == kSuccess) return true;
     entered_ = nullptr;
     if (plain_code(rc) == kEndOfFile) return false;
@@ -73,6 +76,7 @@ class Host::Impl {
   void check(rctype rc) {
     if (rc != kSuccess) fail(rc);
     runtime_.messages.clear();
+    warn_of_skipped();
   }
   AMENT& table() { return *block_->ament; }
 
@@ -82,6 +86,8 @@ class Host::Impl {
     std::string physical_name;
   };
 
+  // Files that could not be fetched although the call goes on without them.
+  void warn_of_skipped();
   [[noreturn]] void fail(rctype rc) const;
   // The option block of a statement, the caller's to hand to the module or to `dispose`.
   ptr parse(std::string_view statement, const runtime::Name8& name,

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <stdexcept>
 
+#include "host/codes.h"
 #include "runtime/library/host_impl.h"
 #include "runtime/log.h"
 
@@ -58,6 +59,16 @@ std::string port_of(std::string_view text, std::string_view whole) {
   return std::to_string(port);
 }
 
+// A name between quotes of a kind that it does not hold itself.
+std::string list_item(const std::string& name) {
+  const std::string& item = name;
+  const char quote = item.find('\'') == std::string::npos ? '\'' : '"';
+  if (item.find(quote) == std::string::npos) return quote + item + quote;
+  throw Failure(kFailed, fmt::format("The name \"{}\" holds both kinds of quotes, which a list of "
+                                     "names cannot.",
+                                     runtime::printable(name)));
+}
+
 Target parse_remote(std::string_view text) {
   std::string_view rest = text.substr(kRemoteScheme.size());
   const std::size_t slash = rest.find('/');
@@ -105,14 +116,44 @@ Target Target::parse(std::string_view text) {
   return target;
 }
 
-std::string physical_name(const std::string& path) {
+std::string Target::last_part() const {
+  return path.substr(path.rfind('/') + 1);
+}
+
+bool Target::is_pattern() const {
+  return last_part().find_first_of("*?[") != std::string::npos;
+}
+
+Target Target::parent() const {
+  Target parent = *this;
+  parent.path.resize(path.size() - last_part().size());
+  return parent;
+}
+
+std::string option(std::string_view keyword, std::string_view text) {
+  std::string made(keyword);
+  made += "='";
+  for (const char c : text) made.append(c == '\'' ? 2 : 1, c);
+  return made + "'";
+}
+
+std::string physical_name(const Target& target) {
+  if (!target.names.empty()) {
+    std::string list = "(";
+    for (const std::string& name : target.names) list += list_item(name) + " ";
+    list.back() = ')';
+    return list;
+  }
+  const std::string& path = target.path;
   const std::size_t slash = path.rfind('/');
   const bool split_by_slash = slash != std::string::npos && slash > 0;
   const std::size_t backslash = path.rfind('\\');
-  const bool split_by_backslash =
-      !split_by_slash && backslash != std::string::npos && backslash > 0;
-  const bool name_list = path.starts_with('(');
-  if (!split_by_backslash && !name_list) return path;
+  const bool split_by_backslash = backslash != std::string::npos && backslash > 0;
+  const bool of_the_root = path == "/" || (path.starts_with('/') && target.is_pattern());
+  const bool like_a_list = path.starts_with('(');
+  if (split_by_slash || (!split_by_backslash && !of_the_root && !like_a_list)) {
+    return path;
+  }
   return (path.starts_with('/') ? "/." : "./") + path;
 }
 

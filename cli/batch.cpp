@@ -1,0 +1,26 @@
+#include "cli/record_output.h"
+#include "cli/session.h"
+
+namespace cli {
+
+int batch(const Request& request) {
+  fileref::Target target = any_target(request);
+  if (!target.path.empty() && target.path != "/") {
+    throw WrongUse("a batch names its files itself: \"" + one_line(request.target) +
+                   "\" must not have a path");
+  }
+  target.path.clear();
+  std::vector<std::string> options = request.options;
+  options.push_back(fileref::option("BATCHFILE", request.batch_file));
+  fileref::Host host(host_options(request));
+  host.assign(kFileref, target, options);
+  host.run_batch(kFileref, [](std::string_view line) {
+    RecordOutput output("\n");
+    output.add(line);
+    output.flush();
+  });
+  host.deassign(kFileref);
+  return kDone;
+}
+
+}  // namespace cli

@@ -1,0 +1,29 @@
+// Standard output, record by record.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace cli {
+
+// Collects whole records, so that what is written out always ends with one. What was not flushed is
+// never written.
+class RecordOutput {
+ public:
+  // `terminator` goes behind each record.
+  explicit RecordOutput(std::string_view terminator);
+
+  void add(std::string_view record) {
+    text_.append(record).append(terminator_);
+    if (text_.size() >= kEnough) flush();
+  }
+  // Throws std::system_error.
+  void flush();
+
+ private:
+  static constexpr std::size_t kEnough = 1024 * 1024;
+  std::string_view terminator_;
+  std::string text_;
+};
+
+}  // namespace cli
