@@ -131,6 +131,32 @@ TEST_F(Transfer, NobodyWaitsForThePause) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
+// The pause bounds one look at the client's output, not its answer.
+TEST_F(Transfer, ASlowDownloadIsReadWhole) {
+  const std::string text = lines_of_text(3'000'000);
+  support::write_file(remote("slow"), text);
+  const support::Outcome outcome = fileref(
+      {"read", local("slow"), "-o",
+       "WAIT_MILLISECONDS=1 OPTIONS='-D \"" FILEREF_BUILD_DIRECTORY "/faulty_server delay 40\"'"});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_TRUE(outcome.out == text);
+}
+
+// Names that the method splits, or takes for a list, unless they are put rightly.
+TEST_F(Transfer, NamesWithoutADirectory) {
+  for (const std::string name : {"plain", "-dash", "(list", "a\\b", "\"q\"", "it's", "*"}) {
+    const std::string url =
+        server_->url("").substr(0, server_->url("").find("/tmp")) + "/~/" + name;
+    const support::Outcome write =
+        fileref({"write", url, "-o", server_->options()}, "to " + name + "\n");
+    EXPECT_EQ(write.status, 0) << name << write.err;
+    EXPECT_EQ(support::read_file(server_->root() / name), "to " + name + "\n");
+    if (name == "*") continue;  // to a read, a pattern
+    const support::Outcome read = fileref({"read", url, "-o", server_->options()});
+    EXPECT_EQ(read.out, "to " + name + "\n") << read.err;
+  }
+}
+
 TEST_F(Transfer, ClosedStandardOutputEndsItLikeAnyFilter) {
   support::write_file(remote("much"), lines_of_text(8u << 20));
   const support::Outcome outcome = support::run({"bash", "-c",
