@@ -22,6 +22,10 @@ add_library(qenxbams_objects OBJECT
   sup/src/yxsftp/flcb.cpp
   sup/src/yxsftp/keywords.cpp
   sup/src/yxsftp/launch.cpp
+  sup/src/yxsftp/listing.cpp
+  sup/src/yxsftp/listing_names.cpp
+  sup/src/yxsftp/mget.cpp
+  sup/src/yxsftp/names.cpp
   sup/src/yxsftp/open.cpp
   sup/src/yxsftp/parse.cpp
   sup/src/yxsftp/qenxbams.cpp

@@ -3,23 +3,15 @@
 
 namespace {
 
-constexpr TKMemSize kChunkSize = 8192;
 constexpr int kTimerMode = 2;
-constexpr int kWaitForAnswer = 1;
 
-struct Chunk {
-  tchar text[kChunkSize + 1];
-  TKMemSize length;
-};
+bool runs_batch(const FFCB* ffcb) {
+  return (ffcb->flags & kOptionBatch) != 0;
+}
 
-// Stores the next chunk, terminated, once the process object says that the answer is complete.
 TKStatus read_chunk(const FFCB* ffcb, Chunk* chunk) {
-  const FLCB* flcb = ffcb->flcb;
-  chunk->length = 0;
-  wttimer(ffcb->wait, kTimerMode, nullptr);
-  const TKStatus rc = flcb->hProcess->getoutput(flcb->hProcess, kWaitForAnswer, chunk->text,
-                                                kChunkSize, &chunk->length, flcb->sftp_jnl);
-  chunk->text[chunk->length] = '\0';
+  if (!runs_batch(ffcb)) pause_for_output(ffcb);
+  const TKStatus rc = read_output(ffcb, kWaitForAnswer, kChunkSize, chunk);
   const bool said_something = rc != kEndOfOutput;
   if (said_something && (ffcb->flags & kOptionDebug) != 0) {
     log_message<message::ClientText>(chunk->text);
@@ -36,7 +28,23 @@ void keep_chunk(FFCB* ffcb, const Chunk& chunk) {
   upper[chunk.length] = '\0';
 }
 
+bool batch_failed(const FFCB* ffcb) {
+  if (!answer_holds(ffcb, "FATAL:") && !answer_holds(ffcb, "NO SUCH FILE OR DIRECTORY")) {
+    return false;
+  }
+  const FAMB* options = ffcb->famb;
+  if (options == nullptr || options->batchfilel == 0) return true;
+  const std::string_view said = view(ffcb->flcb->msgbuffpreservecase, ffcb->stdoutlen);
+  if (contains(said, view(options->batchfile, options->batchfilel))) {
+    log_message<message::BatchFileFailed>(chars(options->batchfile));
+  } else {
+    log_message<message::BatchFailed>();
+  }
+  return true;
+}
+
 bool reports_error(const FFCB* ffcb) {
+  if (runs_batch(ffcb) && batch_failed(ffcb)) return true;
   if (answer_holds(ffcb, "HOST DOES NOT EXIST")) {
     log_message<message::HostUnknown>(ffcb->host);
     return true;
@@ -54,15 +62,30 @@ bool is_complete(const FFCB* ffcb) {
 
 }  // namespace
 
+void pause_for_output(const FFCB* ffcb) {
+  wttimer(ffcb->wait, kTimerMode, nullptr);
+}
+
+TKStatus read_output(const FFCB* ffcb, int mode, TKMemSize capacity, Chunk* chunk) {
+  const FLCB* flcb = ffcb->flcb;
+  chunk->clear();
+  const TKStatus rc = flcb->hProcess->getoutput(flcb->hProcess, mode, chunk->text, capacity,
+                                                &chunk->length, flcb->sftp_jnl);
+  chunk->text[chunk->length] = '\0';
+  return rc;
+}
+
 int parsestdout(FFCB* ffcb) {
+  const bool batch = runs_batch(ffcb);
   ffcb->sftpPrompt = 0;
-  while (ffcb->sftpPrompt == 0) {
+  while (batch || ffcb->sftpPrompt == 0) {
     Chunk chunk;
     const TKStatus rc = read_chunk(ffcb, &chunk);
+    if (batch && rc == kEndOfOutput) return kSuccess;
     if (rc != kSuccess) return rc;
     keep_chunk(ffcb, chunk);
     if (reports_error(ffcb)) return kAnswerIsError;
-    ffcb->sftpPrompt = is_complete(ffcb) ? 1 : 0;
+    if (is_complete(ffcb)) ffcb->sftpPrompt = 1;
   }
   return kSuccess;
 }

@@ -64,10 +64,14 @@ rctype send_command(FFCB* ffcb, MessageText subject) {
   return kFailed;
 }
 
+rctype report_answer(FFCB* ffcb, TKStatus rc, MessageText subject) {
+  ffcb->TKrc = rc;
+  if (rc == kNoAnswerInTime) return fail<message::NoAnswerInTime>();
+  return rc == kSuccess ? kSuccess : fail<message::RemoteNameFailed>(subject);
+}
+
 rctype read_answer(FFCB* ffcb, MessageText subject) {
-  ffcb->TKrc = parsestdout(ffcb);
-  if (ffcb->TKrc == kNoAnswerInTime) return fail<message::NoAnswerInTime>();
-  return ffcb->TKrc == kSuccess ? kSuccess : fail<message::RemoteNameFailed>(subject);
+  return report_answer(ffcb, parsestdout(ffcb), subject);
 }
 
 rctype docd(FFCB* ffcb) {

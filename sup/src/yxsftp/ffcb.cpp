@@ -73,9 +73,7 @@ void release_names(FFCB* ffcb) {
   release_buffer(ffcb->reb, ffcb->lssuff);
 }
 
-}  // namespace
-
-void release_file(FFCB* ffcb) {
+void release_possessions(FFCB* ffcb) {
   if ((ffcb->flag & kBlockKeptByHost) == 0) release_option_block(ffcb->amb, ffcb->flcb);
   leave_fileref(ffcb);
   release_names(ffcb);
@@ -83,10 +81,23 @@ void release_file(FFCB* ffcb) {
   release_record(ffcb->xxopenparm);
   release_record(ffcb->infomem);
   release_record(ffcb->infostrp);
+}
+
+}  // namespace
+
+void release_file(FFCB* ffcb) {
+  release_possessions(ffcb);
   release_record(ffcb);
 }
 
 void term(FFCB* ffcb) {
   close_tempfile(ffcb);
   release_file(ffcb);
+}
+
+void end_file(FFCB* ffcb) {
+  close_tempfile(ffcb);
+  release_possessions(ffcb);
+  *ffcb = FFCB{};
+  ffcb->ended = true;
 }

@@ -70,9 +70,22 @@ struct FFCB {
   long wait;  // milliseconds
 
   // Private.
-  FFCB* sibling;  // next open file of the same fileref
-  FLCB* counted;  // the fileref whose open count this file raised, or null
+  FFCB* sibling;   // next open file of the same fileref
+  FLCB* counted;   // the fileref whose open count this file raised, or null
+  wrcode stopped;  // what every further read answers; 0: there is more to read
+  bool ended;      // holds nothing any more, and waits for its close
 };
+
+// The file that a pointer of the host stands for; null when there is none, or it has ended.
+inline FFCB* live_file(ptr filepointer) {
+  auto* ffcb = static_cast<FFCB*>(filepointer);
+  return ffcb != nullptr && !ffcb->ended ? ffcb : nullptr;
+}
+
+// Its records are the names of a listing.
+inline bool is_listing(const FFCB* ffcb) {
+  return (ffcb->flags & (kOptionLs | kOptionLsa)) != 0;
+}
 
 // Makes the block of a file of `flcb` and enters it among the fileref's files. It takes `options`
 // over unless the host keeps them. Null when there is no memory: then `options` stay the caller's.
@@ -97,3 +110,6 @@ void release_file(FFCB* ffcb);
 
 // Ends a file after a failure: closes its temporary file and releases it.
 void term(FFCB* ffcb);
+
+// The same, but the empty block stays until the host, which does not know yet, closes it.
+void end_file(FFCB* ffcb);

@@ -85,7 +85,8 @@ rctype yxsinfo(ptr filepointer, char* logicalname, rebid reb, int /*flags*/, ptr
     infoparm->namelen = flcb->pnl;
     return kSuccess;
   }
-  const auto* ffcb = static_cast<const FFCB*>(filepointer);
+  const FFCB* ffcb = live_file(filepointer);
+  if (ffcb == nullptr) return kNullPointer;
   infoparm->flag |= is_directory(ffcb->flcb) ? kInfoDirectory : kInfoFile;
   infoparm->pname = static_cast<tchar*>(ffcb->pn);
   infoparm->namelen = ffcb->pnl;

@@ -99,9 +99,9 @@ rctype await_first_prompt(FFCB* ffcb) {
 }  // namespace
 
 rctype connect_to_server(FFCB* ffcb, rebid reb) {
-  FLCB* flcb = nullptr;
-  rctype rc = yxszl2l(ffcb->logname, nullptr, &flcb, reb);
+  rctype rc = yxszl2l(ffcb->logname, nullptr, nullptr, reb);
   if (rc != kSuccess) return rc;
+  FLCB* flcb = ffcb->flcb;
   end_client(flcb);
   rc = launch(ffcb, flcb);
   return rc == kSuccess ? await_first_prompt(ffcb) : rc;

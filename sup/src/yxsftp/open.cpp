@@ -1,12 +1,12 @@
 // Opening a fileref.
 #include "sup/src/yxsftp/entries.h"
+#include "sup/src/yxsftp/listing.h"
+#include "sup/src/yxsftp/mget.h"
 #include "sup/src/yxsftp/nbyte.h"
 #include "sup/src/yxsftp/session.h"
 #include "sup/src/yxsftp/tempfile.h"
 
 namespace {
-
-constexpr int kNotYet = kOptionLs | kOptionLsa | kOptionMget | kOptionBatch;
 
 // Finds the fileref and makes the file. On failure there is none, and the options of the open are
 // released, unless they are the host's.
@@ -47,9 +47,16 @@ rctype make_tempfile(FFCB* ffcb) {
   return rc == kSuccess ? create_tempfile(ffcb) : rc;
 }
 
+bool runs_batch(const FFCB* ffcb) {
+  return has_option(ffcb->flcb, kOptionBatch);
+}
+
+// A batch and a listing do without the temporary file.
 rctype open_for_input(FFCB* ffcb) {
   rctype rc = make_tempfile(ffcb);
-  if (rc == kSuccess) rc = getfile(ffcb);
+  if (rc != kSuccess || runs_batch(ffcb)) return rc;
+  if (is_listing(ffcb)) return dols(ffcb);
+  rc = (ffcb->flags & kOptionMget) != 0 ? domget(ffcb) : getfile(ffcb);
   if (rc == kSuccess) rc = open_tempfile(ffcb);
   return rc == kSuccess ? bind_nbyte(ffcb) : rc;
 }
@@ -59,14 +66,27 @@ rctype open_for_output(FFCB* ffcb) {
   return rc == kSuccess ? open_tempfile(ffcb) : rc;
 }
 
+// Starts the client if need be. A batch file is run by its client, so that every open of one starts
+// a client and is complete then.
+rctype begin_session(FFCB* ffcb, bool* complete) {
+  int* flag = &ffcb->flcb->flag;
+  const bool pending = (*flag & kSessionPending) != 0;
+  const rctype rc = start_session(ffcb, ffcb->reb);
+  *complete = pending && runs_batch(ffcb);
+  if (*complete) *flag |= kSessionPending;
+  return rc;
+}
+
+// What has no open temporary file to show for its input is not counted.
 rctype open_file(FFCB* ffcb, WX_OPENPARM* openparm) {
   rctype rc = set_up(ffcb, openparm);
   if (rc != kSuccess) return rc;
-  if ((ffcb->flags & kNotYet) != 0 || has_option(ffcb->flcb, kOptionBatch)) return kNotSupported;
-  rc = start_session(ffcb, ffcb->reb);
-  if (rc != kSuccess) return rc;
+  bool complete = false;
+  rc = begin_session(ffcb, &complete);
+  if (rc != kSuccess || complete) return rc;
   if ((ffcb->openmode & kOpenInput) != 0) {
     rc = open_for_input(ffcb);
+    if (ffcb->tempfileptr == nullptr) return rc;
   } else if ((ffcb->openmode & kOpenOutput) != 0) {
     rc = open_for_output(ffcb);
   }
