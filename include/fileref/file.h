@@ -4,13 +4,21 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "fileref/failure.h"
 
 namespace fileref {
 
 class OpenFile;
+
+/// One line of a description: a label and its value.
+struct InfoLine {
+  std::string label;
+  std::string value;
+};
 
 /// The records of a fetched file, each valid until the next one is read. Its host must outlive it.
 class Input {
@@ -52,6 +60,8 @@ class Input {
   long record_length() const;
   /// Whether records are pieces of a stream of bytes (RECFM=S).
   bool is_stream() const;
+  /// A short description of the open file.
+  std::vector<InfoLine> info();
   void close();
 
  private:

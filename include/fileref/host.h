@@ -17,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fileref/directory.h"
 #include "fileref/failure.h"
 #include "fileref/file.h"
 #include "fileref/target.h"
@@ -84,6 +85,15 @@ class Host {
   /// Begins a new remote file, which is sent when the output is closed.
   [[nodiscard]] Output create(std::string_view fileref,
                               const std::vector<std::string>& options = {});
+
+  /// Opens the directory that a fileref stands for; it must have been assigned with DIR.
+  [[nodiscard]] Directory open_directory(std::string_view fileref, MemberOptions options = {});
+
+  /// Whether the name is assigned.
+  bool is_assigned(std::string_view fileref);
+  /// Whether the remote file of a fileref is there: whether its directory shows its name, in
+  /// whatever case. Hidden names are seen with the option LSA only.
+  bool exists(std::string_view fileref);
 
   /// Runs the user's own batch of client commands, for a fileref that was assigned with BATCHFILE,
   /// and tells every line that the client says. Throws Failure when a command fails.

@@ -7,13 +7,15 @@
 namespace fileref {
 
 OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_length,
-                   HOST_FILE* temporary, Host::Impl::OptionBlock options)
+                   HOST_FILE* temporary, rctype (*close_entry)(ptr),
+                   Host::Impl::OptionBlock options)
     : host_(host),
       fileref_(std::move(fileref)),
       file_(file),
       record_length_(record_length),
       temporary_(temporary),
       stream_(temporary != nullptr && runtime::TempMethod::is_stream(temporary)),
+      close_entry_(close_entry),
       options_(std::move(options)) {}
 
 OpenFile::~OpenFile() {
@@ -51,7 +53,7 @@ void OpenFile::write(std::string_view record) {
 
 void OpenFile::close() {
   if (file_ == nullptr) return;
-  const auto amclose = [this] { return host_.table().amclose.entryp(file_); };
+  const auto amclose = [this] { return close_entry_(file_); };
   try {
     host_.enter(fileref_, amclose);
   } catch (const Failure&) {
@@ -68,7 +70,27 @@ void OpenFile::abandon() {
   if (temporary_ != nullptr) host_.runtime().temp.abandon(temporary_);
   // With nothing to send the close fails, and releases everything.
   host_.runtime().begin_entry(fileref_);
-  host_.table().amclose.entryp(std::exchange(file_, nullptr));
+  close_entry_(std::exchange(file_, nullptr));
+}
+
+std::vector<InfoLine> lines_of(const W_INFSTR* list) {
+  std::vector<InfoLine> lines;
+  for (long i = 0; i < list->pairnum; ++i) {
+    const W_PAIRS& pair = list->wpairs[i];
+    if (pair.nameptr == nullptr) continue;
+    lines.push_back({std::string(pair.nameptr, static_cast<std::size_t>(pair.namelen)),
+                     std::string(pair.valueptr, static_cast<std::size_t>(pair.valuelen))});
+  }
+  return lines;
+}
+
+std::vector<InfoLine> OpenFile::info() {
+  if (file_ == nullptr) throw Failure(kNullPointer, "The file is not open.");
+  W_INFSTR* list = nullptr;
+  host_.enter(fileref_, [&] { return host_.table().aminfsy.entryp(file_, &list); });
+  std::vector<InfoLine> lines = lines_of(list);
+  host_.enter(fileref_, [&] { return host_.table().aminfsr.entryp(file_, list); });
+  return lines;
 }
 
 void OpenFile::log(std::string_view text) {
@@ -95,6 +117,9 @@ long Input::record_length() const {
   return file_->record_length();
 }
 
+std::vector<InfoLine> Input::info() {
+  return file_->info();
+}
 bool Input::is_stream() const {
   return file_->is_stream();
 }

@@ -187,6 +187,23 @@ void Host::Impl::deassign(std::string_view fileref) {
 std::unique_ptr<OpenFile> Host::Impl::open(std::string_view fileref, int openmode,
                                            const std::vector<std::string>& options) {
   Name8 name = checked_name(fileref);
+  const FileEntries entries = {[&](ptr* file, WX_OPENPARM* parms) {
+                                 return table().amopen.entryp(file, name.data(), runtime_.request(),
+                                                              parms);
+                               },
+                               table().amclose.entryp};
+  return open_by(entries, name, openmode, options);
+}
+
+void Host::Impl::prepare_launch(const Name8& name) {
+  const auto found = assigned_.find(name);
+  runtime_.toolkit.extra_arguments =
+      found == assigned_.end() ? std::vector<std::string>() : found->second.client_arguments;
+}
+
+std::unique_ptr<OpenFile> Host::Impl::open_by(const FileEntries& entries, const Name8& name,
+                                              int openmode,
+                                              const std::vector<std::string>& options) {
   WX_OPENPARM parms{};
   parms.openmode = openmode;
   OptionBlock block(*this);
@@ -196,16 +213,46 @@ std::unique_ptr<OpenFile> Host::Impl::open(std::string_view fileref, int openmod
     block = OptionBlock(*this, parse("open", name, options, env));
   }
   parms.hostptr = block.get();
-  const auto found = assigned_.find(name);
-  runtime_.toolkit.extra_arguments =
-      found == assigned_.end() ? std::vector<std::string>() : found->second.client_arguments;
+  prepare_launch(name);
   const HOST_FILE* before = runtime_.temp.latest();
   ptr file = nullptr;
-  enter(text_of(name),
-        [&] { return table().amopen.entryp(&file, name.data(), runtime_.request(), &parms); });
+  enter(text_of(name), [&] { return entries.open(&file, &parms); });
   HOST_FILE* latest = runtime_.temp.latest();
   return std::make_unique<OpenFile>(*this, std::string(text_of(name)), file, parms.datalen,
-                                    latest == before ? nullptr : latest, std::move(block));
+                                    latest == before ? nullptr : latest, entries.close,
+                                    std::move(block));
+}
+
+std::unique_ptr<OpenDirectory> Host::Impl::open_directory(std::string_view fileref,
+                                                          MemberOptions options) {
+  Name8 name = checked_name(fileref);
+  ptr directory = nullptr;
+  enter(text_of(name),
+        [&] { return table().amdopen.entryp(&directory, name.data(), runtime_.request()); });
+  return std::make_unique<OpenDirectory>(*this, name, directory, options);
+}
+
+bool Host::Impl::is_assigned(std::string_view fileref) {
+  Name8 name = checked_name(fileref);
+  bool assigned = true;
+  enter(text_of(name), [&] {
+    const rctype rc = table().amexstl.entryp(name.data(), runtime_.request());
+    assigned = rc != kNotAssigned;
+    return assigned ? rc : kSuccess;
+  });
+  return assigned;
+}
+
+bool Host::Impl::exists(std::string_view fileref) {
+  Name8 name = checked_name(fileref);
+  prepare_launch(name);
+  bool there = true;
+  enter(text_of(name), [&] {
+    const rctype rc = table().amexstp.entryp(name.data(), runtime_.request());
+    there = rc != kDoesNotExist;
+    return there ? rc : kSuccess;
+  });
+  return there;
 }
 
 void Host::Impl::run_batch(std::string_view fileref,
@@ -236,6 +283,18 @@ Input Host::open(std::string_view fileref, const std::vector<std::string>& optio
 
 Output Host::create(std::string_view fileref, const std::vector<std::string>& options) {
   return Output(impl_->open(fileref, kOpenOutput, options));
+}
+
+Directory Host::open_directory(std::string_view fileref, MemberOptions options) {
+  return Directory(impl_->open_directory(fileref, options));
+}
+
+bool Host::is_assigned(std::string_view fileref) {
+  return impl_->is_assigned(fileref);
+}
+
+bool Host::exists(std::string_view fileref) {
+  return impl_->exists(fileref);
 }
 
 void Host::run_batch(std::string_view fileref, const std::function<void(std::string_view)>& said) {

@@ -1,7 +1,9 @@
 // The library's inside: the runtime, the module, and what was assigned.
 #pragma once
 
+#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,7 +51,19 @@ class Host::Impl {
   void run_batch(std::string_view fileref, const std::function<void(std::string_view)>& said);
   std::unique_ptr<OpenFile> open(std::string_view fileref, int openmode,
                                  const std::vector<std::string>& options);
+  // What opens a file into `*file`, and what closes it.
+  struct FileEntries {
+    std::function<rctype(ptr* file, WX_OPENPARM* parms)> open;
+    rctype (*close)(ptr file);
+  };
+  std::unique_ptr<OpenFile> open_by(const FileEntries& entries, const runtime::Name8& name,
+                                    int openmode, const std::vector<std::string>& options);
+  std::unique_ptr<OpenDirectory> open_directory(std::string_view fileref, MemberOptions options);
+  bool is_assigned(std::string_view fileref);
+  bool exists(std::string_view fileref);
 
+  // How the client of a fileref is started, should the next entry need it.
+  void prepare_launch(const runtime::Name8& name);
   runtime::Runtime& runtime() { return runtime_; }
   // Runs one entry of the module for a fileref. Throws Failure unless it answers 0.
   template <class Call>
@@ -108,7 +122,7 @@ class Host::Impl {
 class OpenFile {
  public:
   OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_length,
-           HOST_FILE* temporary, Host::Impl::OptionBlock options);
+           HOST_FILE* temporary, rctype (*close_entry)(ptr), Host::Impl::OptionBlock options);
   ~OpenFile();
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
@@ -122,6 +136,7 @@ class OpenFile {
   void log(std::string_view text);
   long record_length() const { return record_length_; }
   bool is_stream() const { return stream_; }
+  std::vector<InfoLine> info();
 
  private:
   WX_AMVEC& vector();
@@ -132,8 +147,38 @@ class OpenFile {
   long record_length_;
   HOST_FILE* temporary_;  // the file that records go to or come from, or null
   bool stream_;
+  rctype (*close_entry_)(ptr);
   Host::Impl::OptionBlock options_;
   WX_AMVEC* vector_ = nullptr;
 };
+
+// An open directory as the module sees it.
+class OpenDirectory {
+ public:
+  OpenDirectory(Host::Impl& host, const runtime::Name8& fileref, ptr directory,
+                MemberOptions options);
+  ~OpenDirectory();
+  OpenDirectory(const OpenDirectory&) = delete;
+  OpenDirectory& operator=(const OpenDirectory&) = delete;
+
+  bool next(Member& member);
+  std::unique_ptr<OpenFile> open(std::string_view member, std::string_view type, int openmode,
+                                 const std::vector<std::string>& options);
+  bool has(std::string_view member, std::string_view type);
+  std::vector<InfoLine> info();
+  void close();
+
+ private:
+  ptr checked() const;
+
+  Host::Impl& host_;
+  runtime::Name8 fileref_;
+  ptr directory_;
+  ptr cursor_ = nullptr;
+  MemberOptions options_;
+};
+
+// The lines of an information list.
+std::vector<InfoLine> lines_of(const W_INFSTR* list);
 
 }  // namespace fileref
