@@ -22,13 +22,25 @@ struct Command {
   void (*add_words)(CLI::App&, cli::Request&);  // its own, besides those of all commands
 };
 
+void add_member_words(CLI::App& command, cli::Request& request) {
+  command.add_option("--member", request.member, "The member of the directory TARGET")
+      ->type_name("NAME");
+  command
+      .add_option("--type", request.type,
+                  "Added to a member's name without a dot, at most eight bytes")
+      ->type_name("EXT")
+      ->needs("--member");
+}
+
 void add_read_words(CLI::App& command, cli::Request& request) {
   command.add_option("--name", request.names, "A file of the directory TARGET; may be repeated")
       ->type_name("NAME")
       ->allow_extra_args(false);
+  add_member_words(command, request);
 }
 
 void add_write_words(CLI::App& command, cli::Request& request) {
+  add_member_words(command, request);
   command.add_flag("--verify", request.verify, "Read the sent file back and compare it");
 }
 
@@ -36,6 +48,14 @@ void add_ls_words(CLI::App& command, cli::Request& request) {
   command.add_flag("-a", request.hidden, "Print names that begin with a dot, too");
   command.add_flag("-0", request.nul, "End each name with a NUL byte instead of a line feed");
 }
+
+void add_members_words(CLI::App& command, cli::Request& request) {
+  command.add_flag("--kind", request.kinds, "Say which members are files and which directories");
+  command.add_flag("--split", request.split, "Take names apart at their first dot");
+  command.add_flag("--json", request.json, "Print JSON");
+}
+
+void add_no_words(CLI::App& /*command*/, cli::Request& /*request*/) {}
 
 void add_batch_words(CLI::App& command, cli::Request& request) {
   command.add_option("FILE", request.batch_file, "The batch file")->required();
@@ -56,6 +76,17 @@ constexpr Command kCommands[] = {
      "matches, "
      "one a line.",
      "cannot list", &cli::ls, &add_ls_words},
+    {"members", "Print the members of a remote directory",
+     "Prints the members of the directory TARGET: columns on a terminal, else with tabs between.",
+     "cannot list the members of", &cli::members, &add_members_words},
+    {"exists", "Ask whether a remote file is there",
+     "Ends with status 0 when the directory of TARGET shows its name, in whatever case; with 1 and "
+     "the word no when it does not; with 3 when that could not be found out.",
+     "cannot find out about", &cli::exists, &add_no_words},
+    {"info", "Describe a remote file or directory",
+     "Prints a short description of the file TARGET, which is opened for it, or of the directory "
+     "TARGET, which ends in a slash.",
+     "cannot describe", &cli::info, &add_no_words},
     {"batch", "Run a batch file of the client's commands",
      "Has the client run the batch file FILE on the server TARGET, and prints what it says.",
      "cannot run the batch on", &cli::batch, &add_batch_words},
@@ -73,7 +104,7 @@ constexpr const char* kTargets =
     "  CD='DIR'       remote directory to enter first; NEW makes it when it is missing\n"
     "  OPTIONS='...'  words for the client's command line; OPTIONSX='...' the same, never shown\n"
     "  PATH='...'     the client program (sftp)\n"
-    "\nExit status: 0 done, 1 failed, 2 used wrongly.\n";
+    "\nExit status: 0 done, 1 failed (of exists: no), 2 used wrongly, 3 (of exists) failed.\n";
 
 int run(const Command& command, const cli::Request& request) {
   const std::string what = fmt::format("{} {}", command.what_failed, cli::one_line(request.target));
@@ -94,7 +125,7 @@ int run(const Command& command, const cli::Request& request) {
   } catch (const std::exception& error) {
     fmt::print(stderr, "fileref: {}\n  {}\n", what, error.what());
   }
-  return cli::kFailed;
+  return command.run == &cli::exists ? cli::kCouldNotAsk : cli::kFailed;
 }
 
 }  // namespace

@@ -21,15 +21,25 @@ fileref::Target target_of(const Request& request, std::vector<std::string>& opti
   return target;
 }
 
+// Stream records are printed as they come: no program variable counts their bytes.
+const std::vector<std::string> kOpenOptions = {"NONBYTE"};
+
+fileref::Input open_input(fileref::Host& host, const Request& request) {
+  if (!request.member.empty()) {
+    host.assign(kFileref, directory_target(request), member_options(request));
+    return host.open_directory(kFileref).open(request.member, request.type, kOpenOptions);
+  }
+  std::vector<std::string> options = request.options;
+  const fileref::Target target = target_of(request, options);
+  host.assign(kFileref, target, options);
+  return host.open(kFileref, kOpenOptions);
+}
+
 }  // namespace
 
 int read(const Request& request) {
-  std::vector<std::string> options = request.options;
-  const fileref::Target target = target_of(request, options);
   fileref::Host host(host_options(request));
-  host.assign(kFileref, target, options);
-  // Stream records are printed as they come: no program variable counts their bytes.
-  fileref::Input input = host.open(kFileref, {"NONBYTE"});
+  fileref::Input input = open_input(host, request);
   RecordOutput output(input.is_stream() ? "" : "\n");
   for (const std::string_view record : input) output.add(record);
   output.flush();

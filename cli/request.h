@@ -12,21 +12,30 @@ struct Request {
   std::string log_path;              // empty: no log
   bool verify = false;               // of write: compare what arrived byte by byte
   std::vector<std::string> names;    // of read: several files of the target's directory
+  std::string member;                // of read and write: a file of the target's directory
+  std::string type;                  // of the member; empty: none is added
   bool hidden = false;               // of ls: names that begin with a dot, too
   bool nul = false;                  // of ls: a NUL byte behind each name
   std::string batch_file;            // of batch
+  bool kinds = false;                // of members
+  bool split = false;
+  bool json = false;
 };
 
 // Exit statuses of the command.
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
+constexpr int kCouldNotAsk = 3;  // of exists
 
-// Each runs one request and returns 0. They throw fileref::Failure and std::exception, and
-// WrongUse.
+// Each runs one request and returns an exit status. They throw fileref::Failure and std::exception,
+// and WrongUse.
 int read(const Request& request);
 int write(const Request& request);
 int ls(const Request& request);
 int batch(const Request& request);
+int members(const Request& request);
+int exists(const Request& request);
+int info(const Request& request);
 
 }  // namespace cli

@@ -39,4 +39,25 @@ inline fileref::Target file_target(const Request& request) {
   return target;
 }
 
+// The target as a directory of members; the login directory when it has no path.
+inline fileref::Target directory_target(const Request& request) {
+  fileref::Target target = any_target(request);
+  if (target.path.empty()) target.path = ".";
+  return target;
+}
+
+// Options of an assignment, those of the user last.
+inline std::vector<std::string> with_options(const Request& request,
+                                             std::vector<std::string> first) {
+  first.insert(first.end(), request.options.begin(), request.options.end());
+  return first;
+}
+
+// For a member: the options of the assignment.
+inline std::vector<std::string> member_options(const Request& request) {
+  std::vector<std::string> options = with_options(request, {"DIR"});
+  if (!request.type.empty()) options.emplace_back("FILEEXT");
+  return options;
+}
+
 }  // namespace cli

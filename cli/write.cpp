@@ -50,13 +50,20 @@ void write_lines(fileref::Output& output) {
   if (held > 0) output.write({buffer.data(), held});
 }
 
+fileref::Output open_output(fileref::Host& host, const Request& request) {
+  if (!request.member.empty()) {
+    host.assign(kFileref, directory_target(request), member_options(request));
+    return host.open_directory(kFileref).create(request.member, request.type);
+  }
+  host.assign(kFileref, file_target(request), request.options);
+  return host.create(kFileref);
+}
+
 }  // namespace
 
 int write(const Request& request) {
-  const fileref::Target target = file_target(request);
   fileref::Host host(host_options(request));
-  host.assign(kFileref, target, request.options);
-  fileref::Output output = host.create(kFileref);
+  fileref::Output output = open_output(host, request);
   if (output.is_stream()) {
     write_bytes(output);
   } else {

@@ -63,7 +63,8 @@ struct Toolkit::Process : LSProcess_S {
     const std::string name = command.substr(5, command.rfind("\" \"") - 5);
     const std::string& why =
         client->explanation().empty() ? client->words() : client->explanation();
-    toolkit().trouble_.refused.push_back("\"" + name + "\" was skipped: " + why);
+    const std::string_view line = std::string_view(why).substr(0, why.find_first_of("\r\n"));
+    toolkit().trouble_.refused.push_back("\"" + name + "\" was skipped: " + std::string(line));
   }
 
   Process()

@@ -1,0 +1,26 @@
+#include "cli/session.h"
+
+namespace cli {
+namespace {
+
+std::vector<fileref::InfoLine> lines_of(fileref::Host& host, const Request& request) {
+  const fileref::Target target = any_target(request);
+  if (!target.path.empty() && target.path.back() != '/') {
+    host.assign(kFileref, target, request.options);
+    return host.open(kFileref, {"NONBYTE"}).info();
+  }
+  host.assign(kFileref, directory_target(request), with_options(request, {"DIR"}));
+  return host.open_directory(kFileref).info();
+}
+
+}  // namespace
+
+int info(const Request& request) {
+  fileref::Host host(host_options(request));
+  for (const fileref::InfoLine& line : lines_of(host, request)) {
+    fmt::print("{}: {}\n", line.label, line.value);
+  }
+  return kDone;
+}
+
+}  // namespace cli
