@@ -1,0 +1,66 @@
+// Names on their way through the host.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <random>
+
+#include "runtime/name_escape.h"
+
+namespace fileref::runtime {
+namespace {
+
+std::string upper(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  return text;
+}
+
+TEST(NameEscape, LeavesNothingThatCouldBeMisread) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"plain-NAME_1.csv", "plain-NAME_1.csv"},
+      {"..two words..", "..two\x1fwords.."},
+      {"tab\tline\n", "tab\tline\n"},
+      {"\r", "\x10M"},
+      {"\x10\x1f", "\x10P\x10_"},
+      {"asftp>sftp >",
+       "a\x10"
+       "3ftp>sftp\x1f>"},
+      {"CanonicaliseCanonicalise",
+       "\x10\x03"
+       "anonicalise\x10\x03"
+       "anonicalise"},
+      {"canonicalis", "canonicalis"},
+      {"", ""},
+  };
+  for (const auto& [name, escaped] : cases) EXPECT_EQ(escape_name(name), escaped);
+  EXPECT_EQ(unescape_name("x\x10"), "x\x10");
+}
+
+TEST(NameEscape, IsUndoneForAllBytes) {
+  const std::string pieces[] = {"sftp", ">",  "sftp>", "canonicalise", "CANONIC", "ALISE",
+                                " ",    "\r", "\x10",  "\x1f",         ".",       "P",
+                                "s",    "No"};
+  std::mt19937 random(1);
+  const auto up_to = [&](std::size_t n) { return random() % n; };
+  for (int round = 0; round < 20000; ++round) {
+    std::string name;
+    while (up_to(8) != 0) {
+      if (up_to(2) == 0) {
+        name += pieces[up_to(std::size(pieces))];
+      } else {
+        name += static_cast<char>(up_to(256));
+      }
+    }
+    const std::string escaped = escape_name(name);
+    ASSERT_EQ(unescape_name(escaped), name);
+    ASSERT_LE(escaped.size(), 2 * name.size());
+    ASSERT_EQ(escaped.find_first_of(" \r"), std::string::npos) << name;
+    for (const char* text : {"SFTP>", "CANONICALISE"}) {
+      ASSERT_EQ(upper(escaped).find(text), std::string::npos) << name;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace fileref::runtime
