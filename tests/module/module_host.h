@@ -82,21 +82,18 @@ class ModuleHost {
   // The option text of the last `parse` as it may be shown, with the token marked in error.
   runtime::OptionSource::Display echo() const { return source_->display(kBehindTheEnd); }
 
-  ptr options(const std::string& text, int env = kParseNbyteAllowed) {
+  FAMB* options(const std::string& text, int env = kParseNbyteAllowed) {
     ptr block = nullptr;
     EXPECT_EQ(parse(text, &block, env), kSuccess) << text;
-    return block;
+    return static_cast<FAMB*>(block);
   }
 
   rctype assign(const std::string& name, std::string physical,
                 const std::string& text = "HOST='h'") {
     runtime::Name8 logical = runtime::name8(name);
     ptr block = nullptr;
-    rctype rc = parse(text, &block);
-    if (rc != kSuccess) {
-      release_option_block(static_cast<FAMB*>(block), nullptr);
-      return rc;
-    }
+    const rctype rc = parse_or_release(text, &block);
+    if (rc != kSuccess) return rc;
     runtime.begin_entry(name);
     return table().amasgn.entryp(logical.data(), runtime.request(), kSftp, physical.data(),
                                  static_cast<int>(physical.size()), block);
@@ -112,14 +109,8 @@ class ModuleHost {
   rctype open(ptr* file, const std::string& name, int mode, const std::string& text = "") {
     WX_OPENPARM parms{};
     parms.openmode = mode;
-    if (!text.empty()) {
-      const rctype rc = parse(text, &parms.hostptr);
-      if (rc != kSuccess) {
-        release_option_block(static_cast<FAMB*>(parms.hostptr), nullptr);
-        return rc;
-      }
-    }
-    return open(file, name, &parms);
+    const rctype rc = text.empty() ? kSuccess : parse_or_release(text, &parms.hostptr);
+    return rc == kSuccess ? open(file, name, &parms) : rc;
   }
   rctype open(ptr* file, const std::string& name, WX_OPENPARM* parms) {
     runtime::Name8 logical = runtime::name8(name);
@@ -196,6 +187,12 @@ class ModuleHost {
   }
 
   static constexpr int kBehindTheEnd = 1000;
+
+  rctype parse_or_release(const std::string& text, ptr* block) {
+    const rctype rc = parse(text, block);
+    if (rc != kSuccess) release_option_block(static_cast<FAMB*>(*block), nullptr);
+    return rc;
+  }
 
   std::unique_ptr<runtime::OptionSource> source_;
 };

@@ -152,11 +152,11 @@ class ScriptedClient {
     const std::string local = get || put ? quoted(command, get ? 2 : 1) : "";
     const bool missing = get && files.count(remote) == 0;
     if (get || put) command.replace(command.find(local), local.size(), "TEMP");
-    note(process.number, command);
     Answer answer =
         next_answer(missing ? ("unable to open: no such file or directory\n" + prompt).c_str()
                             : prompt.c_str());
     if (answer.chunks.empty()) return kProcessFailed;
+    note(process.number, command);
     if (get && !missing) support::write_file(local, files[remote]);
     if (put) files[remote] = support::read_file(local);
     process.pending = std::move(answer.chunks);

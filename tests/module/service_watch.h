@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -37,9 +38,10 @@ class ServiceWatch {
   ServiceWatch(const ServiceWatch&) = delete;
   ServiceWatch& operator=(const ServiceWatch&) = delete;
 
+  bool for_ever = false;  // the way the fault is armed
   std::map<std::string, int> calls;
-  // The service that the armed fault of the runtime made fail first; empty: none, or no service.
-  std::string failed;
+  // Services that the armed fault of the runtime made fail.
+  std::set<std::string> failed;
   // Temporary filerefs that the host did not take back.
   std::vector<runtime::Name8> not_deassigned;
 
@@ -56,10 +58,11 @@ class ServiceWatch {
       ++watch.calls[Service::name];
       // A host always has its heap.
       if constexpr (std::is_same_v<Service, service::yymheap>) return &runtime.memory.heap();
-      const bool fired = runtime.service_faults.fired();
+      const auto& faults = runtime.service_faults;
+      const bool fired = faults.fired();
       const R result = reinterpret_cast<R (*)(A...)>(
           watch.original_[Service::vector][Service::slot])(arguments...);
-      if (!fired && runtime.service_faults.fired()) watch.failed = Service::name;
+      if (faults.fired() && (!fired || watch.for_ever)) watch.failed.insert(Service::name);
       if constexpr (std::is_same_v<Service, service::yxrdasg>) watch.note(result, arguments...);
       return result;
     }

@@ -1,0 +1,247 @@
+// Records through the method table and through the record-I/O vector.
+#include <climits>
+#include <cmath>
+#include <limits>
+
+#include "sup/src/yxsftp/entries.h"
+#include "tests/module/module_host.h"
+
+namespace fileref {
+namespace {
+
+std::string text(ptr record, long length) {
+  return {static_cast<char*>(record), size_t(length)};
+}
+
+class Records : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(host_.assign("A", "f"), kSuccess); }
+  void TearDown() override {
+    EXPECT_EQ(host_.fileref("A")->open, 0);
+    EXPECT_EQ(host_.deassign("A"), kSuccess);
+  }
+  ptr open(int mode, const std::string& options) {
+    ptr file = nullptr;
+    EXPECT_EQ(host_.open(&file, "A", mode, options), kSuccess) << options;
+    return file;
+  }
+  WX_AMVEC vector_of(ptr file) {
+    WX_AMVEC* vector = nullptr;
+    EXPECT_EQ(yxsamvc(file, &vector), kSuccess);
+    const WX_AMVEC copy = *vector;
+    POOL& heap = host_.runtime.memory.heap();
+    heap.free(&heap, vector, 0, kRelease);
+    return copy;
+  }
+
+  ModuleHost host_;
+};
+
+TEST_F(Records, AreReadInTheirFormat) {
+  const std::string too_long = std::to_string(static_cast<unsigned>(kRecordTooLong));
+  const struct {
+    const char* options;
+    const char* data;
+    std::string records;
+  } cases[] = {
+      {"RECFM=V", "a\nbb\r\n\nlast", "a|bb\r||last|"},
+      {"RECFM=V", "", ""},
+      {"RECFM=V LRECL=2", "ab\nabc\n", "ab|" + too_long},
+      {"RECFM=F LRECL=4", "abcde\n", "abcd|e\n  |"},
+      {"RECFM=S LRECL=3 NONBYTE", "abcde", "abc|de|"},
+      {"ENCODING=latin1", "\xE9\n", "\xC3\xA9|"},
+  };
+  for (const auto& c : cases) {
+    host_.client.files["f"] = c.data;
+    ptr file = open(kOpenInput, c.options);
+    EXPECT_EQ(host_.read_all(file), c.records) << c.options;
+    EXPECT_EQ(host_.read_all(file), c.records.ends_with(too_long) ? too_long : "") << "again";
+    EXPECT_EQ(host_.close(file), kSuccess);
+  }
+}
+
+TEST_F(Records, AreWrittenInTheirFormat) {
+  const struct {
+    const char* options;
+    rctype rc;  // of the write of "abc"
+    const char* data;
+  } cases[] = {
+      {"RECFM=V", kSuccess, "abc\n\xC3\xA9\n"},
+      {"RECFM=V LRECL=2", kRecordTooLong, "\xC3\xA9\n"},
+      {"RECFM=F LRECL=4", kSuccess, "abc \xC3\xA9  "},
+      {"RECFM=S", kSuccess, "abc\xC3\xA9"},
+      {"ENCODING=latin1", kSuccess, "abc\n\xE9\n"},
+  };
+  for (const auto& c : cases) {
+    ptr file = open(kOpenOutput, c.options);
+    EXPECT_EQ(host_.write(file, "abc"), c.rc) << c.options;
+    const WX_AMVEC vector = vector_of(file);
+    char record[] = "\xC3\xA9";
+    EXPECT_EQ(vector.amfpwrite(vector.amfcb, record, 2, ' '), kSuccess);
+    EXPECT_EQ(host_.close(file), kSuccess);
+    EXPECT_EQ(host_.client.files["f"], c.data) << c.options;
+  }
+}
+
+TEST_F(Records, TheVectorActsOnTheFile) {
+  const struct {
+    int mode;
+    const char* options;
+    AmReadFn* read;
+  } cases[] = {{kOpenInput, "RECFM=F", yxsread},
+               {kOpenInput, "RECFM=S NONBYTE", yxsrds},
+               {kOpenOutput, "RECFM=S NONBYTE", yxsread}};
+  host_.client.files["f"] = "a";
+  for (const auto& c : cases) {
+    ptr file = open(c.mode, c.options);
+    const WX_AMVEC vector = vector_of(file);
+    EXPECT_EQ(vector.amfcb, file);
+    EXPECT_EQ(vector.amfpread, c.read) << c.options;
+    EXPECT_EQ(vector.amfpwrite, yxswrit);
+    for (auto* absent : {vector.amfpnote, vector.amfppoint, vector.amfpb2pos, vector.amfpr2pos}) {
+      EXPECT_EQ(absent(file), kNotSupported);
+    }
+    EXPECT_EQ(host_.close(file), kSuccess);
+  }
+}
+
+TEST_F(Records, StreamReadsTakeTheirByteCountFromTheVariable) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  const struct {
+    double value;  // of the variable
+    rctype rc;
+    long count;  // delivered, or refused
+  } cases[] = {{10.9, kSuccess, 10},
+               {0, kSuccess, 20},
+               {0.9, kSuccess, 20},
+               {20.5, kSuccess, 20},
+               {21, kByteCountTooLarge, 21},
+               {1e300, kByteCountTooLarge, LONG_MAX},
+               {infinity, kByteCountTooLarge, LONG_MAX},
+               {-1, kWrongUse, 0},
+               {NAN, kWrongUse, 0}};
+  double& variable = host_.runtime.variables.at("SIZE");
+  const std::string data = host_.client.files["f"] = "0123456789abcdefghijklmnop";
+  for (const auto& c : cases) {
+    ptr file = open(kOpenInput, "RECFM=S LRECL=20 NBYTE=size");
+    ptr record = file;
+    long length = 7;
+    tchar cc = 0;
+    variable = c.value;
+    host_.logged();
+    EXPECT_EQ(yxsrds(file, &record, &length, &cc), c.rc) << c.value;
+    const auto too_large = message_text<message::ByteCountTooLarge>(c.count, 20);
+    EXPECT_EQ(host_.logged(), c.rc == kByteCountTooLarge ? "error: " + too_large + "|" : "");
+    if (c.rc == kSuccess) {
+      EXPECT_EQ(text(record, length), data.substr(0, size_t(c.count)));
+    } else {
+      EXPECT_EQ(record, nullptr);
+      EXPECT_EQ(length, 7);
+      EXPECT_EQ(host_.read_all(file), "0123456789abcdefghij|klmnop|") << "nothing was read";
+    }
+    EXPECT_EQ(host_.close(file), kSuccess);
+  }
+}
+
+TEST_F(Records, StreamReadsWithoutAVariableTakeItFromTheCaller) {
+  host_.client.files["f"] = "0123456789";
+  ptr file = open(kOpenInput, "RECFM=S LRECL=4 NONBYTE");
+  const struct {
+    long asked;
+    rctype rc;
+    const char* record;
+  } cases[] = {{2, kSuccess, "01"},    {5, kByteCountTooLarge, ""}, {0, kSuccess, "2345"},
+               {-9, kSuccess, "6789"}, {4, kEndOfFile, ""},         {1, kEndOfFile, ""}};
+  for (const auto& c : cases) {
+    ptr record = nullptr;
+    long length = c.asked;
+    tchar cc = 0;
+    EXPECT_EQ(yxsrds(file, &record, &length, &cc), c.rc) << c.asked;
+    if (c.rc != kSuccess) continue;
+    EXPECT_EQ(text(record, length), c.record);
+  }
+  EXPECT_EQ(host_.close(file), kSuccess);
+}
+
+TEST_F(Records, AStreamNeedsAUsableVariable) {
+  host_.runtime.variables.at("SIZE") = 1;
+  host_.client.files["f"] = "data";
+  for (const bool named : {false, true}) {
+    FAMB* block = host_.options(named ? "RECFM=S NBYTE=size" : "RECFM=S");
+    if (named) block->nbyte.name[0] = 'X';  // gone since it was named
+    WX_OPENPARM parms{};
+    parms.openmode = kOpenInput;
+    parms.hostptr = block;
+    host_.logged();
+    host_.client.dialogue();
+    ptr file = nullptr;
+    EXPECT_EQ(host_.open(&file, "A", &parms), kWrongUse) << named;
+    EXPECT_EQ(file, nullptr);
+    EXPECT_EQ(host_.logged(), "error: " + message_text<message::NbyteUnusable>() + "|");
+    EXPECT_TRUE(host_.client.dialogue().ends_with("get \"f\" \"TEMP\"\n"));
+    EXPECT_EQ(host_.runtime.temp.outstanding(), 0u);
+  }
+  ptr file = open(kOpenOutput, "RECFM=S");
+  EXPECT_EQ(host_.close(file), kSuccess) << "output needs none";
+}
+
+TEST_F(Records, NullPointersAreRefused) {
+  ptr record = nullptr;
+  long length = 0;
+  tchar cc = 0;
+  WX_AMVEC* vector = nullptr;
+  AMENT& table = host_.table();
+  EXPECT_EQ(table.amread.entryp(nullptr, &record, &length, &cc), kNullPointer);
+  EXPECT_EQ(yxsrds(nullptr, &record, &length, &cc), kNullPointer);
+  EXPECT_EQ(table.amwrite.entryp(nullptr, record, 0, ' '), kNullPointer);
+  EXPECT_EQ(table.amamvec.entryp(nullptr, &vector), kNullPointer);
+  EXPECT_EQ(table.amclose.entryp(nullptr), kNullPointer);
+  EXPECT_EQ(table.ammclos.entryp(nullptr), kNullPointer);
+}
+
+TEST_F(Records, AFileForNeitherInputNorOutputHoldsNone) {
+  ptr file = open(0, "RECFM=V");
+  std::string record;
+  EXPECT_EQ(host_.fileref("A")->open, 1);
+  EXPECT_EQ(host_.runtime.temp.outstanding(), 0u);
+  EXPECT_EQ(host_.read(file, &record), kFailed);
+  EXPECT_EQ(host_.write(file, "x"), kFailed);
+  EXPECT_EQ(host_.close(file), kSuccess);
+  EXPECT_EQ(host_.client.dialogue(), "sftp   h\n");
+}
+
+TEST_F(Records, WhatIsReadIsNotSent) {
+  host_.client.files["f"] = "a\n";
+  ptr file = open(kOpenInput, "");
+  EXPECT_EQ(host_.write(file, "x"), kTempFailure);
+  EXPECT_EQ(host_.read_all(file), "a|");
+  EXPECT_EQ(host_.close(file), kSuccess);
+  EXPECT_EQ(host_.client.dialogue(), "sftp   h\nget \"f\" \"TEMP\"\n");
+}
+
+TEST_F(Records, ANamelessFileHoldsNone) {
+  ASSERT_EQ(host_.assign("A", ""), kSuccess);
+  host_.client.files[""] = "x";
+  ptr file = open(kOpenInput, "");
+  EXPECT_EQ(host_.read_all(file), "");
+  EXPECT_EQ(host_.close(file), kSuccess);
+}
+
+TEST_F(Records, AFailedCloseLeavesTheFileOpen) {
+  for (auto close : {host_.table().amclose.entryp, host_.table().ammclos.entryp}) {
+    host_.client.files.clear();
+    ptr file = open(kOpenOutput, "");
+    ASSERT_EQ(host_.write(file, "first"), kSuccess);
+    host_.runtime.service_faults.arm(1);
+    EXPECT_EQ(close(file), kFailed);
+    host_.runtime.service_faults.disarm();
+    EXPECT_EQ(host_.fileref("A")->open, 1);
+    EXPECT_TRUE(host_.client.files.empty()) << "nothing is sent";
+    EXPECT_EQ(host_.write(file, "second"), kSuccess);
+    EXPECT_EQ(close(file), kSuccess);
+    EXPECT_EQ(host_.client.files["f"], "first\nsecond\n");
+  }
+}
+
+}  // namespace
+}  // namespace fileref

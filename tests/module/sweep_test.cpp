@@ -1,0 +1,195 @@
+// Every allocation and every service call of the usual requests fails in its turn: the caller is
+// told, nothing is left behind, nothing is half done, and another try succeeds.
+#include <algorithm>
+
+#include "tests/module/module_host.h"
+#include "tests/module/service_watch.h"
+
+namespace fileref {
+namespace {
+
+const std::string kAllOptions =
+    "HOST='h' USER='u' OPTIONS='-o' OPTIONSX='-x' CD='/c' PATH='sf' LSFILE='l' DEBUG NEW";
+const std::string kOpenOptions = "LRECL=70 OPTIONS='-v' LSFILE='m' ENCODING=latin1";
+
+// A host that remembers its open files.
+struct World {
+  World() : watch(host.runtime) {
+    host.client.prompt = "SFTP> ";  // so that it does not matter when upper-casing fails
+    host.client.files["f"] = "data\n";
+  }
+  ~World() {
+    close_all();
+    if (host.fileref("A") != nullptr) {
+      EXPECT_EQ(host.deassign("A"), kSuccess);
+    }
+    for (const runtime::Name8& name : watch.not_deassigned) host.runtime.temp.deassign(name);
+  }
+
+  rctype assign() { return host.assign("A", "/d/f", kAllOptions); }
+  rctype open(int mode) {
+    ptr file = nullptr;
+    const rctype rc = host.open(&file, "A", mode, kOpenOptions);
+    EXPECT_EQ(file != nullptr, rc == kSuccess);
+    if (file != nullptr) files.push_back(file);
+    return rc;
+  }
+  rctype write() { return host.write(files.back(), "more"); }
+  rctype close() {
+    ptr file = files.back();
+    const auto* temporary = static_cast<HOST_FILE*>(static_cast<FFCB*>(file)->tempfileptr);
+    const rctype rc = host.close(file);
+    if (rc == kSuccess || !host.runtime.temp.is_open(temporary)) files.pop_back();
+    return rc;
+  }
+  void close_all() {
+    while (!files.empty() && !testing::Test::HasFailure()) EXPECT_EQ(close(), kSuccess);
+  }
+
+  // What the fileref says and how many files it counts.
+  std::string digest() const {
+    const FLCB* flcb = host.fileref("A");
+    if (flcb == nullptr) return host.method->data == nullptr ? "none" : "an empty list";
+    const auto text = [](ptr start) {
+      return start == nullptr ? std::string("-") : static_cast<char*>(start);
+    };
+    return text(flcb->pn) + " " + text(flcb->member) + " " + text(flcb->cd) + " " +
+           (flcb->amb == nullptr ? "no options" : flcb->amb->host) + " " +
+           std::to_string(flcb->pathl) + " " + std::to_string(flcb->open);
+  }
+
+  ModuleHost host;
+  ServiceWatch watch;
+  std::vector<ptr> files;
+};
+
+struct Scenario {
+  const char* name;
+  rctype (*prepare)(World& w);
+  rctype (*run)(World& w);
+};
+
+rctype nothing(World& /*w*/) {
+  return kSuccess;
+}
+rctype assigned(World& w) {
+  return w.assign();
+}
+rctype started(World& w) {
+  rctype rc = w.assign();
+  if (rc == kSuccess) rc = w.open(0);
+  return rc == kSuccess ? w.close() : rc;
+}
+rctype open_input(World& w) {
+  return w.open(kOpenInput);
+}
+rctype reading(World& w) {
+  const rctype rc = started(w);
+  return rc == kSuccess ? open_input(w) : rc;
+}
+rctype reassign(World& w) {
+  return w.host.assign("A", "(x)", "HOST='other' CD='/e' BATCHFILE='b' BATCHFILE=''");
+}
+rctype output(World& w) {
+  rctype rc = w.open(kOpenOutput);
+  if (rc == kSuccess) rc = w.write();
+  return rc == kSuccess ? w.close() : rc;
+}
+rctype deassign(World& w) {
+  return w.host.deassign("A");
+}
+rctype life(World& w) {
+  rctype rc = w.assign();
+  if (rc == kSuccess) rc = output(w);
+  if (rc == kSuccess) rc = open_input(w);
+  if (rc == kSuccess) rc = w.close();
+  return rc == kSuccess ? deassign(w) : rc;
+}
+
+constexpr Scenario kScenarios[] = {
+    {"assign", nothing, assigned},
+    {"reassign with nothing open", started, reassign},
+    {"reassign with a file open", reading, reassign},
+    {"first open", assigned, open_input},
+    {"open on a running session", started, open_input},
+    {"output", started, output},
+    {"deassign", started, deassign},
+    {"whole life", nothing, life},
+};
+
+enum class Fault { kAllocation, kService };
+
+// What the module cannot do anything about, or need not.
+const std::set<std::string> kBenign = {"yyrn6gf", "wttimer", "wzstrup", "yhqblot", "yxrdasg"};
+
+void judge(const World& w, Fault fault, rctype rc) {
+  if (fault == Fault::kAllocation) {
+    EXPECT_EQ(rc, kNoMemory);
+    EXPECT_EQ(w.host.attached(), "");
+    return;
+  }
+  const std::set<std::string>& failed = w.watch.failed;
+  const bool benign = std::includes(kBenign.begin(), kBenign.end(), failed.begin(), failed.end());
+  if (failed.empty() || !benign) {
+    EXPECT_NE(rc, kSuccess) << "nobody was told";
+  } else if (!w.watch.for_ever) {
+    EXPECT_EQ(rc, kSuccess);
+  }
+}
+
+// Fails the nth pass. False when there are fewer.
+bool fails_cleanly(const Scenario& scenario, Fault fault, long nth, bool for_ever) {
+  World w;
+  runtime::FaultPoint& faults = fault == Fault::kAllocation
+                                    ? w.host.runtime.memory.allocation_faults()
+                                    : w.host.runtime.service_faults;
+  EXPECT_EQ(scenario.prepare(w), kSuccess);
+  const std::string before = w.digest();
+  const std::size_t open = w.files.size();
+  w.watch.for_ever = for_ever;
+  faults.arm(nth, for_ever);
+  const rctype rc = scenario.run(w);
+  faults.disarm();
+  std::string culprits;
+  for (const std::string& name : w.watch.failed) culprits += " " + name;
+  SCOPED_TRACE(culprits);
+  if (!faults.fired()) {
+    EXPECT_EQ(rc, kSuccess);
+    return false;
+  }
+  judge(w, fault, rc);
+  EXPECT_LE(w.host.client.alive, 1);
+  if (rc == kSuccess) return true;
+  while (w.files.size() > open) EXPECT_EQ(w.close(), kSuccess);
+  if (scenario.run != life) {
+    EXPECT_EQ(w.digest(), before);
+  }
+  EXPECT_EQ(scenario.run(w), kSuccess) << "another try";
+  return true;
+}
+
+void sweep(Fault fault, long at_least) {
+  long points = 0;
+  for (const Scenario& scenario : kScenarios) {
+    for (const bool for_ever : {false, true}) {
+      for (long nth = 1;; ++nth, ++points) {
+        SCOPED_TRACE(scenario.name + std::string(for_ever ? ", for ever from " : ", once at ") +
+                     std::to_string(nth));
+        if (!fails_cleanly(scenario, fault, nth, for_ever)) break;
+        if (testing::Test::HasFailure()) return;
+      }
+    }
+  }
+  EXPECT_GE(points, at_least);
+}
+
+TEST(Sweep, EveryAllocationMayFail) {
+  sweep(Fault::kAllocation, 200);
+}
+
+TEST(Sweep, EveryServiceCallMayFail) {
+  sweep(Fault::kService, 500);
+}
+
+}  // namespace
+}  // namespace fileref
