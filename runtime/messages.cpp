@@ -7,6 +7,7 @@
 
 #include "host/codes.h"
 #include "host/messages.h"
+#include "runtime/name_escape.h"
 
 namespace fileref::runtime {
 namespace {
@@ -64,7 +65,7 @@ template <class T>
 void push(Arguments& store, ArgumentList& arguments) {
   if constexpr (std::is_same_v<T, MessageText>) {
     const char* text = va_arg(arguments.list, const char*);
-    std::string copy = text == nullptr ? "(no name)" : text;
+    std::string copy = text == nullptr ? "(no name)" : unescape_name(text);
     while (!copy.empty() && (copy.back() == '\n' || copy.back() == '\r')) copy.pop_back();
     store.push_back(copy);
   } else {

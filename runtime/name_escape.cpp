@@ -50,6 +50,14 @@ std::string escape_name(std::string_view name) {
   return escaped;
 }
 
+std::string protect_name(std::string_view name) {
+  return unescape_name(name) == name ? std::string(name) : escape_name(name);
+}
+
+std::string escape_byte(char c) {
+  return {kEscape, turned(c)};
+}
+
 std::string unescape_name(std::string_view escaped) {
   std::string name;
   name.reserve(escaped.size());

@@ -19,4 +19,11 @@ std::string escape_name(std::string_view name);
 // together.
 std::string unescape_name(std::string_view escaped);
 
+// A name from outside as it may enter: itself, unless it holds marks of its own.
+std::string protect_name(std::string_view name);
+
+// Two bytes, neither of them `c`, that unescape to `c`. For a byte that is special to a reader of
+// names; not for control bytes.
+std::string escape_byte(char c);
+
 }  // namespace fileref::runtime

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/codes.h"
+#include "runtime/name_escape.h"
 #include "runtime/toolkit_text.h"
 
 namespace fileref::runtime {
@@ -60,7 +61,7 @@ struct Toolkit::Process : LSProcess_S {
   // A download that is refused need not fail the call that asked for it.
   void note_refusal(std::string_view answer) {
     if (!command.starts_with("get \"") || !answer.starts_with("unable to open")) return;
-    const std::string name = command.substr(5, command.rfind("\" \"") - 5);
+    const std::string name = unescape_name(command.substr(5, command.rfind("\" \"") - 5));
     const std::string& why =
         client->explanation().empty() ? client->words() : client->explanation();
     const std::string_view line = std::string_view(why).substr(0, why.find_first_of("\r\n"));

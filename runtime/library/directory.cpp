@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "runtime/library/host_impl.h"
+#include "runtime/name_escape.h"
 
 namespace fileref {
 
@@ -59,8 +60,8 @@ bool OpenDirectory::next(Member& member) {
     return more ? rc : kSuccess;
   });
   if (!more) return false;
-  member.name.assign(name, static_cast<std::size_t>(length));
-  member.type = runtime::trimmed({type, sizeof type});
+  member.name = runtime::unescape_name({name, static_cast<std::size_t>(length)});
+  member.type = runtime::unescape_name(runtime::trimmed({type, sizeof type}));
   member.kind = (information.flag & kInfoDirectory) != 0 ? Member::Kind::kDirectory
                 : (information.flag & kInfoFile) != 0    ? Member::Kind::kFile
                                                          : Member::Kind::kUnknown;
@@ -70,7 +71,7 @@ bool OpenDirectory::next(Member& member) {
 std::unique_ptr<OpenFile> OpenDirectory::open(std::string_view member, std::string_view type,
                                               int openmode,
                                               const std::vector<std::string>& options) {
-  std::string name(member);
+  std::string name = runtime::protect_name(member);
   Name8 padded = type_of(type);
   const Host::Impl::FileEntries entries = {
       [&](ptr* file, WX_OPENPARM* parms) {
@@ -82,7 +83,7 @@ std::unique_ptr<OpenFile> OpenDirectory::open(std::string_view member, std::stri
 }
 
 bool OpenDirectory::has(std::string_view member, std::string_view type) {
-  std::string name(member);
+  std::string name = runtime::protect_name(member);
   Name8 padded = type_of(type);
   host_.prepare_launch(fileref_);
   bool there = true;

@@ -3,11 +3,12 @@
 #include <utility>
 
 #include "runtime/library/host_impl.h"
+#include "runtime/name_escape.h"
 
 namespace fileref {
 
 OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_length,
-                   HOST_FILE* temporary, rctype (*close_entry)(ptr),
+                   HOST_FILE* temporary, bool names, rctype (*close_entry)(ptr),
                    Host::Impl::OptionBlock options)
     : host_(host),
       fileref_(std::move(fileref)),
@@ -15,6 +16,7 @@ OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_
       record_length_(record_length),
       temporary_(temporary),
       stream_(temporary != nullptr && runtime::TempMethod::is_stream(temporary)),
+      names_(names),
       close_entry_(close_entry),
       options_(std::move(options)) {}
 
@@ -39,8 +41,10 @@ bool OpenFile::read(std::string_view& record) {
   const bool more = host_.enter_record(this, fileref_, [&] {
     return records.amfpread(records.amfcb, &start, &length, &carriage_control);
   });
-  if (more) record = {static_cast<const char*>(start), static_cast<std::size_t>(length)};
-  return more;
+  if (!more) return false;
+  record = {static_cast<const char*>(start), static_cast<std::size_t>(length)};
+  if (names_) record = name_ = runtime::unescape_name(record);
+  return true;
 }
 
 void OpenFile::write(std::string_view record) {

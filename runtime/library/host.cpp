@@ -9,6 +9,7 @@
 
 #include "host/codes.h"
 #include "runtime/library/host_impl.h"
+#include "runtime/name_escape.h"
 #include "runtime/tokens.h"
 #include "runtime/unsent.h"
 
@@ -164,7 +165,7 @@ void Host::Impl::assign(std::string_view fileref, const Target& target,
   if (!target.user.empty()) texts.push_back(option("USER", target.user));
   if (!target.names.empty()) {
     texts.emplace_back("MGET");
-    if (!target.path.empty()) texts.push_back(option("CD", target.path));
+    if (!target.path.empty()) texts.push_back(option("CD", runtime::protect_name(target.path)));
   }
   texts.insert(texts.end(), options.begin(), options.end());
   std::string physical = physical_name(target);
@@ -218,9 +219,10 @@ std::unique_ptr<OpenFile> Host::Impl::open_by(const FileEntries& entries, const 
   ptr file = nullptr;
   enter(text_of(name), [&] { return entries.open(&file, &parms); });
   HOST_FILE* latest = runtime_.temp.latest();
-  return std::make_unique<OpenFile>(*this, std::string(text_of(name)), file, parms.datalen,
-                                    latest == before ? nullptr : latest, entries.close,
-                                    std::move(block));
+  if (latest == before) latest = nullptr;
+  const bool names = openmode == kOpenInput && latest == nullptr;
+  return std::make_unique<OpenFile>(*this, std::string(text_of(name)), file, parms.datalen, latest,
+                                    names, entries.close, std::move(block));
 }
 
 std::unique_ptr<OpenDirectory> Host::Impl::open_directory(std::string_view fileref,

@@ -122,7 +122,8 @@ class Host::Impl {
 class OpenFile {
  public:
   OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_length,
-           HOST_FILE* temporary, rctype (*close_entry)(ptr), Host::Impl::OptionBlock options);
+           HOST_FILE* temporary, bool names, rctype (*close_entry)(ptr),
+           Host::Impl::OptionBlock options);
   ~OpenFile();
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
@@ -147,6 +148,8 @@ class OpenFile {
   long record_length_;
   HOST_FILE* temporary_;  // the file that records go to or come from, or null
   bool stream_;
+  bool names_;        // the records are remote names, which the module hands out escaped
+  std::string name_;  // the one that was read last
   rctype (*close_entry_)(ptr);
   Host::Impl::OptionBlock options_;
   WX_AMVEC* vector_ = nullptr;

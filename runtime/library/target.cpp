@@ -6,9 +6,9 @@
 #include <charconv>
 #include <stdexcept>
 
-#include "host/codes.h"
 #include "runtime/library/host_impl.h"
 #include "runtime/log.h"
+#include "runtime/name_escape.h"
 
 namespace fileref {
 namespace {
@@ -59,14 +59,13 @@ std::string port_of(std::string_view text, std::string_view whole) {
   return std::to_string(port);
 }
 
-// A name between quotes of a kind that it does not hold itself.
+// A name between quotes, without another quote of that kind.
 std::string list_item(const std::string& name) {
-  const std::string& item = name;
-  const char quote = item.find('\'') == std::string::npos ? '\'' : '"';
-  if (item.find(quote) == std::string::npos) return quote + item + quote;
-  throw Failure(kFailed, fmt::format("The name \"{}\" holds both kinds of quotes, which a list of "
-                                     "names cannot.",
-                                     runtime::printable(name)));
+  std::string item = "'";
+  for (const char c : runtime::protect_name(name)) {
+    item += c == '\'' ? runtime::escape_byte(c) : std::string(1, c);
+  }
+  return item + "'";
 }
 
 Target parse_remote(std::string_view text) {
@@ -152,9 +151,9 @@ std::string physical_name(const Target& target) {
   const bool of_the_root = path == "/" || (path.starts_with('/') && target.is_pattern());
   const bool like_a_list = path.starts_with('(');
   if (split_by_slash || (!split_by_backslash && !of_the_root && !like_a_list)) {
-    return path;
+    return runtime::protect_name(path);
   }
-  return (path.starts_with('/') ? "/." : "./") + path;
+  return (path.starts_with('/') ? "/." : "./") + runtime::protect_name(path);
 }
 
 }  // namespace fileref
