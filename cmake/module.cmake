@@ -17,13 +17,17 @@ add_library(qenxbams_objects OBJECT
   sup/src/yxsftp/assign.cpp
   sup/src/yxsftp/close.cpp
   sup/src/yxsftp/commands.cpp
+  sup/src/yxsftp/directory.cpp
+  sup/src/yxsftp/exists.cpp
   sup/src/yxsftp/famb.cpp
   sup/src/yxsftp/ffcb.cpp
   sup/src/yxsftp/flcb.cpp
+  sup/src/yxsftp/information.cpp
   sup/src/yxsftp/keywords.cpp
   sup/src/yxsftp/launch.cpp
   sup/src/yxsftp/listing.cpp
   sup/src/yxsftp/listing_names.cpp
+  sup/src/yxsftp/member.cpp
   sup/src/yxsftp/mget.cpp
   sup/src/yxsftp/names.cpp
   sup/src/yxsftp/open.cpp

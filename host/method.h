@@ -20,7 +20,9 @@ struct AMENT {
                     int physicalnamelength, ptr hostbag)>
       amasgn;
   AMENT_SLOT<rctype(char* logicalname, rebid reb)> amdasgn;
+  // 0, or kNotAssigned.
   AMENT_SLOT<rctype(char* logicalname, rebid reb)> amexstl;
+  // 0, or kDoesNotExist: whether the remote file is there, in any letter case.
   AMENT_SLOT<rctype(char* logicalname, rebid reb)> amexstp;
   AMENT_SLOT<AmUnsupportedFn> ampname;
   AMENT_SLOT<AmUnsupportedFn> amname;
@@ -29,6 +31,7 @@ struct AMENT {
   AMENT_SLOT<rctype(ptr filepointer, char* logicalname, rebid reb, int flags, ptr hostptr,
                     WX_INFOPARM* infoparm)>
       aminfo;
+  // The list points into the file, and is valid until the file is closed, which releases it.
   AMENT_SLOT<rctype(ptr filepointer, W_INFSTR** infostrp)> aminfsy;
   AMENT_SLOT<rctype(ptr filepointer, W_INFSTR* infostr)> aminfsr;
   // Takes the option block `openparm->hostptr` over, whatever it answers, unless the block was made
@@ -45,14 +48,20 @@ struct AMENT {
   AMENT_SLOT<AmUnsupportedFn> amflush;
   AMENT_SLOT<rctype(ptr filepointer)> amclose;
   AMENT_SLOT<rctype(ptr dirptr)> amdclos;
+  // Only amdinfr releases the list of a directory.
   AMENT_SLOT<rctype(ptr filepointer, W_INFSTR** infostrp)> amdinfs;
   AMENT_SLOT<rctype(ptr filepointer, W_INFSTR* infostr)> amdinfr;
+  // Stores the next member's name, of at most 512 bytes, and its type. The host hands `*listptr`
+  // back as it got it. kEndOfMembers behind the last; the call after that begins anew. `infoparm`
+  // is needed only with kFindKind.
   AMENT_SLOT<rctype(ptr* listptr, ptr dirptr, tchar* memname, int* memlen, char* filetype, int flag,
                     WX_INFOPARM* infoparm)>
       amdnext;
   AMENT_SLOT<rctype(ptr* dirptr, char* logicalname, rebid reb)> amdopen;
   AMENT_SLOT<rctype(ptr filepointer)> ammclos;
+  // 0, or kDoesNotExist with the length and the name attached.
   AMENT_SLOT<rctype(ptr dirptr, char* memname, int memlen, char* memtype)> ammexst;
+  // Treats `openparm->hostptr` and `fileptr` as amopen does. `ftype` may be null.
   AMENT_SLOT<rctype(ptr* fileptr, ptr dirptr, tchar* memname, int memnamel, char* ftype,
                     WX_OPENPARM* openparm)>
       ammopen;
@@ -75,6 +84,11 @@ static_assert(sizeof(AMENT) == 46 * sizeof(AMENT_SLOT<AmUnsupportedFn>));
 // Bits of amparse's `env`.
 constexpr int kParseNbyteAllowed = 0x2;
 constexpr int kParseHostKeepsBlock = 0x10;
+
+// Bits of amdnext's `flag`.
+constexpr int kSplitType = 0x2;  // what follows the first dot is the type, and no part of the name
+constexpr int kFindKind = 0x8;   // fill `infoparm`, and find out whether it is a directory
+constexpr int kCopyType = 0x20;  // what follows the first dot is the type; the name stays whole
 
 // Method control block, one a process. The host keeps `prev`, `next`, `usecount` and `idb`.
 struct AMMCB {

@@ -1,5 +1,6 @@
 // Assigning, reassigning and deassigning a fileref.
 #include "dsup/src/vzatl.h"
+#include "sup/src/yxsftp/directory.h"
 #include "sup/src/yxsftp/entries.h"
 #include "sup/src/yxsftp/ffcb.h"
 #include "sup/src/yxsftp/flcb.h"
@@ -108,19 +109,18 @@ rctype add_fileref(FLCB* fresh, const Assignment& a) {
   return kSuccess;
 }
 
-// The files that are open keep what they were opened with, in a block of their own.
+// What is open keeps what it was opened with, in a block of its own; a directory, whose members are
+// opened later, the options too.
 void retire(FLCB* earlier) {
-  release_option_block(earlier->amb, earlier);
-  if (earlier->files == nullptr) {
-    release_fileref(earlier);
-    return;
-  }
-  earlier->retired = true;
   for (FFCB* file = earlier->files; file != nullptr; file = file->sibling) file->flcb = earlier;
+  for (FDCB* dir = earlier->directories; dir != nullptr; dir = dir->sibling) dir->flcb = earlier;
+  if (earlier->directories == nullptr) release_option_block(earlier->amb, earlier);
+  earlier->retired = true;
+  release_unused(earlier);
 }
 
 // The block stays where it is, with its place in the list, its name and its open count; everything
-// else changes places with `fresh`, which then holds the earlier assignment.
+// else changes places with `fresh`, which then holds the earlier assignment under the same name.
 rctype replace_fileref(FLCB* flcb, FLCB* fresh, const Assignment& a) {
   if (flcb->amb != nullptr) {
     const rctype rc = yxszl2l(a.logicalname, nullptr, nullptr, a.reb);
@@ -130,7 +130,7 @@ rctype replace_fileref(FLCB* flcb, FLCB* fresh, const Assignment& a) {
   take_options(fresh, a.options);
   std::swap(*flcb, *fresh);
   std::swap(flcb->next, fresh->next);
-  std::swap(flcb->logname, fresh->logname);
+  copy_name(flcb->logname, fresh->logname);
   std::swap(flcb->open, fresh->open);
   retire(fresh);
   return kSuccess;

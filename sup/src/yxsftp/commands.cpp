@@ -20,7 +20,7 @@ bool find_directory(const FFCB* ffcb, std::string_view* directory) {
   const FLCB* flcb = ffcb->flcb;
   if (has_option(flcb, kOptionCd)) {
     *directory = view(flcb->cd, flcb->cdl);
-  } else if ((ffcb->flags & kOptionDir) != 0) {
+  } else if ((ffcb->flags & kOptionDir) != 0 || is_directory(flcb)) {
     *directory = view(flcb->pn, flcb->pnl);
   } else if (flcb->pathl > 0) {
     *directory = view(flcb->pn, flcb->pathl);
@@ -37,7 +37,7 @@ rctype change_directory(FFCB* ffcb, std::string_view directory, bool* entered) {
   if (options != nullptr) options->flags |= kBlockCdSent;
   rc = read_answer(ffcb, physical_name(ffcb));
   if (rc != kSuccess) return rc;
-  *entered = !answer_holds(ffcb, "CANONICALISE") && !answer_holds(ffcb, "SUCH FILE OR DIRECTORY");
+  *entered = !cannot_enter(ffcb);
   return kSuccess;
 }
 

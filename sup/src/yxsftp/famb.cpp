@@ -33,6 +33,11 @@ void release_option_block(FAMB* block, FLCB* holder) {
   release_record(block);
 }
 
+void release_open_options(FAMB* block, FLCB* holder) {
+  const bool kept = block != nullptr && (block->flags & kBlockKeptByHost) != 0;
+  if (!kept) release_option_block(block, holder);
+}
+
 rctype yxshbfr(char* logicalname, rebid reb, ptr hostbag) {
   FLCB* flcb = nullptr;
   const rctype rc = yxszl2l(logicalname, nullptr, &flcb, reb);

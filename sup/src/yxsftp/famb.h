@@ -61,7 +61,6 @@ rebid request_of(const FAMB* block);
 // nor its open files point at it afterwards.
 void release_option_block(FAMB* block, FLCB* holder);
 
-// An open takes its option block over whatever it answers, unless the host keeps it.
-inline bool kept_by_host(const FAMB* block) {
-  return (block->flags & kBlockKeptByHost) != 0;
-}
+// The same for the options of an open that has come to nothing. An open takes them over whatever it
+// answers, unless the host keeps them.
+void release_open_options(FAMB* block, FLCB* holder);

@@ -7,7 +7,10 @@
 
 FFCB* new_file(FLCB* flcb, AMMCB* ammcb, FAMB* options, rebid reb) {
   auto* ffcb = new_record<FFCB>();
-  if (ffcb == nullptr) return nullptr;
+  if (ffcb == nullptr) {
+    release_open_options(options, flcb);
+    return nullptr;
+  }
   ffcb->task = reb->task;
   ffcb->reb = reb;
   copy_name(ffcb->logname, flcb->logname);
@@ -60,7 +63,7 @@ void leave_fileref(FFCB* ffcb) {
   while (*link != ffcb) link = &(*link)->sibling;
   *link = ffcb->sibling;
   ffcb->flcb = nullptr;
-  if (flcb->retired && flcb->files == nullptr) release_fileref(flcb);
+  release_unused(flcb);
 }
 
 void release_names(FFCB* ffcb) {

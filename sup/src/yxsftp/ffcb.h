@@ -87,8 +87,8 @@ inline bool is_listing(const FFCB* ffcb) {
   return (ffcb->flags & (kOptionLs | kOptionLsa)) != 0;
 }
 
-// Makes the block of a file of `flcb` and enters it among the fileref's files. It takes `options`
-// over unless the host keeps them. Null when there is no memory: then `options` stay the caller's.
+// Makes the block of a file of `flcb` and enters it among the fileref's files. `options` are those
+// of the open, or null, and are taken over. Null when there is no memory.
 FFCB* new_file(FLCB* flcb, AMMCB* ammcb, FAMB* options, rebid reb);
 
 // Gives the file its own copies of the fileref's physical and member name.

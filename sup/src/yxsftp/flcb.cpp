@@ -73,6 +73,12 @@ void release_fileref(FLCB* flcb) {
   release_record(flcb);
 }
 
+void release_unused(FLCB* flcb) {
+  if (!flcb->retired || flcb->files != nullptr || flcb->directories != nullptr) return;
+  release_option_block(flcb->amb, flcb);
+  release_fileref(flcb);
+}
+
 rctype yxsinfo(ptr filepointer, char* logicalname, rebid reb, int /*flags*/, ptr /*hostptr*/,
                WX_INFOPARM* infoparm) {
   copy_name(infoparm->devtype, "SFTP    ");

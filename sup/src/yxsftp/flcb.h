@@ -6,6 +6,7 @@
 #include "host/types.h"
 #include "sup/src/yxsftp/famb.h"
 
+struct FDCB;
 struct FFCB;
 
 // Bits of FLCB.flag.
@@ -47,8 +48,9 @@ struct FLCB {  // NOLINT(clang-analyzer-optin.performance.Padding): the order is
   int sftp_serverl;
 
   // Private.
-  FFCB* files;   // open files, linked by FFCB.sibling
-  bool retired;  // replaced by a reassignment, in no list; lives until its last file is closed
+  FFCB* files;        // open files, linked by FFCB.sibling
+  FDCB* directories;  // open directories, linked by FDCB.sibling
+  bool retired;       // replaced by a reassignment, in no list; lives until nothing of it is open
 };
 
 // The list of assigned filerefs, newest first; AMMCB.data. Lives while it is not empty.
@@ -79,3 +81,6 @@ void end_client(FLCB* flcb);
 
 // Releases a fileref that is in no list: texts, client and block. The option block is not touched.
 void release_fileref(FLCB* flcb);
+
+// Releases a retired fileref, options included, if nothing of it is open.
+void release_unused(FLCB* flcb);

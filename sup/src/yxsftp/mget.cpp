@@ -30,13 +30,13 @@ rctype take_entry(std::string_view* list, std::string_view* entry) {
 }
 
 rctype chain_name_list(FFCB* ffcb, std::string_view list) {
-  ptr last = nullptr;
+  SFTP_MGET* last = nullptr;
   std::string_view entry;
   rctype rc = take_entry(&list, &entry);
   while (rc == kSuccess) {
     const int length = static_cast<int>(entry.size());
     if (length > kLongestEntry) return fail<message::RemoteNameFailed>(entry.data());
-    rc = domget_build_name(const_cast<char*>(entry.data()), length, ffcb, &last);
+    rc = domget_build_name(entry.data(), length, ffcb, &last);
     if (rc == kSuccess) rc = take_entry(&list, &entry);
   }
   return rc == kEndOfFile ? kSuccess : rc;
@@ -56,12 +56,8 @@ bool cannot_be_fetched(const FFCB* ffcb) {
 
 }  // namespace
 
-rctype domget_build_name(ptr p, int l, FFCB* ffcb, ptr* name) {
-  auto* last = static_cast<SFTP_MGET*>(*name);
-  const rctype rc = append_name(ffcb, &last, view(p, l), kNameEntry);
-  if (rc != kSuccess) return kNoMemory;
-  *name = last;
-  return kSuccess;
+rctype domget_build_name(const char* p, int l, FFCB* ffcb, SFTP_MGET** name) {
+  return append_name(ffcb, name, view(p, l), kNameEntry) == kSuccess ? kSuccess : kNoMemory;
 }
 
 rctype mget_next_file(FFCB* ffcb) {

@@ -16,5 +16,5 @@ rctype fetch_next_file(FFCB* ffcb);
 
 // Puts the `l` bytes at `p`, at most kLongestEntry, behind the entry in `*name` (null: in front)
 // and stores the new entry there.
-rctype domget_build_name(ptr p, int l, FFCB* ffcb, ptr* name);
+rctype domget_build_name(const char* p, int l, FFCB* ffcb, SFTP_MGET** name);
 constexpr int kLongestEntry = 511;

@@ -13,14 +13,13 @@ namespace {
 rctype make_file(char* logicalname, rebid reb, FAMB* options, FFCB** ffcb) {
   AMMCB* ammcb = nullptr;
   FLCB* flcb = nullptr;
-  rctype rc = yxszl2l(logicalname, &ammcb, &flcb, reb);
-  if (rc == kSuccess) {
-    *ffcb = new_file(flcb, ammcb, options, reb);
-    if (*ffcb != nullptr) return kSuccess;
-    rc = kNoMemory;
+  const rctype rc = yxszl2l(logicalname, &ammcb, &flcb, reb);
+  if (rc != kSuccess) {
+    release_open_options(options, nullptr);
+    return rc;
   }
-  if (options != nullptr && !kept_by_host(options)) release_option_block(options, flcb);
-  return rc;
+  *ffcb = new_file(flcb, ammcb, options, reb);
+  return *ffcb != nullptr ? kSuccess : kNoMemory;
 }
 
 rctype set_up(FFCB* ffcb, WX_OPENPARM* openparm) {
@@ -42,18 +41,13 @@ rctype bind_nbyte(FFCB* ffcb) {
   return kWrongUse;
 }
 
-rctype make_tempfile(FFCB* ffcb) {
-  const rctype rc = make_temp_openparm(ffcb);
-  return rc == kSuccess ? create_tempfile(ffcb) : rc;
-}
-
 bool runs_batch(const FFCB* ffcb) {
   return has_option(ffcb->flcb, kOptionBatch);
 }
 
 // A batch and a listing do without the temporary file.
 rctype open_for_input(FFCB* ffcb) {
-  rctype rc = make_tempfile(ffcb);
+  rctype rc = create_tempfile(ffcb);
   if (rc != kSuccess || runs_batch(ffcb)) return rc;
   if (is_listing(ffcb)) return dols(ffcb);
   rc = (ffcb->flags & kOptionMget) != 0 ? domget(ffcb) : getfile(ffcb);
@@ -62,7 +56,7 @@ rctype open_for_input(FFCB* ffcb) {
 }
 
 rctype open_for_output(FFCB* ffcb) {
-  const rctype rc = make_tempfile(ffcb);
+  const rctype rc = create_tempfile(ffcb);
   return rc == kSuccess ? open_tempfile(ffcb) : rc;
 }
 

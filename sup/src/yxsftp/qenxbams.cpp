@@ -10,24 +10,18 @@ namespace {
 
 constexpr int kXcmdOption = 12356;
 
-// A slot whose entry does not exist yet.
-template <class... Arguments>
-rctype refuse(Arguments... /*arguments*/) {
-  return kNotSupported;
-}
-
 constexpr AMENT kMethodTable = {
     .amasgn = {0, yxsasgn},
     .amdasgn = {0, yxsdasg},
-    .amexstl = {0, refuse},
-    .amexstp = {0, refuse},
+    .amexstl = {0, yxsexl},
+    .amexstp = {0, yxsexp},
     .ampname = {0, yxsnsup},
     .amname = {0, yxsnsup},
     .amnext = {0, yxsnsup},
     .amvalid = {0, yxsval},
     .aminfo = {0, yxsinfo},
-    .aminfsy = {0, refuse},
-    .aminfsr = {0, refuse},
+    .aminfsy = {0, yxsins},
+    .aminfsr = {0, yxsinf},
     .amopen = {0, yxsopn},
     .amnote = {0, yxsnsup},
     .ampoint = {0, yxsnsup},
@@ -39,14 +33,14 @@ constexpr AMENT kMethodTable = {
     .amwrite = {0, yxswrit},
     .amflush = {0, yxsnsup},
     .amclose = {0, yxsclos},
-    .amdclos = {0, refuse},
-    .amdinfs = {0, refuse},
-    .amdinfr = {0, refuse},
-    .amdnext = {0, refuse},
-    .amdopen = {0, refuse},
+    .amdclos = {0, yxsdcls},
+    .amdinfs = {0, yxsdins},
+    .amdinfr = {0, yxsdinf},
+    .amdnext = {0, yxsdnxt},
+    .amdopen = {0, yxsdopn},
     .ammclos = {0, yxsmcls},
-    .ammexst = {0, refuse},
-    .ammopen = {0, refuse},
+    .ammexst = {0, yxsmexp},
+    .ammopen = {0, yxsmopn},
     .amparse = {0, yxspars},
     .amasgnl = {0, yxsnsup},
     .amdelet = {0, yxsnsup},

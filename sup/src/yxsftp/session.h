@@ -54,6 +54,11 @@ inline bool answer_holds(const FFCB* ffcb, std::string_view phrase) {
   return contains(view(ffcb->flcb->msgbuffer, ffcb->stdoutlen), phrase);
 }
 
+// What the client says of a `cd` that failed.
+inline bool cannot_enter(const FFCB* ffcb) {
+  return answer_holds(ffcb, "CANONICALISE") || answer_holds(ffcb, "SUCH FILE OR DIRECTORY");
+}
+
 // Sends FFCB.cmd. This and the calls below name `subject` in their failure.
 rctype send_command(FFCB* ffcb, MessageText subject);
 // Reads the answer to what was sent.

@@ -15,22 +15,9 @@ rctype learn_path(FFCB* ffcb) {
   return ffcb->tempfile != nullptr ? kSuccess : kNoMemory;
 }
 
-}  // namespace
-
-rctype create_tempfile(FFCB* ffcb) {
-  blank_name(ffcb->templogical);
-  const wrcode rc = yxrasgn(ffcb->templogical, ffcb->reb, "TEMP    ", nullptr, 0, nullptr);
-  if (rc != kSuccess) {
-    blank_name(ffcb->templogical);
-    return rc;
-  }
-  upper_name(ffcb->templogical, ffcb->templogical);
-  return learn_path(ffcb);
-}
-
-rctype make_temp_openparm(FFCB* ffcb) {
+bool make_open_parameters(FFCB* ffcb) {
   ffcb->xxopenparm = new_record<WX_OPENPARM>();
-  if (ffcb->xxopenparm == nullptr) return kNoMemory;
+  if (ffcb->xxopenparm == nullptr) return false;
   *ffcb->xxopenparm = {
       .openmode = ffcb->openmode,
       .recfm = ffcb->recfm,
@@ -40,7 +27,21 @@ rctype make_temp_openparm(FFCB* ffcb) {
       .encoding_default = U_DEFAULT_CE,
       .encoding_override = ffcb->encoding,
   };
-  return kSuccess;
+  return true;
+}
+
+}  // namespace
+
+rctype create_tempfile(FFCB* ffcb) {
+  if (!make_open_parameters(ffcb)) return kNoMemory;
+  blank_name(ffcb->templogical);
+  const wrcode rc = yxrasgn(ffcb->templogical, ffcb->reb, "TEMP    ", nullptr, 0, nullptr);
+  if (rc != kSuccess) {
+    blank_name(ffcb->templogical);
+    return rc;
+  }
+  upper_name(ffcb->templogical, ffcb->templogical);
+  return learn_path(ffcb);
 }
 
 rctype open_tempfile(FFCB* ffcb) {

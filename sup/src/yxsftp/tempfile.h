@@ -3,8 +3,8 @@
 
 #include "sup/src/yxsftp/ffcb.h"
 
-// Assigns a temporary fileref of the host's choosing and learns the path of its file. What a
-// failure leaves is released with the file.
+// Settles what the temporary file will be opened with, assigns a temporary fileref of the host's
+// choosing, and learns the path of its file. What a failure leaves is released with the file.
 rctype create_tempfile(FFCB* ffcb);
 
 // Opens the temporary file with the file's own open parameters.
@@ -12,6 +12,3 @@ rctype open_tempfile(FFCB* ffcb);
 
 // Closes the temporary file if it is open. After a failure it still is.
 rctype close_tempfile(FFCB* ffcb);
-
-// Makes the open parameters of the temporary file, FFCB.xxopenparm.
-rctype make_temp_openparm(FFCB* ffcb);

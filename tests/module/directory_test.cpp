@@ -1,0 +1,360 @@
+// Directories: their members one by one, what kind they are, and members as files.
+#include "sup/src/yxsftp/directory.h"
+
+#include "tests/module/module_host.h"
+
+namespace fileref {
+namespace {
+
+constexpr char kPrompt[] = "sftp> ";
+constexpr char kNotThere[] = "Couldn't stat: No such file or directory\nsftp> ";
+
+class Directories : public testing::Test {
+ protected:
+  ~Directories() override { client().script.clear(); }
+
+  ScriptedClient& client() { return host_.client; }
+  AMENT& table() { return host_.table(); }
+  // A listing of these names.
+  static Answer listing(const std::string& names) {
+    return Chunk("sftp> ls \n" + names + "\n" + kPrompt);
+  }
+
+  void assign(const std::string& options = "", const std::string& physical = "/d") {
+    ASSERT_EQ(host_.assign("LIB", physical, "HOST='h' DIR " + options), kSuccess);
+  }
+  rctype open(ptr* directory, const char* name = "lib") {
+    runtime::Name8 logical = runtime::name8(name);
+    host_.runtime.begin_entry(name);
+    return table().amdopen.entryp(directory, logical.data(), host_.runtime.request());
+  }
+  rctype close(ptr directory) { return table().amdclos.entryp(directory); }
+
+  rctype next(ptr directory, std::string* member, int flag = 0) {
+    char name[512];
+    int length = 0;
+    std::string type(8, '?');
+    info_ = {};
+    host_.runtime.begin_entry("LIB");
+    const rctype rc =
+        table().amdnext.entryp(&cursor_, directory, name, &length, type.data(), flag, &info_);
+    *member = std::string(name, static_cast<size_t>(length));
+    if (flag != 0) *member += "<" + type + ">";
+    return rc;
+  }
+  // All members to the end, each with a "|" behind it.
+  std::string all(ptr directory, int flag = 0) {
+    std::string names, member;
+    rctype rc = kSuccess;
+    while ((rc = next(directory, &member, flag)) == kSuccess) names += member + "|";
+    return rc == kEndOfMembers ? names : names + std::to_string(static_cast<unsigned>(rc));
+  }
+
+  rctype open_member(ptr* file, ptr directory, std::string name, const char* type = nullptr,
+                     int mode = kOpenInput, const std::string& options = "") {
+    WX_OPENPARM parms{};
+    parms.openmode = mode;
+    if (!options.empty()) parms.hostptr = host_.options(options);
+    host_.runtime.begin_entry("LIB");
+    return table().ammopen.entryp(file, directory, name.data(), static_cast<int>(name.size()),
+                                  const_cast<char*>(type), &parms);
+  }
+  rctype exists(ptr directory, std::string name, const char* type = nullptr) {
+    host_.runtime.begin_entry("LIB");
+    return table().ammexst.entryp(directory, name.data(), static_cast<int>(name.size()),
+                                  const_cast<char*>(type));
+  }
+  int open_count() { return host_.fileref("LIB")->open; }
+
+  ModuleHost host_;
+  ptr cursor_ = nullptr;
+  WX_INFOPARM info_;
+};
+
+TEST_F(Directories, ListTheirMembersOverAndOver) {
+  ptr directory = nullptr;
+  assign();
+  ASSERT_EQ(open(&directory), kSuccess);
+  EXPECT_EQ(client().dialogue(), "") << "nothing is started yet";
+  EXPECT_EQ(host_.deassign("LIB"), kStillOpen);
+  client().script = {kPrompt, kPrompt, listing("a  b.c"), listing(""), listing("c")};
+  EXPECT_EQ(all(directory), "a|b.c|");
+  EXPECT_EQ(all(directory), "");
+  std::string member;
+  EXPECT_EQ(next(directory, &member), kSuccess);
+  EXPECT_EQ(member, "c");
+  EXPECT_EQ(client().dialogue(), "sftp   h\ncd \"/d\"\nls \nls \nls \n");
+  EXPECT_EQ(close(directory), kSuccess);
+  EXPECT_EQ(close(nullptr), kNullPointer);
+  EXPECT_EQ(next(nullptr, &member), kNullPointer);
+  EXPECT_EQ(host_.deassign("LIB"), kSuccess);
+}
+
+TEST_F(Directories, AreRefusedForOtherFilerefs) {
+  ptr directory = nullptr;
+  host_.assign("LIB", "/d/x");
+  EXPECT_EQ(open(&directory), kWrongUse);
+  EXPECT_EQ(host_.logged(), "error: " + message_text<message::NotADirectory>("SFTP") + "|");
+  EXPECT_EQ(open_count(), 0);
+  EXPECT_EQ(open(&directory, "nobody"), kNotAssigned);
+  EXPECT_EQ(host_.attached(), "NOBODY");
+  EXPECT_EQ(directory, nullptr);
+  host_.deassign("LIB");
+}
+
+TEST_F(Directories, TellKindsAndTypes) {
+  const struct {
+    int flag;
+    const char* name;
+    const char* handed_out;
+  } cases[] = {
+      {0, "data.2024.csv", "data.2024.csv"},
+      {kSplitType, "data.2024.csv", "data<2024.csv>"},
+      {kCopyType, "data.2024.csv", "data.2024.csv<2024.csv>"},
+      {kSplitType | kCopyType, "a.b", "a<b       >"},
+      {kSplitType, "data.longer.type", "data<longer.t>"},
+      {kSplitType, "noext", "noext<        >"},
+      {kSplitType, "end.", "end<        >"},
+      {kSplitType, ".profile", ".profile<        >"},
+      {kFindKind, "a.b", "a.b<        >"},
+      {kFindKind | kSplitType, "a.b", "a<b       >"},
+  };
+  ptr directory = nullptr;
+  std::string member;
+  assign("LSA");
+  open(&directory);
+  client().script = {kPrompt, kPrompt};
+  for (const auto& c : cases) {
+    client().script.push_back(listing(c.name));
+    ASSERT_EQ(next(directory, &member, c.flag), kSuccess);
+    EXPECT_EQ(member, c.handed_out);
+    ASSERT_EQ(next(directory, &member), kEndOfMembers);
+  }
+  client().dialogue();
+  client().script = {listing("sub file gone"), kPrompt, kPrompt, kNotThere,
+                     "canonicalise: no\nsftp> "};
+  for (const long kind : {kInfoDirectory, kInfoFile, kInfoFile}) {
+    ASSERT_EQ(next(directory, &member, kFindKind), kSuccess);
+    EXPECT_EQ(info_.flag, kind) << member;
+    EXPECT_EQ(std::string(info_.devtype, 8), "SFTP    ");
+    EXPECT_EQ(std::string(info_.pname, static_cast<size_t>(info_.namelen)) + "<        >", member);
+  }
+  EXPECT_EQ(client().dialogue(), "ls -a \ncd \"sub\"\ncd ..\ncd \"file\"\ncd \"gone\"\n");
+  close(directory);
+  host_.deassign("LIB");
+}
+
+TEST_F(Directories, ReportWhatFails) {
+  const auto failed = [](const char* name) {
+    return message_text<message::RemoteNameFailed>(name);
+  };
+  const auto late = message_text<message::NoAnswerInTime>();
+  const struct {
+    std::deque<Answer> script;  // behind that of the directory's own `cd`
+    rctype rc;
+    std::string attached;
+    std::string logged;
+  } cases[] = {
+      {{Answer(kRefused)}, kFailed, failed("ls "), "note: ls |"},
+      {{Answer(Chunk(kNoAnswerInTime))}, kFailed, late, ""},
+      {{Answer(kNotThere)}, kFailed, failed("/d"), ""},
+      {{listing("a"), kRefused}, kFailed, failed("a"), "note: cd \"a\"|"},
+      {{listing("a"), Chunk(kNoAnswerInTime)}, kFailed, late, ""},
+      {{listing("a"), Chunk(kProcessFailed)}, kFailed, failed("a"), ""},
+      {{listing("a"), kPrompt, kRefused}, kFailed, failed("a"), "note: cd ..|"},
+      {{listing("a"), kPrompt, Chunk(kNoAnswerInTime)}, kFailed, late, ""},
+      {{listing("a"), kPrompt, Chunk(kProcessFailed)}, kFailed, failed("a"), ""},
+      {{listing("a"), kPrompt, kNotThere}, kFailed, failed("a"), ""},
+  };
+  for (const auto& c : cases) {
+    ptr directory = nullptr;
+    std::string member;
+    assign();
+    open(&directory);
+    client().script = {kPrompt, kPrompt};
+    client().script.insert(client().script.end(), c.script.begin(), c.script.end());
+    EXPECT_EQ(next(directory, &member, kFindKind), c.rc);
+    EXPECT_EQ(host_.attached(), c.attached);
+    EXPECT_EQ(host_.logged(), c.logged);
+    EXPECT_EQ(close(directory), kSuccess);
+    EXPECT_EQ(host_.deassign("LIB"), kSuccess);
+    EXPECT_EQ(host_.runtime.outstanding(), 0);
+  }
+  ptr directory = nullptr;
+  assign();
+  open(&directory);
+  client().script = {kPrompt, kPrompt, listing("a b")};
+  char name[512];
+  char type[8];
+  int length = 0;
+  EXPECT_EQ(table().amdnext.entryp(&cursor_, directory, name, &length, type, kFindKind, nullptr),
+            kNullPointer);
+  close(directory);
+  host_.deassign("LIB");
+}
+
+// A client that cannot find back would work in the wrong directory ever after.
+TEST_F(Directories, GiveUpAClientThatIsLost) {
+  ptr directory = nullptr;
+  ptr file = nullptr;
+  std::string member;
+  assign();
+  open(&directory);
+  client().script = {kPrompt, kPrompt, listing("sub a"), kPrompt, kNotThere};
+  EXPECT_EQ(next(directory, &member, kFindKind), kFailed);
+  EXPECT_EQ(client().alive, 0);
+  EXPECT_EQ(next(directory, &member, kFindKind), kFailed) << "nobody is left to ask";
+  client().files["a"] = "1\n";
+  client().dialogue();
+  EXPECT_EQ(open_member(&file, directory, "a"), kSuccess);
+  EXPECT_EQ(client().dialogue(), "2> sftp   h\n2> cd \"/d\"\n2> get \"a\" \"TEMP\"\n");
+  close(directory);
+  table().ammclos.entryp(file);
+  host_.deassign("LIB");
+}
+
+TEST_F(Directories, OpenTheirMembers) {
+  const struct {
+    const char* assigned;
+    const char* name;
+    const char* type;
+    const char* remote;
+  } cases[] = {
+      {"", "report", "CSV     ", "report"},      {"FILEEXT", "report", "CSV     ", "report.CSV"},
+      {"FILEEXT", "report", nullptr, "report"},  {"FILEEXT", "r.txt", "CSV     ", "r.txt"},
+      {"FILEEXT", ".rc", "CSV     ", ".rc.CSV"}, {"FILEEXT", "r", "LONGTYPE", "r.LONGTYPE"},
+      {"FILEEXT", "r", "        ", "r."},        {"LS MGET", "a b", nullptr, "a b"},
+      {"FILEEXT LSA", "r", "A B     ", "r.A"},
+  };
+  for (const auto& c : cases) {
+    ptr directory = nullptr;
+    ptr file = nullptr;
+    assign(c.assigned);
+    open(&directory);
+    client().files = {{c.remote, "one\ntwo\n"}};
+    ASSERT_EQ(open_member(&file, directory, c.name, c.type, kOpenInput, "LRECL=99"), kSuccess)
+        << host_.attached();
+    EXPECT_EQ(open_count(), 2);
+    EXPECT_EQ(static_cast<FFCB*>(file)->lrecl, 99);
+    EXPECT_EQ(host_.read_all(file), "one|two|") << c.remote;
+    // They may be closed in any order.
+    EXPECT_EQ(close(directory), kSuccess);
+    EXPECT_EQ(host_.deassign("LIB"), kStillOpen);
+    EXPECT_EQ(table().ammclos.entryp(file), kSuccess);
+    EXPECT_EQ(host_.deassign("LIB"), kSuccess);
+    client().started = 0;
+    EXPECT_EQ(client().dialogue(),
+              "sftp   h\ncd \"/d\"\nget \"" + std::string(c.remote) + "\" \"TEMP\"\n");
+  }
+}
+
+TEST_F(Directories, SendTheirMembers) {
+  ptr directory = nullptr;
+  ptr file = nullptr;
+  assign("FILEEXT");
+  open(&directory);
+  ASSERT_EQ(open_member(&file, directory, "new", "TXT     ", kOpenOutput), kSuccess);
+  host_.write(file, "line");
+  EXPECT_EQ(table().ammclos.entryp(file), kSuccess);
+  EXPECT_EQ(client().files["new.TXT"], "line\n");
+  ASSERT_EQ(open_member(&file, directory, "new", "TXT     ", kOpenOutput), kSuccess);
+  client().script = {kRefused};
+  EXPECT_EQ(table().ammclos.entryp(file), kFailed);
+  ASSERT_EQ(open_member(&file, directory, "x", nullptr, 0), kSuccess);
+  EXPECT_EQ(open_count(), 2);
+  EXPECT_EQ(table().ammclos.entryp(file), kSuccess);
+  EXPECT_EQ(open_count(), 1);
+  // Options of an open that fails go with it.
+  client().dialogue();
+  EXPECT_EQ(open_member(&file, nullptr, "x", nullptr, kOpenInput, "LRECL=99"), kNullPointer);
+  EXPECT_EQ(open_member(&file, directory, "missing", nullptr, kOpenInput, "CD='x'"), kFailed);
+  EXPECT_EQ(host_.attached(), message_text<message::RemoteNameFailed>("missing"));
+  EXPECT_EQ(file, nullptr);
+  EXPECT_EQ(open_count(), 1);
+  close(directory);
+  host_.deassign("LIB");
+}
+
+TEST_F(Directories, KnowWhatExists) {
+  ptr directory = nullptr;
+  assign("FILEEXT WAIT_MILLISECONDS=9");
+  open(&directory);
+  client().files["here.TXT"] = "1";
+  EXPECT_EQ(exists(directory, "here", "TXT     "), kSuccess);
+  EXPECT_EQ(host_.pauses, std::vector<long>(4, 9)) << "start, cd, get, and the look";
+  EXPECT_EQ(exists(directory, "gone", nullptr), kDoesNotExist);
+  EXPECT_EQ(host_.attached(), "4|gone");
+  EXPECT_EQ(exists(nullptr, "gone", nullptr), kDoesNotExist);
+  EXPECT_EQ(open_count(), 1);
+  close(directory);
+  host_.deassign("LIB");
+}
+
+TEST_F(Directories, FilerefsAndTheirFilesExist) {
+  const struct {
+    const char* physical;
+    Answer answer;
+    rctype rc;
+    const char* command;
+  } cases[] = {
+      {"README", listing("a readme b"), kSuccess, "ls \n"},
+      {"README", listing("readme.x README2"), kDoesNotExist, "ls \n"},
+      {"README", listing(""), kDoesNotExist, "ls \n"},
+      {".rc", "sftp> ls -a \n. ..\n.rc\nsftp> ", kSuccess, "ls -a \n"},
+      {"", listing("a"), kDoesNotExist, "ls \n"},
+      {"README", Chunk(kNoAnswerInTime), kFailed, "ls \n"},
+  };
+  runtime::Name8 logical = runtime::name8("lib");
+  const rebid reb = host_.runtime.request();
+  for (const auto& c : cases) {
+    host_.assign("LIB", c.physical);
+    EXPECT_EQ(table().amexstl.entryp(logical.data(), reb), kSuccess);
+    client().script = {kPrompt, c.answer};
+    EXPECT_EQ(table().amexstp.entryp(logical.data(), reb), c.rc) << c.physical;
+    client().started = 0;
+    EXPECT_EQ(client().dialogue(), std::string("sftp   h\n") + c.command);
+    host_.deassign("LIB");
+    EXPECT_EQ(host_.runtime.outstanding(), 0);
+  }
+  EXPECT_EQ(table().amexstl.entryp(logical.data(), reb), kNotAssigned);
+  EXPECT_EQ(table().amexstp.entryp(logical.data(), reb), kNotAssigned);
+}
+
+// What a directory was opened with holds until it is closed, for its members too.
+TEST_F(Directories, OutliveAReassignment) {
+  for (const bool started : {false, true}) {
+    ptr directory = nullptr;
+    ptr member = nullptr;
+    ptr other = nullptr;
+    std::string name;
+    assign("LRECL=50", "/old");
+    open(&directory);
+    client().files = {{"m", "1\n"}, {"f", "2\n"}};
+    if (started) {
+      client().script = {kPrompt, kPrompt, listing("m n")};
+      EXPECT_EQ(next(directory, &name, 0), kSuccess);
+    }
+    ASSERT_EQ(host_.assign("LIB", "f", "HOST='new'"), kSuccess);
+    EXPECT_EQ(host_.open(&other, "LIB", kOpenInput), kSuccess);
+    EXPECT_EQ(open_member(&member, directory, "m"), kSuccess);
+    EXPECT_EQ(static_cast<FFCB*>(member)->lrecl, 50);
+    EXPECT_EQ(client().alive, 2);
+    EXPECT_EQ(client().dialogue(),
+              started ? "sftp   h\ncd \"/old\"\nls \n2> sftp   new\n2> get \"f\" \"TEMP\"\n"
+                        "get \"m\" \"TEMP\"\n"
+                      : "sftp   new\nget \"f\" \"TEMP\"\n2> sftp   h\n2> cd \"/old\"\n"
+                        "2> get \"m\" \"TEMP\"\n");
+    EXPECT_EQ(host_.close(other), kSuccess);
+    EXPECT_EQ(host_.deassign("LIB"), kStillOpen);
+    EXPECT_EQ(close(directory), kSuccess);
+    EXPECT_EQ(host_.deassign("LIB"), kSuccess);
+    EXPECT_EQ(client().alive, 1);
+    EXPECT_EQ(host_.read_all(member), "1|");
+    EXPECT_EQ(table().ammclos.entryp(member), kSuccess);
+    EXPECT_EQ(host_.runtime.outstanding(), 0);
+    client().started = 0;
+  }
+}
+
+}  // namespace
+}  // namespace fileref
