@@ -3,6 +3,7 @@
 
 #include "sup/src/yxsftp/entries.h"
 #include "tests/module/module_host.h"
+#include "tests/module/service_watch.h"
 
 namespace fileref {
 namespace {
@@ -107,6 +108,15 @@ TEST_F(Assignment, IsRefusedWithoutOptionsOrMethod) {
   EXPECT_EQ(host_.attached(), "IN");
   EXPECT_EQ(host_.logged(), "error: " + message_text<message::NoOptions>("SFTP", "SFTP") + "|");
   EXPECT_EQ(yxsasgn(name, request_, other, physical, 1, host_.options("")), kUnknownMethod);
+}
+
+TEST_F(Assignment, LooksTheMethodUpWhereAssignmentsLive) {
+  for (const int local : {0, 1}) {
+    ServiceWatch watch(host_.runtime);
+    host_.runtime.access_method_control.fileassignlocal = local;
+    ASSERT_EQ(host_.assign("A", "f", ""), kSuccess);
+    EXPECT_EQ(watch.calls["yxamscp"], local);
+  }
 }
 
 TEST_F(Assignment, IsFoundInBothMethodBlocks) {

@@ -47,7 +47,8 @@ class ScriptedClient {
   // Answers to the next commands; a start counts as one. Past the end every command succeeds, but
   // for the `get` of a file that is not there.
   std::deque<Answer> script;
-  // The remote files by the names that commands give them: a `get` copies one, a `put` makes one.
+  // The remote files by the names that commands give them: a `get` copies one, a `put` makes one,
+  // an `ls` lists them all.
   std::map<std::string, std::string> files;
   std::string prompt = "sftp> ";
   int started = 0;
@@ -58,7 +59,7 @@ class ScriptedClient {
   std::string dialogue() { return std::exchange(dialogue_, {}); }
 
   TKStatus launch(const std::string& command_line, LSProcessp* process) {
-    Answer answer = next_answer(prompt.c_str());
+    Answer answer = next_answer(prompt);
     if (answer.chunks.empty()) return kProcessFailed;
     auto* made = new Process(*this, ++started);
     ++alive;
@@ -122,8 +123,8 @@ class ScriptedClient {
     std::deque<Chunk> pending;
   };
 
-  Answer next_answer(Answer otherwise) {
-    if (script.empty()) return otherwise;
+  Answer next_answer(const std::string& otherwise) {
+    if (script.empty()) return Chunk(otherwise);
     Answer answer = std::move(script.front());
     script.pop_front();
     return answer;
@@ -141,6 +142,18 @@ class ScriptedClient {
     return command.substr(from, command.find('"', from) - from);
   }
 
+  // What an obliging client says.
+  std::string own_answer(const std::string& command, const std::string& remote) const {
+    std::string said;
+    if (command.starts_with("get ") && files.count(remote) == 0) {
+      said = "unable to open: no such file or directory\n";
+    }
+    if (command.starts_with("ls ")) {
+      for (const auto& [name, text] : files) said += name + "\n";
+    }
+    return said + prompt;
+  }
+
   TKStatus take_command(Process& process, std::string command) {
     EXPECT_FALSE(process.closed) << "a command for a client that was closed: " << command;
     if (faults_.hit()) return kProcessFailed;
@@ -150,14 +163,11 @@ class ScriptedClient {
     const bool put = command.starts_with("put ");
     const std::string remote = get || put ? quoted(command, get ? 1 : 2) : "";
     const std::string local = get || put ? quoted(command, get ? 2 : 1) : "";
-    const bool missing = get && files.count(remote) == 0;
     if (get || put) command.replace(command.find(local), local.size(), "TEMP");
-    Answer answer =
-        next_answer(missing ? ("unable to open: no such file or directory\n" + prompt).c_str()
-                            : prompt.c_str());
+    Answer answer = next_answer(own_answer(command, remote));
     if (answer.chunks.empty()) return kProcessFailed;
     note(process.number, command);
-    if (get && !missing) support::write_file(local, files[remote]);
+    if (get && files.count(remote) != 0) support::write_file(local, files[remote]);
     if (put) files[remote] = support::read_file(local);
     process.pending = std::move(answer.chunks);
     return kSuccess;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -42,8 +43,8 @@ class ServiceWatch {
   std::map<std::string, int> calls;
   // Services that the armed fault of the runtime made fail.
   std::set<std::string> failed;
-  // Temporary filerefs that the host did not take back.
-  std::vector<runtime::Name8> not_deassigned;
+  // Give back what the host was offered and did not take.
+  std::vector<std::function<void()>> not_taken_back;
 
  private:
   template <class Service, class Fn>
@@ -63,7 +64,9 @@ class ServiceWatch {
       const R result = reinterpret_cast<R (*)(A...)>(
           watch.original_[Service::vector][Service::slot])(arguments...);
       if (faults.fired() && (!fired || watch.for_ever)) watch.failed.insert(Service::name);
-      if constexpr (std::is_same_v<Service, service::yxrdasg>) watch.note(result, arguments...);
+      if constexpr (std::is_same_v<R, wrcode>) {
+        if (result != kSuccess) watch.note(Service{}, arguments...);
+      }
       return result;
     }
   };
@@ -72,8 +75,14 @@ class ServiceWatch {
     static void put(HostSlot& /*slot*/) {}
   };
 
-  void note(wrcode rc, const char* logicalname, rebid /*reb*/) {
-    if (rc != kSuccess) not_deassigned.push_back(runtime::name_at(logicalname));
+  template <class... Any>
+  void note(Any... /*any*/) {}
+  void note(service::yxrdasg, char* logicalname, rebid) {
+    not_taken_back.push_back(
+        [this, name = runtime::name_at(logicalname)] { runtime_.temp.deassign(name); });
+  }
+  void note(service::wmpoold, POOL* pool) {
+    not_taken_back.push_back([this, pool] { runtime_.memory.delete_private_pool(pool); });
   }
 
   inline static ServiceWatch* current_ = nullptr;

@@ -15,7 +15,7 @@ const std::string kOpenOptions = "LRECL=70 OPTIONS='-v' LSFILE='m' ENCODING=lati
 // A host that remembers its open files.
 struct World {
   World() : watch(host.runtime) {
-    host.client.prompt = "SFTP> ";  // so that it does not matter when upper-casing fails
+    host.client.prompt = "sftp> SFTP> ";  // seen even when upper-casing fails
     host.client.files["f"] = "data\n";
   }
   ~World() {
@@ -23,7 +23,7 @@ struct World {
     if (host.fileref("A") != nullptr) {
       EXPECT_EQ(host.deassign("A"), kSuccess);
     }
-    for (const runtime::Name8& name : watch.not_deassigned) host.runtime.temp.deassign(name);
+    for (const auto& take_back : watch.not_taken_back) take_back();
   }
 
   rctype assign() { return host.assign("A", "/d/f", kAllOptions); }
@@ -61,12 +61,14 @@ struct World {
   ModuleHost host;
   ServiceWatch watch;
   std::vector<ptr> files;
+  std::string records;  // that were read through
 };
 
 struct Scenario {
   const char* name;
   rctype (*prepare)(World& w);
   rctype (*run)(World& w);
+  const char* records = "";
 };
 
 rctype nothing(World& /*w*/) {
@@ -95,6 +97,30 @@ rctype output(World& w) {
   if (rc == kSuccess) rc = w.write();
   return rc == kSuccess ? w.close() : rc;
 }
+rctype listed(World& w) {
+  return w.host.assign("A", "", "HOST='h' LS");
+}
+rctype several(World& w) {
+  w.host.client.files["g"] = "";
+  w.host.client.files["h"] = "last\n";
+  return w.host.assign("A", "(f g h)", "HOST='h' MGET");
+}
+rctype read_through(World& w) {
+  rctype rc = open_input(w);
+  std::string record;
+  w.records.clear();
+  while (rc == kSuccess && (rc = w.host.read(w.files.back(), &record)) == kSuccess) {
+    w.records += record + "|";
+  }
+  return plain_code(rc) == kEndOfFile ? w.close() : rc;
+}
+rctype batch(World& w) {
+  return w.host.assign("A", "f", "HOST='h' BATCHFILE='b'");
+}
+rctype run_batch(World& w) {
+  w.host.client.script = {{"done\n", kEndOfOutput}};
+  return read_through(w);
+}
 rctype deassign(World& w) {
   return w.host.deassign("A");
 }
@@ -113,6 +139,9 @@ constexpr Scenario kScenarios[] = {
     {"first open", assigned, open_input},
     {"open on a running session", started, open_input},
     {"output", started, output},
+    {"listing", listed, read_through, "f|"},
+    {"several files", several, read_through, "data|last|"},
+    {"batch", batch, run_batch},
     {"deassign", started, deassign},
     {"whole life", nothing, life},
 };
@@ -120,15 +149,20 @@ constexpr Scenario kScenarios[] = {
 enum class Fault { kAllocation, kService };
 
 // What the module cannot do anything about, or need not.
-const std::set<std::string> kBenign = {"yyrn6gf", "wttimer", "wzstrup", "yhqblot", "yxrdasg"};
+const std::set<std::string> kBenign = {"wmpoold", "wttimer", "wzstrup",
+                                       "yhqblot", "yxrdasg", "yyrn6gf"};
 
-void judge(const World& w, Fault fault, rctype rc) {
+void judge(const World& w, const Scenario& scenario, Fault fault, rctype rc) {
   if (fault == Fault::kAllocation) {
-    EXPECT_EQ(rc, kNoMemory);
-    EXPECT_EQ(w.host.attached(), "");
+    // A listing that runs out of memory under way names its command.
+    const bool named = scenario.prepare == listed && rc == kFailed;
+    EXPECT_EQ(rc, named ? kFailed : kNoMemory);
+    EXPECT_EQ(w.host.attached().empty(), !named);
     return;
   }
   const std::set<std::string>& failed = w.watch.failed;
+  // The last close of several files is tried again by the close of them all.
+  if (scenario.prepare == several && failed == std::set<std::string>{"yxclose"}) return;
   const bool benign = std::includes(kBenign.begin(), kBenign.end(), failed.begin(), failed.end());
   if (failed.empty() || !benign) {
     EXPECT_NE(rc, kSuccess) << "nobody was told";
@@ -157,14 +191,18 @@ bool fails_cleanly(const Scenario& scenario, Fault fault, long nth, bool for_eve
     EXPECT_EQ(rc, kSuccess);
     return false;
   }
-  judge(w, fault, rc);
+  judge(w, scenario, fault, rc);
   EXPECT_LE(w.host.client.alive, 1);
-  if (rc == kSuccess) return true;
+  if (rc == kSuccess) {
+    EXPECT_EQ(w.records, scenario.records);
+    return true;
+  }
   while (w.files.size() > open) EXPECT_EQ(w.close(), kSuccess);
   if (scenario.run != life) {
     EXPECT_EQ(w.digest(), before);
   }
   EXPECT_EQ(scenario.run(w), kSuccess) << "another try";
+  EXPECT_EQ(w.records, scenario.records);
   return true;
 }
 
