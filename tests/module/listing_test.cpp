@@ -70,6 +70,15 @@ TEST_F(Listings, AskForWhatIsWanted) {
   }
 }
 
+TEST_F(Listings, RefuseCommandsThatDoNotFit) {
+  const std::string fits = times(4095 - 4, "x");
+  EXPECT_EQ(list("LS MGET", kEnd.c_str(), fits), kSuccess);
+  EXPECT_EQ(host_.client.dialogue(), "sftp   h\nls " + fits + "\n");
+  EXPECT_EQ(list("LS MGET", kEnd.c_str(), fits + "x"), kFailed);
+  EXPECT_EQ(attached_, message_text<message::RemoteNameFailed>(fits.c_str()));
+  EXPECT_EQ(host_.client.dialogue(), "sftp   h\n") << "nothing is sent";
+}
+
 TEST_F(Listings, InColumns) {
   const std::string dots = ".            ..           ";
   const struct {
