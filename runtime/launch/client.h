@@ -71,8 +71,9 @@ class Client {
   // what is there, which may be nothing. A failed command is reported once.
   virtual TKStatus read(int mode, char* buffer, std::size_t capacity, std::size_t* length) = 0;
 
-  // 0 as soon as `read` has something to deliver or report, kNoAnswerInTime when nothing came
-  // within `at_most`. Never ends the client.
+  // 0 as soon as `read` has something to deliver or report, kNoAnswerInTime when nothing came. An
+  // unknown client is waited for `at_most`, and never ended. Of a known one an answer under way is
+  // waited for to its end or its limit, and any other not at all.
   virtual TKStatus wait(std::chrono::milliseconds at_most) = 0;
 
   // Lets at most that time pass, and less as soon as no answer is under way.

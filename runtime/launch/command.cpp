@@ -16,6 +16,9 @@ constexpr std::array<Form, 4> kForms{{{"cd \"", Verb::kChangeDirectory},
                                       {"mkdir \"", Verb::kMakeDirectory},
                                       {"get \"", Verb::kDownload},
                                       {"put \"", Verb::kUpload}}};
+constexpr std::string_view kLeave = "cd ..";
+constexpr std::string_view kList = "ls ";
+constexpr std::string_view kAll = "-a ";
 constexpr std::string_view kBetweenNames = "\" \"";
 
 std::optional<Command> names_of(Verb verb, std::string_view names) {
@@ -35,6 +38,12 @@ std::optional<Command> names_of(Verb verb, std::string_view names) {
 
 std::optional<Command> parse_command(std::string_view text, std::string* why) {
   if (text.ends_with('\n')) text.remove_suffix(1);
+  if (text.starts_with(kList)) {
+    const std::string_view names = text.substr(kList.size());
+    if (names == kAll) return Command{Verb::kList, {}, {}, true};
+    return Command{Verb::kList, std::string(names)};
+  }
+  if (text == kLeave) return Command{Verb::kLeaveDirectory, {}};
   for (const Form& form : kForms) {
     if (!text.starts_with(form.opening) || !text.ends_with('"')) continue;
     std::string_view names = text.substr(form.opening.size());

@@ -8,16 +8,17 @@
 namespace fileref::runtime {
 
 struct Command {
-  enum class Verb { kChangeDirectory, kMakeDirectory, kDownload, kUpload };
+  enum class Verb { kChangeDirectory, kMakeDirectory, kDownload, kUpload, kList, kLeaveDirectory };
 
   Verb verb;
-  std::string remote;      // as the user wrote it: nothing is escaped
+  std::string remote;      // as it was written: nothing in it is quoted
   std::string local = {};  // of a transfer
+  bool dot_names = false;  // of a listing: with the names that begin with a dot
 };
 
-// Takes apart `cd "X"`, `mkdir "X"`, `get "X" "Y"` or `put "Y" "X"`, ended by a line feed. X may
-// hold any byte, quotes included; Y does not hold `" "`. Returns nothing and says why when the text
-// is no such command.
+// Takes apart `cd "X"`, `mkdir "X"`, `get "X" "Y"`, `put "Y" "X"`, `ls X`, `ls `, `ls -a ` or `cd
+// ..`, ended by a line feed. X may hold any byte, quotes included; Y does not hold `" "`. Returns
+// nothing and says why when the text is no such command.
 std::optional<Command> parse_command(std::string_view text, std::string* why);
 
 }  // namespace fileref::runtime

@@ -62,8 +62,10 @@ TKStatus FramedClient::read(int mode, char* buffer, std::size_t capacity, std::s
   return kEndOfOutput;
 }
 
-TKStatus FramedClient::wait(std::chrono::milliseconds at_most) {
-  pump(at_most);
+// An answer under way is waited for to its end or its limit, since a slow server's silence would
+// pass for the end of a listing.
+TKStatus FramedClient::wait(std::chrono::milliseconds) {
+  if (busy()) run_until(Clock::time_point::max());
   const bool waiting = failure_ == kSuccess && answer_.left() == 0 && child().talking();
   return waiting ? kNoAnswerInTime : kSuccess;
 }
@@ -133,7 +135,8 @@ void FramedClient::settle() {
   listen(Clock::now());
   error_lines_.flush();
   note_output();
-  const Exchange done = *std::exchange(exchange_, std::nullopt);
+  const Exchange done = *std::move(exchange_);
+  exchange_.reset();
   if (!done.request().look) remember_errors(done.reply().err);
   advance(operation_->take(done.reply()));
 }
@@ -142,6 +145,7 @@ void FramedClient::finish(Answer answer) {
   operation_.reset();
   answer_.append(answer.text);
   failure_ = answer.status;
+  if (answer.ends_client) child().end(Milliseconds{0}, limits().close_grace);
   if (answer.status == kSuccess && !answer.refused) forget_failure();
   explain(std::move(answer.explanation));
 }

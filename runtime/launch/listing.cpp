@@ -10,12 +10,6 @@ namespace {
 
 using Kind = RemoteFile::Kind;
 
-struct Entry {
-  char type;
-  std::uint64_t size;
-  std::string_view name;
-};
-
 bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -34,23 +28,15 @@ bool is_date(std::string_view text) {
          is_digit(text[11]) && text[12] == ' ';
 }
 
-// Columns: mode, links, owner, group, size, date, name. Owner and group may hold blanks, so the
-// size is known by the date behind it.
-std::optional<Entry> parse_entry(std::string_view line) {
-  for (std::size_t blank = line.find(' '); blank != line.npos; blank = line.find(' ', blank + 1)) {
-    if (blank == 0 || !is_digit(line[blank - 1]) || !is_date(line.substr(blank + 1))) continue;
-    const std::size_t before = line.rfind(' ', blank - 1);
-    if (before == line.npos) return std::nullopt;
-    Entry entry{line[0], 0, line.substr(blank + 1 + kDateLength)};
-    const char* end = line.data() + blank;
-    const auto [parsed, error] = std::from_chars(line.data() + before + 1, end, entry.size);
-    if (error != std::errc{} || parsed != end) return std::nullopt;
-    return entry;
-  }
-  return std::nullopt;
+// "-rw-r--r-- ", perhaps with a mark of more rights in place of the blank.
+constexpr std::size_t kModeLength = 10;
+
+bool is_mode(std::string_view text) {
+  return text.size() > kModeLength && text.find_first_not_of("rwxsStTlL-", 1) == kModeLength &&
+         (std::isalpha(static_cast<unsigned char>(text[0])) || text[0] == '-' || text[0] == '?');
 }
 
-// The lines behind the echo of the command; more than one are as good as many.
+// More than one line are as good as many.
 std::vector<std::string_view> listed_lines(std::string_view out) {
   std::vector<std::string_view> lines;
   for (std::size_t end; lines.size() < 3 && (end = out.find('\n')) != out.npos;
@@ -61,20 +47,37 @@ std::vector<std::string_view> listed_lines(std::string_view out) {
   return lines;
 }
 
-auto slashes(std::string_view text) {
-  return std::count(text.begin(), text.end(), '/');
+}  // namespace
+
+// Owner and group may hold blanks, so the size is known by the date behind it.
+std::optional<LongLine> parse_long_line(std::string_view line) {
+  if (!is_mode(line)) return std::nullopt;
+  for (std::size_t blank = line.find(' '); blank != line.npos; blank = line.find(' ', blank + 1)) {
+    if (!is_digit(line[blank - 1]) || !is_date(line.substr(blank + 1))) continue;
+    const std::size_t before = line.rfind(' ', blank - 1);
+    if (before == line.npos) return std::nullopt;
+    if (line.size() == blank + 1 + kDateLength) return std::nullopt;
+    LongLine entry{line[0], 0, line.substr(blank + 1 + kDateLength)};
+    const char* end = line.data() + blank;
+    const auto [parsed, error] = std::from_chars(line.data() + before + 1, end, entry.size);
+    if (error != std::errc{} || parsed != end) return std::nullopt;
+    return entry;
+  }
+  return std::nullopt;
 }
 
-}  // namespace
+std::size_t slashes(std::string_view path) {
+  return static_cast<std::size_t>(std::count(path.begin(), path.end(), '/'));
+}
 
 RemoteFile read_listing(const Reply& reply, std::string_view name) {
   if (name.ends_with('/')) return {Kind::kDirectory};
   const std::vector<std::string_view> lines = listed_lines(reply.out);
   if (lines.empty()) return {reply.err.empty() ? Kind::kDirectory : Kind::kUnknown};
   if (lines.size() > 1) return {Kind::kDirectory};
-  const std::optional<Entry> entry = parse_entry(lines.front());
+  const std::optional<LongLine> entry = parse_long_line(lines.front());
   if (!entry) return {};
-  if (slashes(entry->name) > slashes(name)) return {Kind::kDirectory};
+  if (slashes(entry->path) > slashes(name)) return {Kind::kDirectory};
   switch (entry->type) {
     case 'd':
       return {Kind::kDirectory};

@@ -1,4 +1,4 @@
-// What the server says about one name, read from the client's long numeric listing of it.
+// What the server says about a name, read from the client's long numeric listing of it.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,18 @@
 #include "runtime/launch/operation.h"
 
 namespace fileref::runtime {
+
+// A line of the client's long listing: mode, links, owner, group, size, date, name.
+struct LongLine {
+  char type;  // the first of the mode: '-', 'd', 'l', ...
+  std::uint64_t size;
+  std::string_view path;  // as it was asked for, and as the client shows it
+};
+
+// Returns nothing when the line has not that form, or the path is empty.
+std::optional<LongLine> parse_long_line(std::string_view line);
+
+std::size_t slashes(std::string_view path);
 
 struct RemoteFile {
   enum class Kind {

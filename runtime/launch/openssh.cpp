@@ -4,13 +4,12 @@
 
 #include "runtime/launch/command.h"
 #include "runtime/launch/local_file.h"
+#include "runtime/launch/openssh_list.h"
 #include "runtime/launch/openssh_operations.h"
+#include "runtime/name_escape.h"
 
 namespace fileref::runtime::openssh {
 namespace {
-
-// The client takes what stands behind this many bytes for another command.
-constexpr std::size_t kLongestLine = 2046;
 
 std::string quote_with(std::string_view name, std::string_view escaped) {
   std::string quoted = "\"";
@@ -65,6 +64,9 @@ std::unique_ptr<Operation> OpensshAdapter::start() {
 std::unique_ptr<Operation> OpensshAdapter::plan(std::string_view text, std::string* why) {
   std::optional<Command> command = parse_command(text, why);
   if (!command) return nullptr;
+  if (command->verb != Command::Verb::kDownload) session_.listed.reset();
+  command->remote = unescape_name(command->remote);
+  if (command->verb == Command::Verb::kList) return plan_list(*command, why);
   command->remote = literal_path(command->remote);
   if (command->verb != Command::Verb::kUpload) return plan_command(*command, why);
   if (!local_size(command->local)) {
@@ -76,6 +78,22 @@ std::unique_ptr<Operation> OpensshAdapter::plan(std::string_view text, std::stri
   return upload;
 }
 
+std::unique_ptr<Operation> OpensshAdapter::plan_list(const Command& command, std::string* why) {
+  if (!can_carry(command.remote, why)) return nullptr;
+  std::optional<Selection> selection = select(command.remote, why);
+  if (!selection || !fits({list_line(selection->path + "/.")}, why)) return nullptr;
+  selection->dot_names = command.dot_names;
+  return std::make_unique<List>(&session_, *std::move(selection));
+}
+
+std::optional<std::uint64_t> OpensshAdapter::listed_size(const std::string& name) const {
+  const bool holds = session_.listed && !session_.directory.empty() &&
+                     session_.listed_directory == session_.directory;
+  const auto* entry = holds ? session_.listed->find(name) : nullptr;
+  if (!entry || entry->type != '-') return std::nullopt;
+  return entry->size;
+}
+
 std::unique_ptr<Operation> OpensshAdapter::plan_command(const Command& command, std::string* why) {
   if (!can_carry(command.remote, why) || !can_carry(command.local, why)) return nullptr;
   const std::string remote = quote(command.remote);
@@ -84,6 +102,8 @@ std::unique_ptr<Operation> OpensshAdapter::plan_command(const Command& command, 
     case Command::Verb::kChangeDirectory:
       if (!fits({"cd " + remote}, why)) return nullptr;
       return std::make_unique<ChangeDirectory>(&session_, command.remote, "cd " + remote);
+    case Command::Verb::kLeaveDirectory:
+      return std::make_unique<LeaveDirectory>(&session_);
     case Command::Verb::kMakeDirectory:
       if (!fits({"mkdir " + remote}, why)) return nullptr;
       return std::make_unique<MakeDirectory>(command.remote, "mkdir " + remote);
@@ -91,7 +111,7 @@ std::unique_ptr<Operation> OpensshAdapter::plan_command(const Command& command, 
       const std::string part = command.local + ".part";
       const std::string get = "get " + remote + ' ' + quote(part);
       if (!fits({list, get}, why)) return nullptr;
-      return std::make_unique<Download>(command, part, list, get);
+      return std::make_unique<Download>(command, part, list, get, listed_size(command.remote));
     }
     case Command::Verb::kUpload: {
       const std::string copy = command.local + ".sent";
@@ -100,6 +120,8 @@ std::unique_ptr<Operation> OpensshAdapter::plan_command(const Command& command, 
       if (!fits({list, put, get}, why)) return nullptr;
       return std::make_unique<Upload>(&session_, command, copy, list, put, get);
     }
+    case Command::Verb::kList:
+      break;
   }
   return nullptr;
 }

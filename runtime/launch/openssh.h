@@ -1,6 +1,7 @@
 // The OpenSSH client `sftp`.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "runtime/launch/adapter.h"
 #include "runtime/launch/command.h"
+#include "runtime/launch/directory_listing.h"
 
 namespace fileref::runtime::openssh {
 
@@ -17,7 +19,13 @@ struct Session {
   std::function<std::string(const std::string& local)> keep_unsent;
   bool verify_uploads = false;
   std::string directory = {};  // the remote directory, as the client shows it; empty: not known
+  std::string left = {};       // the directory that the last change of directory left
+  std::unique_ptr<DirectoryListing> listed = {};  // the last listing of a directory,
+  std::string listed_directory = {};              // and of which
 };
+
+// The client takes what stands behind this many bytes for another command.
+inline constexpr std::size_t kLongestLine = 2046;
 
 // The path by which the client takes a name for no option.
 std::string literal_path(std::string_view name);
@@ -36,6 +44,8 @@ class OpensshAdapter : public Adapter {
   std::string echo(std::string_view line) const override;
 
  private:
+  std::unique_ptr<Operation> plan_list(const Command& command, std::string* why);
+  std::optional<std::uint64_t> listed_size(const std::string& name) const;
   std::unique_ptr<Operation> plan_command(const Command& command, std::string* why);
 
   Session session_;

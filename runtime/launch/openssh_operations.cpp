@@ -2,53 +2,20 @@
 
 #include <algorithm>
 #include <cstring>
-#include <initializer_list>
 #include <utility>
 
 #include "runtime/launch/local_file.h"
+#include "runtime/launch/openssh_answers.h"
 
 namespace fileref::runtime::openssh {
 namespace {
-
-constexpr std::string_view kPrompt = "sftp> ";
 
 // The client misses a refused block of an upload when blocks before and behind it are accepted. It
 // sends blocks of 32 KiB or more.
 constexpr std::uint64_t kNeverWithHoles = std::uint64_t{64} << 10;
 
-Answer done() {
-  return {kSuccess, std::string(kPrompt)};
-}
-
-// An answer with a phrase that the module takes for a failure.
-Answer refusal(std::string_view phrase, std::string explanation = {}) {
-  return {kSuccess, std::string(phrase) + '\n' + std::string(kPrompt), std::move(explanation),
-          true};
-}
-
-Answer failure(std::string explanation) {
-  return {kProcessFailed, {}, std::move(explanation)};
-}
-
-std::string quoted(const std::string& name) {
-  return '"' + name + '"';
-}
-
 std::string bytes(std::uint64_t count) {
   return std::to_string(count) + " bytes";
-}
-
-// Whether a line of `text` begins with one of `openings`.
-bool has_line(std::string_view text, std::initializer_list<std::string_view> openings) {
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    const std::string_view line = text.substr(0, end);
-    for (const std::string_view opening : openings) {
-      if (line.starts_with(opening)) return true;
-    }
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-  return false;
 }
 
 bool says_mkdir_failed(std::string_view err) {
@@ -121,14 +88,33 @@ Step ChangeDirectory::begin() {
 Step ChangeDirectory::take(const Reply& reply) {
   const std::string before = std::exchange(session_->directory, working_directory(reply.out));
   const bool moved = session_->directory != before;
-  if (reply.err.empty() || moved || is_current()) return done();
-  return refusal("no such file or directory");
+  if (!reply.err.empty() && !moved && !is_current()) return refusal("no such file or directory");
+  session_->left = before;
+  return done();
 }
 
 bool ChangeDirectory::is_current() const {
   std::string_view name = name_;
   while (name.size() > 1 && name.ends_with('/')) name.remove_suffix(1);
   return name == "." || name == session_->directory;
+}
+
+Step LeaveDirectory::begin() {
+  if (target_.empty()) return failure("there is no directory to go back to");
+  // The client shows some bytes of a path with backslashes; then ".." has to do.
+  const bool as_shown = target_.find('\\') == target_.npos;
+  const std::string line = "cd " + quote(as_shown ? target_ : "..");
+  if (line.size() > kLongestLine) return failure("the path to go back to is too long");
+  return Request{{line, "pwd"}};
+}
+
+// In another directory, names would stand for other files.
+Step LeaveDirectory::take(const Reply& reply) {
+  session_->directory = working_directory(reply.out);
+  if (session_->directory == target_) return done();
+  Answer lost = failure("the session cannot get back to " + quoted(target_));
+  lost.ends_client = true;
+  return lost;
 }
 
 Step MakeDirectory::begin() {
@@ -144,18 +130,29 @@ Step Download::begin() {
   if (command_.remote.empty()) {
     return refusal("unable to open: no such file or directory", "the remote name is empty");
   }
+  if (!listed_) return ask_size();
+  before_ = {RemoteFile::Kind::kFile, listed_};
+  return transfer();
+}
+
+Step Download::ask_size() {
+  state_ = State::kAskSize;
+  return Request{{list_}, false, true};
+}
+
+Step Download::transfer() {
   if (const int error = remove_local(part_)) {
     return fail("cannot remove " + quoted(part_) + ": " + std::strerror(error));
   }
-  return Request{{list_}, false, true};
+  state_ = State::kTransfer;
+  return Request{{get_}, true, false};
 }
 
 Step Download::take(const Reply& reply) {
   switch (state_) {
     case State::kAskSize:
       before_ = read_listing(reply, command_.remote);
-      state_ = State::kTransfer;
-      return Request{{get_}, true, false};
+      return transfer();
     case State::kTransfer:
       return judge(reply);
     case State::kAskSizeAgain:
@@ -176,6 +173,8 @@ Step Download::judge(const Reply& reply) {
     if (reply.err.empty()) return accept();
     return fail("the server states no size to compare with, and the client complains");
   }
+  // What was listed may be long out of date, so start afresh.
+  if (std::exchange(listed_, std::nullopt)) return ask_size();
   state_ = State::kAskSizeAgain;
   return Request{{list_}, false, true};
 }

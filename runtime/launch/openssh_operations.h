@@ -41,6 +41,19 @@ class ChangeDirectory : public Operation {
   std::string name_, line_;
 };
 
+// Goes back to the directory that the last change of directory left, which is not the one above
+// when that went through a link.
+class LeaveDirectory : public Operation {
+ public:
+  explicit LeaveDirectory(Session* session) : session_(session), target_(session->left) {}
+  Step begin() override;
+  Step take(const Reply& reply) override;
+
+ private:
+  Session* session_;
+  std::string target_;
+};
+
 class MakeDirectory : public Operation {
  public:
   MakeDirectory(std::string name, std::string line)
@@ -55,11 +68,14 @@ class MakeDirectory : public Operation {
 // Downloads to a fresh name and renames it onto the asked one once it is complete.
 class Download : public Operation {
  public:
-  Download(Command command, std::string part, std::string list, std::string get)
+  // With the size that a listing gave, it is not asked for again unless another one arrives.
+  Download(Command command, std::string part, std::string list, std::string get,
+           std::optional<std::uint64_t> listed)
       : command_(std::move(command)),
         part_(std::move(part)),
         list_(std::move(list)),
-        get_(std::move(get)) {}
+        get_(std::move(get)),
+        listed_(listed) {}
   Step begin() override;
   Step take(const Reply& reply) override;
   Answer lost(Answer failure, std::string_view words) override;
@@ -67,6 +83,8 @@ class Download : public Operation {
  private:
   enum class State { kAskSize, kTransfer, kAskSizeAgain };
 
+  Step ask_size();
+  Step transfer();
   Step judge(const Reply& reply);
   Step judge_again(const RemoteFile& now);
   std::string arrived_of(std::uint64_t stated) const;
@@ -76,6 +94,7 @@ class Download : public Operation {
 
   Command command_;
   std::string part_, list_, get_;
+  std::optional<std::uint64_t> listed_;
   State state_ = State::kAskSize;
   RemoteFile before_;
   std::uint64_t arrived_ = 0;

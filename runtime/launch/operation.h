@@ -30,6 +30,7 @@ struct Answer {
   std::string text = {};
   std::string explanation = {};  // for the user, when we know more than the client said
   bool refused = false;          // the text tells the module of a failure
+  bool ends_client = false;      // the session is in no state to go on
 };
 
 using Step = std::variant<Request, Answer>;

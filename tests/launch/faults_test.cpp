@@ -140,7 +140,6 @@ TEST_F(Faults, TransfersAreNotHeldToTheLimitOfQuickCommands) {
 TEST_F(Faults, PumpLetsTimePassWhileTheAnswerIsUnderWay) {
   connect_to("delay 20");
   ASSERT_EQ(client_->send("get \"file\" \"" + local_ + "\"\n"), kSuccess);
-  EXPECT_EQ(client_->wait(milliseconds(20)), kNoAnswerInTime);
   EXPECT_EQ(answer(0), "");
   const auto start = Clock::now();
   client_->pump(milliseconds(50));

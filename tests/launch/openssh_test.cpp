@@ -1,6 +1,7 @@
 // The real client on the real file server.
 #include <sys/stat.h>
 
+#include "runtime/name_escape.h"
 #include "tests/launch/session.h"
 
 namespace fileref::runtime {
@@ -69,18 +70,18 @@ TEST_F(Openssh, CarriesAnyName) {
                                every_byte.substr(0, 127),
                                every_byte.substr(127)};
   for (const std::string& name : names) {
-    const std::string content = "content of " + name;
+    const std::string content = "content of " + name, sent = escape_name(name);
     write_file(local_, content);
-    ASSERT_EQ(put(name), kPrompt) << name << client_->explanation() << client_->words();
+    ASSERT_EQ(put(sent), kPrompt) << name << client_->explanation() << client_->words();
     ASSERT_EQ(read_file(remote_ / name), content) << name;
     write_file(local_, "");
-    ASSERT_EQ(get(name), kPrompt) << name << client_->explanation() << client_->words();
+    ASSERT_EQ(get(sent), kPrompt) << name << client_->explanation() << client_->words();
     ASSERT_EQ(read_file(local_), content) << name;
     support::fs::remove(remote_ / name);
-    ASSERT_EQ(get(name), kRefused) << name;
-    ASSERT_EQ(ask("mkdir \"" + name + "\""), kPrompt) << name;
-    ASSERT_EQ(put(name), "failed") << name;
-    ASSERT_EQ(ask("cd \"" + name + "\""), kPrompt) << name;
+    ASSERT_EQ(get(sent), kRefused) << name;
+    ASSERT_EQ(ask("mkdir \"" + sent + "\""), kPrompt) << name;
+    ASSERT_EQ(put(sent), "failed") << name;
+    ASSERT_EQ(ask("cd \"" + sent + "\""), kPrompt) << name;
     ASSERT_EQ(ask("mkdir \"in\""), kPrompt) << name;
     ASSERT_TRUE(exists(remote_ / name / "in")) << name;
     ASSERT_EQ(ask("cd \"..\""), kPrompt) << name;
@@ -135,7 +136,7 @@ TEST_F(Openssh, TellsFailuresFromSuccess) {
       {up + "\"link\"", kPrompt},
       {"put \"/no/such\" \"x\"", "not sent"},
       {"put \"" + directory_.path().string() + "\" \"x\"", "not sent"},
-      {"ls -l", "not sent"},
+      {"rm \"file\"", "not sent"},
       {"cd \"x\n!touch " + file + "2\"", "not sent"},
       {"cd \"" + std::string(2042, 'x') + "!touch " + file + "2", "not sent"},
   };

@@ -166,7 +166,7 @@ TEST_F(Operations, DownloadThatNeverBeganIsRefused) {
             "fails: cannot create \"" + nowhere + ".part\": No such file or directory");
   support::fs::create_directory(part_);
   EXPECT_EQ(
-      play(plan("get \"f\" \"" + target_ + "\""), {}),
+      play(plan("get \"f\" \"" + target_ + "\""), {{"ls -ln \"f\"", listing("f", 6)}}),
       "fails: the download of \"f\" broke off: cannot remove \"" + part_ + "\": Is a directory");
 }
 

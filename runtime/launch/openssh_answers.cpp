@@ -1,0 +1,36 @@
+#include "runtime/launch/openssh_answers.h"
+
+#include <algorithm>
+
+namespace fileref::runtime::openssh {
+
+Answer done() {
+  return {kSuccess, std::string(kPrompt)};
+}
+
+Answer refusal(std::string_view phrase, std::string explanation) {
+  return {kSuccess, std::string(phrase) + '\n' + std::string(kPrompt), std::move(explanation),
+          true};
+}
+
+Answer failure(std::string explanation) {
+  return {kProcessFailed, {}, std::move(explanation)};
+}
+
+std::string quoted(const std::string& name) {
+  return '"' + name + '"';
+}
+
+bool has_line(std::string_view text, std::initializer_list<std::string_view> openings) {
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, end);
+    for (const std::string_view opening : openings) {
+      if (line.starts_with(opening)) return true;
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return false;
+}
+
+}  // namespace fileref::runtime::openssh

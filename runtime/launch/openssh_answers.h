@@ -1,0 +1,25 @@
+// What the operations have in common: the answers that the module understands, and a look at the
+// client's messages.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include "runtime/launch/operation.h"
+
+namespace fileref::runtime::openssh {
+
+inline constexpr std::string_view kPrompt = "sftp> ";
+
+Answer done();
+// An answer with a phrase that the module takes for a failure.
+Answer refusal(std::string_view phrase, std::string explanation = {});
+Answer failure(std::string explanation);
+
+std::string quoted(const std::string& name);
+
+// Whether a line of `text` begins with one of `openings`.
+bool has_line(std::string_view text, std::initializer_list<std::string_view> openings);
+
+}  // namespace fileref::runtime::openssh
