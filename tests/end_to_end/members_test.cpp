@@ -73,7 +73,7 @@ TEST_F(Members, AreWrittenReadAndNamedWithTheirType) {
   EXPECT_EQ(member("write", "plain", "").status, 0);
   EXPECT_EQ(member("read", "none", "").status, 1);
   EXPECT_EQ(fileref({"members", "--split", lib}).out, "plain\t\nreport\tCSV\nwhole\ttxt\n");
-  EXPECT_EQ(fileref({"members", "--json", "--kind", lib}).out.substr(0, 58),
+  EXPECT_EQ(fileref({"members", "--json", "--kind", lib}).out.substr(0, 59),
             "[\n  {\n    \"name\": \"plain\",\n    \"kind\": \"file\"\n  },\n  {\n    ");
   EXPECT_EQ(fileref({"members", local("none")}).status, 1);
   EXPECT_EQ(fileref({"members", local("lib/plain")}).status, 1);
