@@ -94,6 +94,7 @@ TEST_F(Assignment, ABlankNameIsReplaced) {
   char physical[] = "f";
   for (char* name : names) {
     EXPECT_EQ(yxsasgn(name, request_, kSftp, physical, 1, host_.options("")), kSuccess);
+    EXPECT_STRNE(name, "");
     EXPECT_NE(find_in_method(host_.method, name), nullptr) << name;
   }
   EXPECT_STRNE(names[0], names[2]);
@@ -121,8 +122,11 @@ TEST_F(Assignment, LooksTheMethodUpWhereAssignmentsLive) {
 
 TEST_F(Assignment, IsFoundInBothMethodBlocks) {
   ASSERT_EQ(host_.assign("O", "f"), kSuccess);
+  FLCB strange{};
+  std::memcpy(strange.logname, "FOREIGN ", 8);
   FLCB elsewhere{};
   std::memcpy(elsewhere.logname, "ELSE    ", 8);
+  elsewhere.next = &strange;
   FAMMCB list{&elsewhere};
   AMMCB second = *host_.method;
   second.data = &list;
@@ -193,12 +197,17 @@ TEST_F(Assignment, MayLoseItsOptionsToTheHost) {
   EXPECT_EQ(yxshbfr(nobody, request_, flcb->amb), kNotAssigned);
   EXPECT_EQ(host_.attached(), "NOBODY");
   EXPECT_EQ(host_.runtime.outstanding(), out) << "nothing is released";
+  ptr early = nullptr;
+  ASSERT_EQ(host_.open(&early, "A", 0), kSuccess);
   EXPECT_EQ(yxshbfr(name, request_, flcb->amb), kSuccess);
   EXPECT_EQ(flcb->amb, nullptr);
-  ptr file = nullptr;
-  ASSERT_EQ(host_.open(&file, "A", 0, "HOST='late'"), kSuccess);
-  EXPECT_EQ(host_.client.dialogue(), "sftp   late\ncd \"/d\"\n") << "no options: no host, no CD";
-  EXPECT_EQ(host_.close(file), kSuccess);
+  EXPECT_EQ(static_cast<FFCB*>(early)->famb, nullptr);
+  flcb->flag |= kSessionPending;
+  host_.client.dialogue();
+  ptr late = nullptr;
+  ASSERT_EQ(host_.open(&late, "A", 0, "HOST='late'"), kSuccess);
+  EXPECT_EQ(host_.client.dialogue(), "2> sftp   late\n2> cd \"/d\"\n") << "no host, no CD";
+  for (ptr file : {early, late}) EXPECT_EQ(host_.close(file), kSuccess);
 }
 
 TEST_F(Assignment, IsUndoneOnlyWhenNothingIsOpen) {

@@ -80,7 +80,7 @@ TEST_F(Dialogue, StartWaitsForAPromptOrALine) {
       {"notice", {Chunk(kLaunchNotice)}, kFailed, kNotStarted, kNoSession},
       {"late", {kLate}, kFailed, kNoAnswer, kNoSession},
       {"host", {kNoHost}, kFailed, kNotStarted, kHost + kNoSession},
-      {"login", {"login as: "}, kFailed, kNotStarted, kLogin + kNoSession},
+      {"login", {"login as root?"}, kFailed, kNotStarted, kLogin + kNoSession},
       {"key", {"The host key is not cached.\nsftp> "}, kFailed, "", ""},
   };
   for (const Case& c : cases) {
@@ -246,10 +246,12 @@ TEST_F(Dialogue, ANameIsFoundInAnyCase) {
   char nobody[] = "nobody  ";
   char lower[] = "a       ";
   WX_OPENPARM parms{};
+  parms.hostptr = host_.options("LRECL=9");
   REB* request = host_.runtime.request();
   EXPECT_EQ(host_.table().amopen.entryp(&file, nobody, request, &parms), kNotAssigned);
   EXPECT_EQ(host_.attached(), "NOBODY");
   EXPECT_EQ(file, nullptr);
+  parms.hostptr = nullptr;
   EXPECT_EQ(host_.table().amopen.entryp(&file, lower, request, &parms), kSuccess);
   EXPECT_EQ(std::string(static_cast<FFCB*>(file)->logname, 8), "A       ");
   EXPECT_EQ(host_.close(file), kSuccess);

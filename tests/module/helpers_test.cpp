@@ -23,7 +23,7 @@ TEST(Helpers, ConcatenationFillsCutsAndTerminates) {
                {10, -1, 7, "abcdefg   .."},   {5, -1, 5, "abcde......."},
                {-8, -1, 7, "abcdefg0...."},   {-5, -1, 4, "abcd0......."},
                {12, ',', 10, "abc,de,,fg  "}, {4, ',', 4, "abc,........"},
-               {-5, ',', 4, "abc,0......."},  {7, ',', 7, "abc,de,....."}};
+               {-5, ',', 4, "abc,0......."},  {12, 0, 10, "abc0de00fg  "}};
   for (const auto& c : cases) {
     std::string b(12, '.');
     const int n =

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "tests/module/module_host.h"
+#include "tests/module/service_watch.h"
 
 namespace fileref {
 namespace {
@@ -154,7 +155,7 @@ TEST_F(Options, AreRefusedAtTheirPlace) {
     cases.push_back({keyword + " 'v'", kOptionSyntax, 1, "'v'", false});
   }
   host_.runtime.variables.at("SIZE") = 1;
-  host_.runtime.variables.at(n33) = 1;
+  host_.runtime.variables.at(n33.substr(1)) = 1;
   for (const Case& c : cases) {
     EXPECT_EQ(host_.parse("DEBUG USER='me' " + c.text, &block_, c.env), c.rc) << c.text;
     EXPECT_EQ(host_.scanned, c.scanned) << c.text;
@@ -178,8 +179,10 @@ TEST_F(Options, OfListingsExcludeEachOther) {
 }
 
 TEST_F(Options, SecretsAreBlottedOutOfTheEcho) {
+  ServiceWatch watch(host_.runtime);
   EXPECT_EQ(host_.parse("OPTIONS='-v' OPTIONSX='-pw ''x'' y' NEW", &block_), kSuccess);
   EXPECT_EQ(host_.echo().text, "OPTIONS='-v' OPTIONSX=******** NEW");
+  EXPECT_EQ(watch.calls["yhqblot"], 1);
 }
 
 TEST_F(Options, SurviveAShortageOfMemory) {

@@ -175,6 +175,10 @@ TEST_F(Setup, LeavesABlockThatTheHostKeeps) {
   ASSERT_EQ(host_.assign("A", "f"), kSuccess);
   FAMB* block = host_.options("LRECL=9 OPTIONS='-v' LSFILE='x'", kParseHostKeepsBlock);
   ptr file = nullptr;
+  WX_OPENPARM unused{};
+  unused.hostptr = block;
+  EXPECT_EQ(host_.open(&file, "NOBODY", &unused), kNotAssigned);
+  EXPECT_EQ(block->lrecl, 9);
   for (const int mode : {kOpenOutput, kOpenInput}) {  // an open that succeeds, one that fails
     WX_OPENPARM parms{};
     parms.openmode = mode;
