@@ -149,64 +149,60 @@ TEST_F(Dialogue, EntersTheDirectoryAndMakesItWhenAsked) {
   }
 }
 
-TEST_F(Dialogue, AFetchFailsByFewWords) {
+// A fetch fails by few words, an upload by none.
+TEST_F(Dialogue, TransfersFail) {
   const std::string name = failed("my f");
-  const Case cases[] = {
-      {"ok", {kOk}, kSuccess, "", ""},
-      {"progress", {{"Fetching", " 50%", "\n"}}, kSuccess, "", ""},
-      {"other words", {"remote open: Failure. unable to open\nsftp> "}, kSuccess, "", ""},
-      {"in a first piece only", {{"No such file or directory", "sftp>"}}, kSuccess, "", ""},
-      {"missing", {kMissing}, kFailed, name, ""},
-      {"late", {kLate}, kFailed, kNoAnswer, ""},
-      {"broken", {kBroken}, kFailed, name, ""},
-      {"login", {"Login As: "}, kFailed, name, kLogin},
-      {"unsent", {kRefused}, kFailed, name, "note: get \"my f\" \"TEMP\"|"},
+  const std::string get = "get \"my f\" \"TEMP\"";
+  const std::string put = "put \"TEMP\" \"my f\"";
+  const struct {
+    std::string command;
+    Case c;
+  } cases[] = {
+      {get, {"ok", {kOk}, kSuccess, "", ""}},
+      {get, {"progress", {{"Fetching", " 50%", "\n"}}, kSuccess, "", ""}},
+      {get, {"other words", {"Failure. unable to open\nsftp> "}, kSuccess, "", ""}},
+      {get, {"first piece", {{"No such file or directory", "sftp>"}}, kSuccess, "", ""}},
+      {get, {"missing", {kMissing}, kFailed, name, ""}},
+      {get, {"late", {kLate}, kFailed, kNoAnswer, ""}},
+      {get, {"broken", {kBroken}, kFailed, name, ""}},
+      {get, {"login", {"Login As: "}, kFailed, name, kLogin}},
+      {get, {"unsent", {kRefused}, kFailed, name, "note: " + get + "|"}},
+      {put, {"ok", {kOk}, kSuccess, "", ""}},
+      {put, {"any words", {"Failure: no such file or directory, fatal:\n"}, kSuccess, "", ""}},
+      {put, {"late", {kLate}, kFailed, kNoAnswer, ""}},
+      {put, {"broken", {kBroken}, kFailed, name, ""}},
+      {put, {"ended", {kEnded}, kFailed, name, ""}},
+      {put, {"host", {kNoHost}, kFailed, name, kHost}},
+      {put, {"unsent", {kRefused}, kFailed, name, "note: " + put + "|"}},
   };
-  host_.client.files["my f"] = "data\n";
   assign("my f");
   ASSERT_EQ(start(), kSuccess);
-  for (const Case& c : cases) {
+  for (const auto& [command, c] : cases) {
+    host_.client.files["my f"] = "data\n";
     play(c);
     ptr file = nullptr;
-    expect(c, host_.open(&file, "A", kOpenInput));
-    EXPECT_EQ(host_.client.dialogue(), c.what == "unsent" ? "" : "get \"my f\" \"TEMP\"\n");
-    EXPECT_EQ(host_.fileref("A")->open, c.rc == kSuccess ? 1 : 0);
-    ASSERT_EQ(file != nullptr, c.rc == kSuccess);
-    if (file == nullptr) continue;
-    EXPECT_EQ(host_.read_all(file), "data|");
-    EXPECT_EQ(host_.close(file), kSuccess);
+    if (command == get) {
+      expect(c, host_.open(&file, "A", kOpenInput));
+      EXPECT_EQ(host_.fileref("A")->open, c.rc == kSuccess ? 1 : 0);
+      ASSERT_EQ(file != nullptr, c.rc == kSuccess);
+      if (file != nullptr) {
+        EXPECT_EQ(host_.read_all(file), "data|");
+        EXPECT_EQ(host_.close(file), kSuccess);
+      }
+    } else {
+      ASSERT_EQ(host_.open(&file, "A", kOpenOutput), kSuccess);
+      EXPECT_EQ(host_.client.script.size(), 1u) << "an output open sends nothing";
+      ASSERT_EQ(host_.write(file, "new"), kSuccess);
+      expect(c, host_.close(file));
+      EXPECT_EQ(host_.client.files["my f"], c.what == "unsent" ? "data\n" : "new\n");
+    }
+    EXPECT_EQ(host_.fileref("A")->open, 0) << "the file is gone, whatever became of it";
+    EXPECT_EQ(host_.client.dialogue(), c.what == "unsent" ? "" : command + "\n");
   }
   host_.client.files.clear();
   host_.client.script = {kOk};
   ptr file = nullptr;
   EXPECT_EQ(host_.open(&file, "A", kOpenInput), kTempFailure) << "a fetch that leaves no file";
-}
-
-TEST_F(Dialogue, AnUploadFailsOnlyWithItsRead) {
-  const std::string name = failed("f");
-  const Case cases[] = {
-      {"ok", {kOk}, kSuccess, "", ""},
-      {"any words", {"Failure: no such file or directory, fatal:\n"}, kSuccess, "", ""},
-      {"late", {kLate}, kFailed, kNoAnswer, ""},
-      {"broken", {kBroken}, kFailed, name, ""},
-      {"ended", {kEnded}, kFailed, name, ""},
-      {"host", {kNoHost}, kFailed, name, kHost},
-      {"unsent", {kRefused}, kFailed, name, "note: put \"TEMP\" \"f\"|"},
-  };
-  assign("/d/f");
-  ASSERT_EQ(start(), kSuccess);
-  for (const Case& c : cases) {
-    play(c);
-    ptr file = nullptr;
-    ASSERT_EQ(host_.open(&file, "A", kOpenOutput), kSuccess);
-    EXPECT_EQ(host_.client.dialogue(), "") << "an output open sends nothing";
-    ASSERT_EQ(host_.write(file, c.what), kSuccess);
-    expect(c, host_.close(file));
-    EXPECT_EQ(host_.fileref("A")->open, 0) << "the file is gone, whatever became of the upload";
-    if (c.what == "unsent") continue;
-    EXPECT_EQ(host_.client.dialogue(), "put \"TEMP\" \"f\"\n");
-    EXPECT_EQ(host_.client.files["f"], c.what + "\n");
-  }
 }
 
 TEST_F(Dialogue, DebugLogsWhatTheClientSays) {

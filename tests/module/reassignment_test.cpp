@@ -65,20 +65,6 @@ TEST_F(Reassignment, LeavesOpenFilesTheirClientAndName) {
   EXPECT_EQ(host_.client.dialogue(), "");
 }
 
-TEST_F(Reassignment, KeepsEachGenerationApart) {
-  ptr files[3];
-  for (ptr& file : files) {
-    assign("f" + std::to_string(&file - files));
-    file = open(kOpenOutput);
-  }
-  EXPECT_EQ(host_.client.alive, 3);
-  host_.client.dialogue();
-  for (const int i : {1, 2, 0}) close(files[i]);
-  EXPECT_EQ(host_.client.dialogue(),
-            "2> put \"TEMP\" \"f1\"\n3> put \"TEMP\" \"f2\"\nput \"TEMP\" \"f0\"\n");
-  EXPECT_EQ(host_.client.alive, 1);
-}
-
 TEST_F(Reassignment, AFailedUploadToTheEarlierClientEndsBoth) {
   ptr writer = open(kOpenOutput);
   assign("/b/new");
