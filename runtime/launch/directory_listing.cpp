@@ -92,9 +92,7 @@ void DirectoryListing::set_name(std::size_t entry, std::string name) {
 }
 
 void DirectoryListing::sort() {
-  if (!std::is_sorted(entries_.begin(), entries_.end(), before)) {
-    std::sort(entries_.begin(), entries_.end(), before);
-  }
+  std::sort(entries_.begin(), entries_.end(), before);
 }
 
 const DirectoryListing::Entry* DirectoryListing::find(std::string_view name) const {

@@ -38,7 +38,7 @@ class DirectoryListing {
   // The entries whose names are unclear.
   const std::vector<std::size_t>& unclear() const { return unclear_; }
   void set_name(std::size_t entry, std::string name);
-  // Puts the entries into the order of their names, where names that were unclear broke it.
+  // Puts the entries into the order of their names.
   void sort();
 
   // Once sorted. Null when there is no such entry.

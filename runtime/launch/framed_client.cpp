@@ -1,6 +1,7 @@
 #include "runtime/launch/framed_client.h"
 
 #include <algorithm>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -10,6 +11,11 @@ namespace {
 // How long the standard error of a client that has ended is read on: a helper process that it
 // started may hold it for ever.
 constexpr std::chrono::milliseconds kLastWords{200};
+
+// A client prints line by line. Behind this many bytes it is read at intervals only, because one
+// that wakes its reader for every line is slow.
+constexpr std::size_t kLongReply = std::size_t{16} << 10;
+constexpr std::chrono::milliseconds kReadInterval{1};
 
 constexpr std::size_t kLargestReply = std::size_t{256} << 20;  // far above every listing
 constexpr std::size_t kMostNoted = std::size_t{64} << 10;      // of a long answer
@@ -124,6 +130,7 @@ void FramedClient::run_until(Clock::time_point deadline) {
 
 void FramedClient::listen(Clock::time_point deadline) {
   std::string out, err;
+  if (exchange_->reply().out.size() > kLongReply) std::this_thread::sleep_for(kReadInterval);
   child().pump(deadline, &out, &err);
   exchange_->take_output(out);
   if (exchange_->reply().err.size() < kMostErrors) exchange_->take_errors(err);

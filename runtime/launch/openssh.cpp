@@ -64,7 +64,9 @@ std::unique_ptr<Operation> OpensshAdapter::start() {
 std::unique_ptr<Operation> OpensshAdapter::plan(std::string_view text, std::string* why) {
   std::optional<Command> command = parse_command(text, why);
   if (!command) return nullptr;
-  if (command->verb != Command::Verb::kDownload) session_.listed.reset();
+  const bool changes_names =
+      command->verb == Command::Verb::kMakeDirectory || command->verb == Command::Verb::kUpload;
+  if (changes_names) session_.listed.reset();
   command->remote = unescape_name(command->remote);
   if (command->verb == Command::Verb::kList) return plan_list(*command, why);
   command->remote = literal_path(command->remote);

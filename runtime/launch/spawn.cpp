@@ -48,13 +48,15 @@ std::string find_program(const std::string& program) {
 }
 
 // The caller's environment with LC_ALL=C.UTF-8: the client's messages stay English, and the bytes
-// of names stay text.
+// of names stay text. Where it has no time zone it gets the system's by name: without one, the C
+// library looks the zone up anew for every date in a listing.
 std::vector<std::string> child_environment() {
   std::vector<std::string> environment;
   for (char** entry = environ; entry && *entry; ++entry) {
     if (!std::string_view(*entry).starts_with("LC_ALL=")) environment.emplace_back(*entry);
   }
   environment.emplace_back("LC_ALL=C.UTF-8");
+  if (std::getenv("TZ") == nullptr) environment.emplace_back("TZ=:/etc/localtime");
   return environment;
 }
 
