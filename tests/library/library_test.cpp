@@ -189,7 +189,7 @@ TEST_F(Library, InstalledItBuildsAndRunsAProgramOfItsOwn) {
   put("numbers", "1\n20\n300\n");
   const std::vector<std::vector<std::string>> steps = {
       {"cmake", "--install", FILEREF_BUILD_DIRECTORY, "--prefix", prefix},
-      {"cmake", "-S", FILEREF_SOURCE_DIRECTORY "/examples/sum", "-B", build,
+      {"cmake", "-G", "Ninja", "-S", FILEREF_SOURCE_DIRECTORY "/examples/sum", "-B", build,
        "-DCMAKE_PREFIX_PATH=" + prefix},
       {"cmake", "--build", build},
       {build + "/sum", "local:" + (directory_ / "numbers").string(),
