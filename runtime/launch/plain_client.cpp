@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "runtime/name_escape.h"
+
 namespace fileref::runtime {
 namespace {
 
@@ -33,9 +35,10 @@ PlainClient::PlainClient(LaunchRequest request, std::unique_ptr<Child> child, bo
   expect_answer(batch ? limits().transfer : limits().start);
 }
 
-TKStatus PlainClient::send(std::string_view command) {
-  if (command.find('\0') != command.npos) {
-    explain("a command cannot hold a NUL byte");
+TKStatus PlainClient::send(std::string_view escaped) {
+  const std::string command = unescape_name(escaped);
+  if (command.find('\0') != command.npos || command.find('\n') + 1 < command.size()) {
+    explain("a command cannot hold a NUL byte or a line feed");
     return kProcessFailed;
   }
   listen(Clock::now());
@@ -47,7 +50,7 @@ TKStatus PlainClient::send(std::string_view command) {
   output_lines_.flush();
   output_.clear();
   tail_.clear();
-  note_sent(command.substr(0, command.find('\n')));
+  note_sent(std::string_view(command).substr(0, command.find('\n')));
   expect_answer(moves_contents(command) ? limits().transfer : limits().command);
   child().queue(command);
   listen(Clock::now());

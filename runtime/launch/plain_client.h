@@ -14,7 +14,7 @@ class PlainClient : public Client {
   // With `batch`, the client takes no commands, and its exit status tells the outcome.
   PlainClient(LaunchRequest request, std::unique_ptr<Child> child, bool batch);
 
-  TKStatus send(std::string_view command) override;
+  TKStatus send(std::string_view escaped) override;
   TKStatus read(int mode, char* buffer, std::size_t capacity, std::size_t* length) override;
   TKStatus wait(std::chrono::milliseconds at_most) override;
   void pump(std::chrono::milliseconds at_most) override;

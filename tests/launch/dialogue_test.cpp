@@ -5,6 +5,8 @@
 namespace fileref::runtime {
 namespace {
 
+using namespace std::string_view_literals;
+
 class Dialogue : public Session {
  protected:
   Dialogue() { limits_.close_grace = milliseconds(100); }
@@ -26,18 +28,20 @@ TEST_F(Dialogue, APlainClientIsPassedThrough) {
   EXPECT_EQ(answer(), kPrompt);
   EXPECT_EQ(client_->send("cd \"x\"\n"), kSuccess);
   client_->pump(milliseconds(10'000));
-  EXPECT_EQ(client_->send("ls {}\n"), kSuccess);
+  EXPECT_EQ(client_->send("ls {}\x1fx\n"), kSuccess);
   client_->pump(milliseconds(10'000));
-  EXPECT_EQ(answer(), "<ls {}>\nsftp> ");
-  EXPECT_EQ(client_->words(), "no ls {}\n");
+  EXPECT_EQ(answer(), "<ls {} x>\nsftp> ");
+  EXPECT_EQ(client_->words(), "no ls {} x\n");
   EXPECT_EQ(answer(0), "");
   EXPECT_EQ(client_->wait(milliseconds(20)), kNoAnswerInTime);
-  EXPECT_EQ(client_->send(std::string_view("a\0b\n", 4)), kProcessFailed);
+  for (const std::string_view command : {"a\0b\n"sv, "a\nb\n"sv, "a\x10Jb\n"sv}) {
+    EXPECT_EQ(client_->send(command), kProcessFailed);
+  }
   client_->close_streams();
   EXPECT_EQ(answer(), "end of output");
   EXPECT_EQ(ask("ls"), "not sent");
-  EXPECT_NE(journal_.find("> ls {}\n"), std::string::npos);
-  EXPECT_NE(journal_.find("<ls {}>\n"), std::string::npos);
+  EXPECT_NE(journal_.find("> ls {} x\n"), std::string::npos);
+  EXPECT_NE(journal_.find("<ls {} x>\n"), std::string::npos);
 }
 
 TEST_F(Dialogue, APlainClientsOutputIsNotHeldBack) {

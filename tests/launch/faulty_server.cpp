@@ -11,6 +11,8 @@
 //     delay N       answer each request N milliseconds later
 //     nosize        state no file sizes
 //     grow N FILE   FILE grows by N bytes when it is first read
+//     unlist N      refuse what comes behind the first N pieces of a listing
+//     cut N         hang up there
 //     noise         print on standard error at every request
 #include <poll.h>
 #include <unistd.h>
@@ -25,7 +27,14 @@
 
 namespace {
 
-enum Type : unsigned char { kRead = 5, kWrite = 6, kStatus = 101, kData = 103, kAttributes = 105 };
+enum Type : unsigned char {
+  kRead = 5,
+  kWrite = 6,
+  kReadDirectory = 12,
+  kStatus = 101,
+  kData = 103,
+  kAttributes = 105
+};
 enum Code : std::uint32_t { kEndOfFile = 1, kFailure = 4 };
 
 std::uint32_t number32(const std::string& bytes, std::size_t at) {
@@ -48,7 +57,7 @@ struct Relay {
   std::uint64_t limit = 0;
   std::string file;
   int to_server = -1, from_server = -1;
-  std::uint64_t contents_read = 0;
+  std::uint64_t contents_read = 0, pieces_listed = 0;
   std::string requests, replies;  // bytes that are no whole packet yet
 
   bool is(const char* name) const { return fault == name; }
@@ -62,6 +71,10 @@ struct Relay {
   void request(const std::string& packet) {
     const auto type = static_cast<unsigned char>(packet[4]);
     if (is("noise")) std::fprintf(stderr, "no such file or directory: failure\n");
+    if (type == kReadDirectory && ++pieces_listed > limit) {
+      if (is("cut")) std::exit(0);
+      if (is("unlist")) return refuse(packet, kFailure);
+    }
     if (type != kRead && type != kWrite) return write_all(to_server, packet);
     const std::size_t at = 13 + number32(packet, 9);
     const std::uint64_t offset =

@@ -1,9 +1,11 @@
 // Listings, with the real client on the real file server.
-#include <sys/stat.h>
+#include <signal.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "runtime/name_escape.h"
+#include "tests/end_to_end/hostile_names.h"
 #include "tests/launch/session.h"
 
 namespace fileref::runtime {
@@ -11,14 +13,25 @@ namespace {
 
 using Names = std::vector<std::string>;
 
+const std::string kOpening = "sftp> ls\n. .. \n";
+const std::string kUnprivileged = "setpriv --reuid 65534 --regid 65534 --clear-groups " + kServer;
+
+Names split(std::string text, char end) {
+  Names parts;
+  for (std::size_t at; (at = text.find(end)) != text.npos; text.erase(0, at + 1)) {
+    parts.push_back(text.substr(0, at));
+  }
+  return parts;
+}
+
 class ListDialogue : public Session {
  protected:
   // All pieces of an answer, as a reader with room for `capacity` bytes takes them.
   std::string whole_answer(std::size_t capacity) {
     std::string text, piece(capacity, 0);
     do {
-      EXPECT_EQ(client_->wait(milliseconds(1)), kSuccess);
       std::size_t length = 0;
+      if (client_->wait(milliseconds(1)) != kSuccess) return "nothing to read";
       if (client_->read(0, piece.data(), capacity, &length) != kSuccess) return "failed";
       text.append(piece, 0, length);
       EXPECT_TRUE(text.ends_with('\n') || text.ends_with(kPrompt)) << "cut within a line";
@@ -30,17 +43,13 @@ class ListDialogue : public Session {
   Names list(const std::string& text, std::size_t capacity = 8192) {
     if (client_->send("ls " + text + "\n") != kSuccess) return {"not sent"};
     std::string answer = whole_answer(capacity);
-    constexpr std::string_view kOpening = "sftp> ls\n. .. \n";
     if (!answer.starts_with(kOpening)) return {answer};
-    answer.erase(0, kOpening.size());
     answer.erase(answer.size() - kPrompt.size());
+    answer.erase(0, kOpening.size());
     EXPECT_EQ(answer.find_first_of(" \r"), std::string::npos);
     EXPECT_EQ(answer.find("sftp>"), std::string::npos);
-    Names names;
-    for (std::size_t end; (end = answer.find('\n')) != std::string::npos;
-         answer.erase(0, end + 1)) {
-      names.push_back(unescape_name(answer.substr(0, end)));
-    }
+    Names names = split(answer, '\n');
+    for (std::string& name : names) name = unescape_name(name);
     return names;
   }
 
@@ -50,86 +59,186 @@ class ListDialogue : public Session {
 };
 
 TEST_F(ListDialogue, CarriesAnyName) {
-  Names names = {" ",
-                 "  lead",
-                 "trail  ",
-                 "two  words",
-                 "\t",
-                 "a\tb",
-                 "\r",
-                 "\rx",
-                 "x\r",
-                 "'",
-                 "\"",
-                 "\\",
-                 "a\\",
-                 "\\\\",
-                 "*",
-                 "?",
-                 "[a]",
-                 "{a,b}",
-                 "-",
-                 "-l",
-                 "--",
-                 "a..b",
-                 "...",
-                 "..x",
-                 "x..",
-                 ".hidden",
-                 ".",
-                 "~",
-                 "#x",
-                 "!sh",
-                 "$HOME",
-                 "sftp>",
-                 "sftp> ",
-                 "sftp >",
-                 "x sftp> y",
-                 "SFTP>",
-                 "no such file or directory",
-                 "No Such File Or Directory",
-                 "canonicalise",
-                 "Couldn't Canonicalise: x",
-                 "Invalid flag -a",
-                 "\x10",
-                 "\x1f",
-                 "\x1b[31m",
-                 "\x7f",
-                 "\xc3\xa9",
-                 "\xc2\x85",
-                 "\xe2\x80\xae",
-                 "\xff\xfe",
-                 "\xc3",
-                 "x\xc3y\x01",
-                 "\\101",
-                 "\\001",
-                 "\001",
-                 "\\377",
-                 "\377",
-                 "\\001\001",
-                 "\001\\001",
-                 "\\001\\001",
-                 "\001\001",
-                 "\\303\\251",
-                 "\\303\xa9",
-                 "a\\8",
-                 "-rw-r--r-- 1 a b 7 Nov 22 21:25 z",
-                 std::string(255, 'n'),
-                 std::string(255, '\r'),
-                 std::string(255, ' '),
-                 std::string(127, '\xff') + "\\001"};
-  std::erase(names, ".");
+  Names names = split(
+      "\\001/\001/\\377/\377/\\001\001/\001\\001/\\001\\001/\001\001/\\303\\251/\\303\xa9/\xc3\xa9/"
+      "x\xc3y\x01/\xc2\x85/\xe2\x80\xae/\\/\\\\101/a\\/a\\8/\\0011/\t/\r/\rx/x\r/?/*/-/-l/--/..x/"
+      "x../"
+      "Couldn't Canonicalise: x/CANONICALISE/SFTP>/\x10/\x1f/\x1f \x10/"
+      "-rw-r--r-- 1 a b 7 Nov 22 21:25 z/",
+      '/');
+  names.push_back(std::string(255, '\r'));
+  names.push_back(std::string(127, '\xff') + "\\001");
+  for (const std::string& name : hostile_names()) names.push_back(name);
   make(names);
   std::sort(names.begin(), names.end());
   connect(kServer);
-  const Names all = list("-a ");
-  EXPECT_EQ(all, names);
-  for (const std::string& name : all) {
+  EXPECT_EQ(list("-a "), names);
+  for (const std::string& name : names) {
     ASSERT_EQ(get(escape_name(name)), kPrompt) << name << client_->explanation();
     ASSERT_EQ(read_file(local_), "content of " + name);
   }
-  EXPECT_EQ(list("*1"), (Names{"\001\\001", "\\001", "\\001\\001", "\\101", "\\303\\251",
-                               std::string(127, '\xff') + "\\001"}));
+  for (const std::string& name : names) {
+    std::string literal = "./";
+    for (const char c : name) literal += (std::strchr("*?[\\", c) ? "\\" : "") + std::string(1, c);
+    ASSERT_EQ(list(escape_name(literal)), Names{"./" + name});
+  }
+  std::erase_if(names, [](const std::string& name) { return name.starts_with('.'); });
+  EXPECT_EQ(list(""), names);
+  std::erase_if(names, [](const std::string& name) { return !name.ends_with('1'); });
+  EXPECT_EQ(list("*1"), names);
+  ASSERT_EQ(names.size(), 8u);
+}
+
+TEST_F(ListDialogue, MatchesPatternsAsTheClientDoes) {
+  make({"a.csv", "b.csv", "aa.csv", ".a.csv", "^.csv", "-.csv", "[z]", "x\\y", "a[", "\xc3\xa9"});
+  support::fs::create_directory(remote_ / "sub");
+  make({"sub/a.csv", "sub/b", "sub/.c"});
+  const std::string patterns[] = {"*.csv",
+                                  "?.csv",
+                                  "[ab].csv",
+                                  "[!a].csv",
+                                  "[^a].csv",
+                                  "[^!]*",
+                                  "[a-c]*.csv",
+                                  ".*.csv",
+                                  "?a.csv",
+                                  "*",
+                                  "[.]a.csv",
+                                  "\\[z\\]",
+                                  "[[]z]",
+                                  "[]]*",
+                                  "*[",
+                                  "a[",
+                                  "\\*",
+                                  "a*a*v",
+                                  "[[:alpha:]].csv",
+                                  "x\\\\*",
+                                  "??",
+                                  "sub/*",
+                                  "sub/.*v",
+                                  "./*.csv",
+                                  remote_.string() + "/*.csv",
+                                  "nope*",
+                                  "nope/*",
+                                  "a.csv/*"};
+  const std::string batch = directory_ / "batch";
+  for (const std::string& pattern : patterns) {
+    write_file(batch, "cd \"" + remote_.string() + "\"\nls -1 " + pattern + "\n");
+    ASSERT_TRUE(launch("sftp -q -b \"" + batch + "\" -D " + kServer + " ")) << why_;
+    std::string printed, last;
+    while ((last = answer()) != "end of output" && last != "failed") printed += last;
+    Names expected = split(printed, '\n');
+    expected.erase(expected.begin(), expected.begin() + 2);  // the echoes
+    for (std::string& name : expected) {
+      if (name.ends_with('/')) name.pop_back();
+    }
+    if (expected.empty()) expected = {kNotThere};
+    connect(kServer);
+    EXPECT_EQ(list(pattern), expected) << pattern;
+  }
+}
+
+TEST_F(ListDialogue, TellsWhatIsNotThereFromWhatCannotBeRead) {
+  make({"file", "with blank"});
+  for (const char* name : {"empty", "sub", "closed", "unreadable", "unenterable", "feed"}) {
+    support::fs::create_directory(remote_ / name);
+  }
+  make({"sub/-b", "sub/.a", "unenterable/x", "feed/a\nb", "feed/c"});
+  support::fs::create_symlink("sub", remote_ / "link");
+  support::fs::create_symlink("nowhere", remote_ / "dangling");
+  support::fs::permissions(remote_ / "closed", support::fs::perms(0));
+  support::fs::permissions(remote_ / "unreadable", support::fs::perms(0711));
+  support::fs::permissions(remote_ / "unenterable", support::fs::perms(0744));
+  connect(kUnprivileged);
+  struct Case {
+    std::string text;
+    Names names;
+    std::string explanation = {};
+  };
+  const std::string deep = remote_.string();
+  const Case cases[] = {
+      {"file", {"file"}},
+      {"with blank", {"with blank"}},
+      {"with\\ blank", {"with blank"}},
+      {"empty", {}},
+      {"sub", {"sub/-b"}},
+      {"sub/", {"sub/-b"}},
+      {"link", {"link/-b"}},
+      {deep + "/sub", {deep + "/sub/-b"}},
+      {"dangling", {"dangling"}},
+      {"nope", {kNotThere}},
+      {"nope/x", {kNotThere}},
+      {"file/", {kNotThere}},
+      {"-x", {kNotThere}},
+      {"empty/*", {kNotThere}},
+      {"unreadable", {"failed"}, "\"unreadable\" failed: the client cannot read it"},
+      {"unreadable/*", {"failed"}, "\"unreadable/\" failed: the client cannot read it"},
+      {"closed", {"failed"}, "\"closed\" failed: the client cannot read it"},
+      {"unenterable", {"failed"}, "\"unenterable\" failed: it may be read, but not entered"},
+      {"feed", {"failed"}, "\"feed\" failed: there is a line feed in the name \""},
+      {"*/x", {"not sent"}, "give them in the last name only"},
+      {"a\nls", {"not sent"}, "a line feed"},
+      {std::string(2040, 'x'), {"not sent"}, "too long"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(list(c.text), c.names) << c.text;
+    EXPECT_NE(client_->explanation().find(c.explanation), std::string::npos)
+        << c.text << ": " << client_->explanation();
+  }
+  ASSERT_EQ(ask("cd \"empty\""), kPrompt);
+  EXPECT_EQ(list(""), Names{});
+  EXPECT_EQ(list("*"), Names{kNotThere});
+  support::fs::remove(remote_ / "empty");
+  EXPECT_EQ(list("-a "), Names{kNotThere});
+}
+
+TEST_F(ListDialogue, IsWholeOrFails) {
+  Names names;
+  for (int i = 1000; i < 4000; ++i)
+    names.push_back("a name of some length, number " + std::to_string(i));
+  make(names);
+  struct Case {
+    std::string fault;
+    std::size_t capacity;
+    bool good;
+  };
+  const Case cases[] = {{"none", 8192, true},      {"none", 100, true},
+                        {"noise", 8192, true},     {"delay 20", 8192, true},
+                        {"unlist 0", 8192, false}, {"unlist 3", 8192, false},
+                        {"cut 0", 8192, false},    {"cut 3", 8192, false}};
+  for (const Case& c : cases) {
+    connect(kFaultyServer + " " + c.fault);
+    EXPECT_EQ(list("", c.capacity), c.good ? names : Names{"failed"}) << c.fault;
+    EXPECT_EQ(client_->explanation().empty(), c.good) << client_->explanation();
+    EXPECT_EQ(list("*9", c.capacity).size(), c.good ? 300u : 1u);
+  }
+  limits_.command = limits_.close_grace = milliseconds(300);
+  connect(kFaultyServer + " none");
+  ASSERT_EQ(kill(support::children_of(static_cast<pid_t>(client_->pid())).at(0), SIGSTOP), 0);
+  EXPECT_EQ(list(""), Names{"failed"});
+  EXPECT_NE(client_->explanation().find("no answer within"), std::string::npos);
+}
+
+TEST_F(ListDialogue, SparesTheQuestionForASizeThatItKnows) {
+  make({"file", "grown", "shrunk", "gone"});
+  support::fs::create_symlink("file", remote_ / "link");
+  connect(kServer);
+  ASSERT_EQ(list("*").size(), 5u);
+  write_file(remote_ / "grown", "more than there was");
+  write_file(remote_ / "shrunk", "less");
+  support::fs::remove(remote_ / "gone");
+  const auto gets = [&](const std::string& name, std::size_t questions) {
+    journal_.clear();
+    const bool there = support::fs::exists(remote_ / name);
+    EXPECT_EQ(get(name), there ? kPrompt : kRefused) << name;
+    EXPECT_TRUE(!there || read_file(local_) == read_file(remote_ / name)) << name;
+    EXPECT_EQ(split(journal_, '\n').size(), there ? 2 * questions + 2 : 2) << journal_;
+  };
+  gets("file", 0);
+  gets("grown", 2);
+  gets("shrunk", 2);
+  gets("gone", 0);
+  gets("link", 1);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "runtime/launch/command.h"
 #include "runtime/launch/command_line.h"
 #include "runtime/launch/delivery.h"
+#include "runtime/launch/directory_listing.h"
 #include "runtime/launch/framing.h"
 #include "runtime/launch/listing.h"
 #include "runtime/launch/openssh.h"
@@ -54,14 +55,19 @@ TEST(Command, IsTakenApart) {
       {"get \"\" \"/tmp/1\"\n", "2<></tmp/1>"},
       {"put \"/tmp/1\" \"x\" \"y\"\n", "3<x\" \"y></tmp/1>"},
       {"put \"/tmp/1\" \"a\nb\"\n", "3<a\nb></tmp/1>"},
+      {"ls \n", "4<><>"},
+      {"ls -a \n", "4<><>all"},
+      {"ls -a\n", "4<-a><>"},
+      {"ls  a \"b\" \n", "4< a \"b\" ><>"},
+      {"cd ..\n", "5<><>"},
   };
   std::string why;
   for (const auto& [text, expected] : cases) {
     const auto command = parse_command(text, &why);
     ASSERT_TRUE(command) << text;
-    EXPECT_EQ(
-        std::to_string(static_cast<int>(command->verb)) + joined({command->remote, command->local}),
-        expected);
+    EXPECT_EQ(std::to_string(static_cast<int>(command->verb)) +
+                  joined({command->remote, command->local}) + (command->dot_names ? "all" : ""),
+              expected);
   }
   for (const char* text : {"", "\n", "cd x\n", "cd \"", "cd \"\n", "cd \"x", "get \"x\"\n",
                            "rm \"x\"\n", "!sh\n", " cd \"x\"\n", "CD \"x\"\n"}) {
@@ -110,11 +116,66 @@ TEST(Listing, TellsWhatANameStandsFor) {
       {"p", "prw-r--r--    ? root     root            0 Nov 22 21:25 p\n", "", kOther},
       {"l", "lrwxrwxrwx    ? root     root            7 Nov 22 21:25 l\n", "", kUnknown},
       {"f", "-rw-r--r-- f\n", "", kUnknown},
+      {"f", "f 6 Nov 22 21:25 f\n", "", kUnknown},
+      {"f", "-rw-r--r-- 6 Nov 22 21:25 \n", "", kUnknown},
   };
   for (const Case& c : cases) {
     const RemoteFile file = read_listing({"sftp> ls -ln x\n"s + c.lines, c.err}, c.name);
     EXPECT_EQ(file.kind, c.kind) << c.name << ": " << c.lines;
     EXPECT_EQ(file.size, c.size) << c.name << ": " << c.lines;
+  }
+}
+
+TEST(DirectoryListing, IsReadWholeOrNotAtAll) {
+  const auto line = [](const std::string& path, const std::string& mode = "-rw-r--r-- ") {
+    return mode + "   ? a b  6 Nov 22 21:25 " + path + "\n";
+  };
+  struct Case {
+    std::string lines;
+    std::size_t slashes;
+    std::string result;
+  };
+  const Case cases[] = {
+      {"", 0, ""},
+      {line("b") + line(".") + line("a 7 Nov 22 21:25 c") + line(".."), 0,
+       "-b -a 7 Nov 22 21:25 c "},
+      {line("d/e/x", "drwxr-xr-x+") + line("d/e/y", "lrwxrwxrwx "), 2, "dx ly "},
+      {line("a") + "b\n", 0, "there is a line feed in the name \"a\\nb\": rename that file"},
+      {line(".") + "b\n", 0, "there is a line feed in the name \".\\nb\": rename that file"},
+      {line("a") + "\n", 0, "there is a line feed in the name \"a\\n\": rename that file"},
+      {"b\n", 0, "a line of it is not understood: \"b\""},
+      {line("../a"), 0, "a line of it is not understood: \"" + line("../a").substr(0, 40) + "\""},
+      {line("a"), 1, "a line of it is not understood: \"" + line("a").substr(0, 37) + "\""},
+      {line("d/"), 1, "a line of it is not understood: \"" + line("d/").substr(0, 38) + "\""},
+      {line(std::string(600, '\\') + std::string(387, 'x')), 0,
+       "the client cuts the long path \"" + std::string(600, '\\') + std::string(387, 'x') + "\""},
+  };
+  for (const Case& c : cases) {
+    std::string result;
+    if (const auto listing = DirectoryListing::parse(c.lines, c.slashes, &result)) {
+      for (const auto& entry : listing->entries())
+        result += entry.type + std::string(entry.name) + ' ';
+    }
+    EXPECT_EQ(result, c.result);
+  }
+}
+
+TEST(UnclearName, IsAnyMixtureOfBytesAndDigits) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"a\\001", "<a\x01=a\\001><a\\001=a\\\\001>"},
+      {"\\377\"\\101\\200{",
+       "<\xff\"\\101\x80{=\\377\\\"\\\\101\\200\\{>"
+       "<\\377\"\\101\\200{=\\\\377\\\"\\\\101\\\\200\\{>"
+       "<\\377\"\\101\x80{=\\\\377\\\"\\\\101\\200\\{>"
+       "<\xff\"\\101\\200{=\\377\\\"\\\\101\\\\200\\{>"},
+  };
+  for (const auto& [shown, expected] : cases) {
+    std::string candidates;
+    UnclearName name(shown);
+    while (const auto candidate = name.next()) {
+      candidates += '<' + candidate->name + '=' + candidate->shown + '>';
+    }
+    EXPECT_EQ(candidates, expected);
   }
 }
 
