@@ -41,7 +41,7 @@ std::string without_escapes(std::string_view text) {
   return plain;
 }
 
-Glob::Glob(std::string pattern)
+Glob::Glob(std::string_view pattern)
     : pattern_(with_literal_carets(pattern)), bytes_(newlocale(LC_ALL_MASK, "C", nullptr)) {}
 
 bool Glob::matches(std::string_view name) const {

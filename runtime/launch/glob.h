@@ -18,7 +18,7 @@ std::string without_escapes(std::string_view text);
 // Matches byte by byte, whatever the locale of the process; a leading dot must be written as such.
 class Glob {
  public:
-  explicit Glob(std::string pattern);
+  explicit Glob(std::string_view pattern);
 
   // `name` must be followed by a NUL.
   bool matches(std::string_view name) const;
