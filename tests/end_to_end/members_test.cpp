@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 
 #include "tests/end_to_end/command_fixture.h"
-#include "tests/end_to_end/hostile_names.h"
+#include "tests/support/hostile_names.h"
 
 namespace fileref {
 namespace {

@@ -1,6 +1,6 @@
 // Listings, several files as one stream, and batches.
 #include "tests/end_to_end/command_fixture.h"
-#include "tests/end_to_end/hostile_names.h"
+#include "tests/support/hostile_names.h"
 
 namespace fileref {
 namespace {

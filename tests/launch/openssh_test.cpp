@@ -3,6 +3,7 @@
 
 #include "runtime/name_escape.h"
 #include "tests/launch/session.h"
+#include "tests/support/hostile_names.h"
 
 namespace fileref::runtime {
 namespace {
@@ -17,58 +18,14 @@ TEST_F(Openssh, CarriesAnyName) {
   for (int c = 1; c < 256; ++c) {
     if (c != '\n' && c != '/') every_byte += static_cast<char>(c);
   }
-  const std::string names[] = {"plain",
-                               "two words",
-                               " lead",
-                               "trail ",
-                               "-l",
-                               "--",
-                               "-",
-                               "'",
-                               "\"",
-                               "\\",
-                               "a\\",
-                               "\\\\\\",
-                               "q\"u\"o\\\"te",
-                               "*",
-                               "?",
-                               "[",
-                               "[a-z]",
-                               "]",
-                               "a*b?c[d]",
-                               "\\*",
-                               "\\?x\\[",
-                               "{",
-                               "}",
-                               "{a,b}",
-                               "\\{a,b\\}",
-                               "}{",
-                               "#",
-                               "#x",
-                               "!sh",
-                               "@x",
-                               "~",
-                               "~root",
-                               "$HOME",
-                               "%d",
-                               "`id`",
-                               "a;b",
-                               "a|b&c",
-                               "sftp>",
-                               "sftp> ",
-                               "no such file or directory",
-                               "FAILURE",
-                               "\r",
-                               "a\rb",
-                               "\t",
-                               "\x1b[31m",
-                               "\x7f",
-                               "\xc3\xa9",
-                               "\xff\xfe",
-                               "x y 7 Nov 22 21:25 z",
-                               std::string(255, 'n'),
-                               every_byte.substr(0, 127),
-                               every_byte.substr(127)};
+  std::vector<std::string> names = split(
+      "plain/--/-/\\/a\\/\\\\\\/q\"u\"o\\\"te/*/?/[/]/a*b?c[d]/\\*/\\?x\\[/{/}/\\{a,b\\}/}{/#/@x/"
+      "~root/"
+      "%d/`id`/a;b/a|b&c/FAILURE/\r/\t/x y 7 Nov 22 21:25 z",
+      '/');
+  for (const std::string& name : hostile_names()) names.push_back(name);
+  names.push_back(every_byte.substr(0, 127));
+  names.push_back(every_byte.substr(127));
   for (const std::string& name : names) {
     const std::string content = "content of " + name, sent = escape_name(name);
     write_file(local_, content);
