@@ -320,6 +320,17 @@ TEST_F(Directories, FilerefsAndTheirFilesExist) {
   EXPECT_EQ(table().amexstp.entryp(logical.data(), reb), kNotAssigned);
 }
 
+// The options of an open may hide that the fileref is a directory; its client works there all the
+// same.
+TEST_F(Directories, AreEnteredWhateverTheOpenSays) {
+  ptr file = nullptr;
+  assign();
+  EXPECT_EQ(host_.open(&file, "LIB", kOpenInput, "LSA"), kSuccess);
+  EXPECT_EQ(client().dialogue(), "sftp   h\ncd \"/d\"\nls -a \n");
+  host_.close(file);
+  host_.deassign("LIB");
+}
+
 // What a directory was opened with holds until it is closed, for its members too.
 TEST_F(Directories, OutliveAReassignment) {
   for (const bool started : {false, true}) {
@@ -344,13 +355,25 @@ TEST_F(Directories, OutliveAReassignment) {
                         "get \"m\" \"TEMP\"\n"
                       : "sftp   new\nget \"f\" \"TEMP\"\n2> sftp   h\n2> cd \"/old\"\n"
                         "2> get \"m\" \"TEMP\"\n");
+    client().script = {listing("m")};
+    std::string again;
+    EXPECT_EQ(started ? kSuccess : next(directory, &again), kSuccess);
     EXPECT_EQ(host_.close(other), kSuccess);
     EXPECT_EQ(host_.deassign("LIB"), kStillOpen);
-    EXPECT_EQ(close(directory), kSuccess);
-    EXPECT_EQ(host_.deassign("LIB"), kSuccess);
-    EXPECT_EQ(client().alive, 1);
-    EXPECT_EQ(host_.read_all(member), "1|");
-    EXPECT_EQ(table().ammclos.entryp(member), kSuccess);
+    if (started) {
+      EXPECT_EQ(table().ammclos.entryp(member), kSuccess);
+      EXPECT_EQ(close(directory), kSuccess);
+      EXPECT_EQ(client().alive, 1) << "the last to be closed takes the earlier client along";
+      EXPECT_EQ(host_.deassign("LIB"), kSuccess);
+    } else {
+      EXPECT_EQ(client().dialogue(), "2> ls \n");
+      EXPECT_EQ(close(directory), kSuccess);
+      EXPECT_EQ(host_.deassign("LIB"), kSuccess);
+      EXPECT_EQ(client().alive, 1);
+      EXPECT_EQ(host_.read_all(member), "1|");
+      EXPECT_EQ(table().ammclos.entryp(member), kSuccess);
+    }
+    client().script.clear();
     EXPECT_EQ(host_.runtime.outstanding(), 0);
     client().started = 0;
   }

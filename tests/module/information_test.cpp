@@ -53,6 +53,7 @@ TEST_F(Information, NamesWhatIsOpen) {
       {"f", "LS", kOpenInput, "Filename=LS generated list of files/2"},
       {"f", "LSA", kOpenInput, "Filename=f/2"},
       {"", "MGET LS", kOpenInput, "Filename=LS generated list of files/2"},
+      {"/d", "DIR LS", kOpenInput, "Filename=LS generated list of files/2"},
   };
   for (const auto& c : cases) {
     ptr file = nullptr;
@@ -75,6 +76,7 @@ TEST_F(Information, NamesDirectoriesAndTheirMembers) {
   ptr file = nullptr;
   WX_OPENPARM parms{};
   parms.openmode = kOpenInput;
+  parms.hostptr = host_.options("DEBUG FILEEXT");
   char name[] = "m";
   char type[] = "CSV     ";
   EXPECT_EQ(table().ammopen.entryp(&file, directory, name, 1, type, &parms), kSuccess);

@@ -89,6 +89,8 @@ TEST_F(Listings, InColumns) {
       {"LS", {kEcho + kEnd}, ""},
       {"LS", {kEcho}, ""},
       {"LS", {kEnd}, ""},
+      {"LS", {kEnd, "a b\n" + kEnd}, "a|b|"},
+      {"LS", {"abc\n" + kEcho + "a\n" + kEnd}, "a|"},
       {"LS", {"\n" + kEnd}, ""},
       {"LS", {kEcho, "", kEnd}, ""},
       {"LS", {kEcho + "a\n" + kEnd}, "a|"},
@@ -159,7 +161,7 @@ TEST_F(Listings, MayBeCutAnywhere) {
 TEST_F(Listings, SkipWhatIsTooLongAsAWhole) {
   const std::string longest = times(512, "n");
   const std::string head = kEcho + "d .\nd ..\n";
-  for (const int length : {512, 513, 1023, 1024, 1025, 5000, 20000}) {
+  for (const int length : {512, 513, 1023, 1024, 1025, 5000, 12300, 20000}) {
     const std::string name = times(length, "n");
     const std::string kept = length == 512 ? name + "|" : "";
     for (const size_t cut : {1u, 511u, 512u, 513u, 1022u, 1023u, 1024u, 4000u}) {
@@ -171,6 +173,11 @@ TEST_F(Listings, SkipWhatIsTooLongAsAWhole) {
       EXPECT_EQ(list("LSA", {head + "-rw b\n-rw " + name.substr(0, cut), line_end}), kSuccess);
       EXPECT_EQ(names_, "b|" + kept + "c|") << length << " cut at " << cut;
     }
+  }
+  for (const size_t length : {1023u, 1024u}) {
+    const std::string line = "-rw " + times(static_cast<int>(length) - 9, "x") + " name";
+    EXPECT_EQ(list("LSA", {head + line, "\n-rw c\n" + kEnd}), kSuccess);
+    EXPECT_EQ(names_, length == 1023 ? "name|c|" : "c|") << "a line of " << line.size();
   }
   // Hidden lines that do not fit into what is carried do not take the name behind them along.
   const std::string hidden = times(100, "-rw .hidden.file\n");

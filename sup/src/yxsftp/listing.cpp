@@ -49,6 +49,21 @@ rctype list_visible(FFCB* ffcb) {
   return rc == kSuccess ? send_command(ffcb, ffcb->cmd) : rc;
 }
 
+struct Prompt {
+  int at;  // -1: there is none
+  int length;
+};
+
+Prompt find_prompt(std::string_view text) {
+  constexpr std::string_view kPrompts[] = {"sftp>", "sftp >"};
+  for (const std::string_view prompt : kPrompts) {
+    const int length = static_cast<int>(prompt.size());
+    const int at = wzstndx(text.data(), static_cast<int>(text.size()), prompt.data(), length);
+    if (at >= 0) return {at, length};
+  }
+  return {-1, 0};
+}
+
 // The line of an echo does not belong to the listing.
 std::string_view without_echo(std::string_view text) {
   const int prompt = find_prompt(text).at;
@@ -115,22 +130,11 @@ int silence(const Listing& listing, long total) {
 
 }  // namespace
 
-Prompt find_prompt(std::string_view text) {
-  constexpr std::string_view kPrompts[] = {"sftp>", "sftp >"};
-  for (const std::string_view prompt : kPrompts) {
-    const int length = static_cast<int>(prompt.size());
-    const int at = wzstndx(text.data(), static_cast<int>(text.size()), prompt.data(), length);
-    if (at >= 0) return {at, length};
-  }
-  return {-1, 0};
-}
-
 int parsestdoutls(FFCB* ffcb) {
   Listing listing{ffcb};
   Chunk chunk;
   chunk.clear();
   long total = 0;
-  ffcb->stdoutlen = 0;
   while (listing.more) {
     TKStatus rc = await_output(ffcb);
     if (rc == kNoAnswerInTime) return silence(listing, total);

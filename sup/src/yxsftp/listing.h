@@ -25,13 +25,6 @@ struct Listing {
   tchar tail[kLongestRun] = {};
 };
 
-// Where the next prompt is in a listing; `at` is -1 when there is none.
-struct Prompt {
-  int at;
-  int length;
-};
-Prompt find_prompt(std::string_view text);
-
 // Takes the names out of `text`, which ends before the prompt, if there is one, and carries what
 // the text leaves unfinished.
 rctype take_names(Listing* listing, std::string_view text);

@@ -133,20 +133,14 @@ bool in_last_fields(const Listing* listing) {
   return (listing->ffcb->flags & kLastField) != 0;
 }
 
-// Over the line at `from` when it is that of the parent directory.
-int skip_parent_line(std::string_view text, int from) {
-  const int end = find(text, from, '\n');
-  return end < length_of(text) && part(text, from, end).ends_with(" ..") ? end + 1 : from;
-}
-
-// Where the names begin, behind the dot entries.
+// Where the names begin, behind the dot entries of a listing in columns.
 int find_first_name(Listing* listing, std::string_view text) {
   const int line_end = find(text, 0, '\n');
   if (line_end < length_of(text)) {
     const std::string_view line = part(text, 0, line_end);
     if (line.ends_with(" .")) {
       listing->ffcb->flags |= kLastField;
-      return skip_parent_line(text, line_end + 1);
+      return line_end + 1;
     }
     if (line.ends_with('.')) return 0;
   }
