@@ -129,33 +129,6 @@ TEST_F(Openssh, GivesNewRemoteFilesOrdinaryPermissions) {
   EXPECT_EQ(support::fs::status(local_).permissions(), support::fs::perms(0600));
 }
 
-TEST_F(Openssh, AsAnOrdinaryUserIsRefusedWhatIsNotPermitted) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs to become another user";
-  const auto permit = [&](const char* name, unsigned mode) {
-    support::fs::permissions(remote_ / name, support::fs::perms(mode));
-  };
-  for (const char* name : {"closed", "unlistable"}) {
-    support::fs::create_directory(remote_ / name);
-    write_file(remote_ / name / "f", "data");
-  }
-  write_file(remote_ / "unreadable", "data");
-  permit("closed", 0700);
-  permit("unlistable", 0711);
-  permit("unreadable", 0600);
-  connect("setpriv --reuid 65534 --regid 65534 --clear-groups " + kServer);
-  write_file(local_, "data");
-  EXPECT_EQ(get("unreadable"), kRefused);
-  EXPECT_NE(client_->words().find("Permission denied"), std::string::npos);
-  EXPECT_EQ(get("closed/f"), kRefused);
-  EXPECT_EQ(get("unlistable/f"), kPrompt);
-  for (const char* name : {"new", "unreadable", "closed/f", "unlistable/f", "unlistable/new"}) {
-    EXPECT_EQ(put(name), "failed") << name;
-    EXPECT_NE(client_->words().find("Permission denied"), std::string::npos) << name;
-  }
-  EXPECT_EQ(put("closed"), "failed");
-  EXPECT_EQ(ask("mkdir \"x\""), "failure\nsftp> ");
-}
-
 TEST_F(Openssh, KeepsAJournalInTheClientsOwnWords) {
   connect(kServer);
   journal_.clear();
@@ -171,43 +144,6 @@ TEST_F(Openssh, KeepsAJournalInTheClientsOwnWords) {
                 "Can't ls: \"" +
                 here + "/nope\" not found\n> get \"nope\" \"" + local_ + ".part\"\nFile \"" + here +
                 "/nope\" not found.\n");
-}
-
-TEST_F(Openssh, ReportsWhyItCouldNotStart) {
-  struct Case {
-    std::string command_line, answer, words;
-  };
-  const Case cases[] = {
-      {"sftp -o BatchMode=yes -o ConnectTimeout=5 -P 1 127.0.0.1", "end of output", "refused"},
-      {"sftp -o BatchMode=yes no-such-host.invalid", "host does not exist\n", "resolve"},
-      {"sftp -o NoSuchOption=1 127.0.0.1", "end of output", "nosuchoption"},
-      {"sftp -D /no/such/server ", "end of output", "No such file"},
-      {"sftp -D /bin/true ", "end of output", ""},
-  };
-  for (const Case& c : cases) {
-    ASSERT_TRUE(launch(c.command_line)) << why_;
-    EXPECT_EQ(answer(), c.answer) << c.command_line;
-    EXPECT_NE(client_->words().find(c.words), std::string::npos) << client_->words();
-    EXPECT_NE(client_->explanation().find("the client ended ("), std::string::npos)
-        << c.command_line;
-    EXPECT_EQ(answer(), "end of output") << c.command_line;
-    EXPECT_EQ(ask("cd \"/\""), "not sent") << c.command_line;
-  }
-  const std::pair<const char*, const char*> refused[] = {
-      {"sftp   -x", "\"-x\" is no host name: the client would take it for an option"},
-      {"sftp -P 22 ", "no host: give HOST=..."},
-      {"sftp", "no host: give HOST=..."},
-      {"sftp 'h", "the command line has a ' that is not closed"},
-      {"  ", "no client program: give PATH=..."},
-      {"no-such-program h",
-       "the client program \"no-such-program\" is not in PATH: install it, or give its full path"},
-      {"/etc/passwd h", "the client program \"/etc/passwd\" cannot be run: Permission denied"},
-      {"/no/such h", "the client program \"/no/such\" cannot be run: No such file or directory"},
-  };
-  for (const auto& [command_line, why] : refused) {
-    EXPECT_FALSE(launch(command_line));
-    EXPECT_EQ(why_, why);
-  }
 }
 
 TEST_F(Openssh, RunsABatchToItsEnd) {

@@ -89,21 +89,5 @@ TEST_F(Batches, RunAgainAtEveryOpen) {
   EXPECT_EQ(host_.close(second), kSuccess);
 }
 
-TEST_F(Batches, LeaveTheTransfersToTheirClient) {
-  assign("BATCHFILE='b'");
-  host_.client.script = {said("1\n")};
-  ptr file = nullptr;
-  EXPECT_EQ(host_.open(&file, "B", kOpenInput), kSuccess);
-  close(file);
-  // As after a member of a directory was opened.
-  host_.fileref("B")->flag &= ~kSessionPending;
-  host_.client.dialogue();
-  EXPECT_EQ(host_.open(&file, "B", kOpenInput), kSuccess);
-  EXPECT_EQ(host_.read_all(file), "");
-  close(file);
-  EXPECT_EQ(host_.client.dialogue(), "");
-  EXPECT_EQ(host_.deassign("B"), kSuccess);
-}
-
 }  // namespace
 }  // namespace fileref

@@ -66,28 +66,6 @@ TEST_F(Information, NamesWhatIsOpen) {
   }
 }
 
-TEST_F(Information, NamesDirectoriesAndTheirMembers) {
-  host_.client.files["m.CSV"] = "1\n";
-  host_.assign("F", "/d", "HOST='h' DIR FILEEXT");
-  ptr directory = open_directory();
-  W_INFSTR* list = nullptr;
-  EXPECT_EQ(table().amdinfs.entryp(directory, &list), kSuccess);
-  EXPECT_EQ(shown(list), "Directory=/d/1");
-  ptr file = nullptr;
-  WX_OPENPARM parms{};
-  parms.openmode = kOpenInput;
-  parms.hostptr = host_.options("DEBUG FILEEXT");
-  char name[] = "m";
-  char type[] = "CSV     ";
-  EXPECT_EQ(table().ammopen.entryp(&file, directory, name, 1, type, &parms), kSuccess);
-  EXPECT_EQ(of_file(file), "Filename=m.CSV/2");
-  table().ammclos.entryp(file);
-  table().amdclos.entryp(directory);
-  EXPECT_EQ(table().amdinfr.entryp(nullptr, list), kSuccess) << "it outlives its directory";
-  EXPECT_EQ(table().amdinfr.entryp(directory, nullptr), kSuccess);
-  host_.deassign("F");
-}
-
 TEST_F(Information, IsReleasedOnce) {
   ptr file = nullptr;
   W_INFSTR* first = nullptr;
@@ -102,31 +80,6 @@ TEST_F(Information, IsReleasedOnce) {
   EXPECT_EQ(table().aminfsr.entryp(file, first), kSuccess);
   EXPECT_EQ(host_.runtime.outstanding(), before + 1);
   EXPECT_EQ(host_.close(file), kSuccess) << "takes the latest list along";
-  host_.deassign("F");
-}
-
-TEST_F(Information, NeedsAFileAndMemory) {
-  W_INFSTR* list = nullptr;
-  EXPECT_EQ(table().aminfsy.entryp(nullptr, &list), kNullPointer);
-  EXPECT_EQ(table().aminfsr.entryp(nullptr, nullptr), kNullPointer);
-  EXPECT_EQ(table().amdinfs.entryp(nullptr, &list), kNullPointer);
-  ptr file = nullptr;
-  host_.assign("F", "/d", "HOST='h' DIR");
-  host_.open(&file, "F", 0);
-  ptr directory = open_directory();
-  const long before = host_.runtime.outstanding();
-  runtime::FaultPoint& faults = host_.runtime.memory.allocation_faults();
-  for (const long nth : {1, 2}) {
-    faults.arm(nth);
-    EXPECT_EQ(table().aminfsy.entryp(file, &list), kNoMemory);
-    EXPECT_EQ(host_.runtime.outstanding(), before) << nth;
-  }
-  faults.arm(1);
-  EXPECT_EQ(table().amdinfs.entryp(directory, &list), kNoMemory);
-  faults.disarm();
-  EXPECT_EQ(list, nullptr);
-  table().amdclos.entryp(directory);
-  host_.close(file);
   host_.deassign("F");
 }
 

@@ -83,36 +83,6 @@ TEST_F(MultipleGet, TakesNamesFromAList) {
   }
 }
 
-TEST_F(MultipleGet, TakesNamesFromAPattern) {
-  const struct {
-    const char* physical;
-    Answer listing;
-    const char* asked;
-    const char* records;
-  } cases[] = {
-      {"/data/*.csv", "sftp> ls \na.csv b.csv\nsftp> ", "ls *.csv\n", "1|2|"},
-      {"", "sftp> ls \nother a.csv .h\nsftp> ", "ls \n", "1|3|"},
-  };
-  host_.client.files = {{"a.csv", "1\n"}, {"b.csv", "2\n"}, {".h", "3\n"}};
-  for (const auto& c : cases) {
-    assign(c.physical);
-    host_.client.script = {c.listing};
-    ptr file = open();
-    EXPECT_TRUE(host_.client.dialogue().starts_with(c.asked)) << c.asked;
-    EXPECT_EQ(host_.read_all(file), c.records);
-    finish(file);
-  }
-  ptr file = nullptr;
-  assign("/data/*.csv", "CD='/data'");
-  host_.client.script = {"no such file or directory\nsftp> "};
-  EXPECT_EQ(host_.open(&file, "M", kOpenInput), kFailed);
-  EXPECT_EQ(host_.attached(), failed("ls *.csv"));
-  host_.client.script = {"sftp> ls \ngone\nsftp> "};
-  EXPECT_EQ(host_.open(&file, "M", kOpenInput), kFailed);
-  EXPECT_EQ(host_.attached(), failed("/data")) << "nothing of what was listed can be had";
-  finish(open(0));
-}
-
 TEST_F(MultipleGet, PassesOverWhatCannotBeFetched) {
   for (const char* phrase : {"Cannot download d: not a regular file", "No Such File or directory",
                              "x: unable to open", "error while reading: failure"}) {

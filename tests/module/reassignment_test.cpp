@@ -40,6 +40,7 @@ TEST_F(Reassignment, LeavesOpenFilesTheirClientAndName) {
   ptr writer = open(kOpenOutput, "LRECL=9 OPTIONS='-v'");
   assign("/b/new", "HOST='h2' DIR");
   EXPECT_EQ(host_.client.alive, 1);
+  EXPECT_EQ(static_cast<FFCB*>(reader)->famb, nullptr) << "earlier options go at once";
   EXPECT_EQ(host_.deassign("A"), kStillOpen) << "the earlier files count";
   assign("/b/new", "HOST='h3'");
   ptr newer = open(kOpenInput);

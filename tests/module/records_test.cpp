@@ -37,35 +37,6 @@ class Records : public testing::Test {
   ModuleHost host_;
 };
 
-TEST_F(Records, PassInTheirFormat) {
-  const struct {
-    const char* options;
-    std::string data;
-    std::vector<std::string> records;
-  } cases[] = {
-      {"RECFM=V", "a\nbb\r\n\n", {"a", "bb\r", ""}},
-      {"RECFM=V", "", {}},
-      {"RECFM=F LRECL=4", "abcde   ", {"abcd", "e   "}},
-      {"RECFM=S LRECL=3 NONBYTE", "abcde", {"abc", "de"}},
-      {"ENCODING=latin1", "\xE9\n", {"\xC3\xA9"}},
-  };
-  for (const auto& c : cases) {
-    ptr file = open(kOpenOutput, c.options);
-    const WX_AMVEC vector = vector_of(file);
-    std::string all;
-    for (std::string record : c.records) {
-      EXPECT_EQ(vector.amfpwrite(file, record.data(), static_cast<long>(record.size()), ' '), 0);
-      all += record + "|";
-    }
-    EXPECT_EQ(host_.close(file), kSuccess);
-    EXPECT_EQ(host_.client.files["f"], c.data) << c.options;
-    file = open(kOpenInput, c.options);
-    EXPECT_EQ(host_.read_all(file), all) << c.options;
-    EXPECT_EQ(host_.read_all(file), "") << "again";
-    EXPECT_EQ(host_.close(file), kSuccess);
-  }
-}
-
 TEST_F(Records, TheVectorActsOnTheFile) {
   const struct {
     int mode;
@@ -124,26 +95,6 @@ TEST_F(Records, StreamReadsTakeTheirByteCountFromTheVariable) {
     }
     EXPECT_EQ(host_.close(file), kSuccess);
   }
-}
-
-TEST_F(Records, StreamReadsWithoutAVariableTakeItFromTheCaller) {
-  host_.client.files["f"] = "0123456789";
-  ptr file = open(kOpenInput, "RECFM=S LRECL=4 NONBYTE");
-  const struct {
-    long asked;
-    rctype rc;
-    const char* record;
-  } cases[] = {{2, kSuccess, "01"},    {5, kByteCountTooLarge, ""}, {0, kSuccess, "2345"},
-               {-9, kSuccess, "6789"}, {4, kEndOfFile, ""},         {1, kEndOfFile, ""}};
-  for (const auto& c : cases) {
-    ptr record = nullptr;
-    long length = c.asked;
-    tchar cc = 0;
-    EXPECT_EQ(yxsrds(file, &record, &length, &cc), c.rc) << c.asked;
-    if (c.rc != kSuccess) continue;
-    EXPECT_EQ(text(record, length), c.record);
-  }
-  EXPECT_EQ(host_.close(file), kSuccess);
 }
 
 TEST_F(Records, AStreamNeedsAUsableVariable) {

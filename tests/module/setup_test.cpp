@@ -149,26 +149,5 @@ TEST_F(Setup, RefusesACommandLineThatDoesNotFit) {
   }
 }
 
-TEST_F(Setup, LeavesABlockThatTheHostKeeps) {
-  ASSERT_EQ(host_.assign("A", "f"), kSuccess);
-  FAMB* block = host_.options("LRECL=9 OPTIONS='-v' LSFILE='x'", kParseHostKeepsBlock);
-  const struct {
-    const char* name;
-    int mode;
-    rctype rc;
-  } cases[] = {{"A", kOpenOutput, kSuccess}, {"A", kOpenInput, kFailed}, {"B", 0, kNotAssigned}};
-  for (const auto& c : cases) {
-    WX_OPENPARM parms{};
-    parms.openmode = c.mode;
-    parms.hostptr = block;
-    ptr file = nullptr;
-    host_.client.files.clear();
-    EXPECT_EQ(host_.open(&file, c.name, &parms), c.rc);
-    EXPECT_EQ(host_.close(file), file != nullptr ? kSuccess : kNullPointer);
-    EXPECT_EQ(block->lrecl, 9);
-  }
-  release_option_block(block, nullptr);
-}
-
 }  // namespace
 }  // namespace fileref
