@@ -8,7 +8,7 @@ namespace {
 // directory.
 fileref::Target target_of(const Request& request, std::vector<std::string>& options) {
   if (request.names.empty()) {
-    const fileref::Target target = file_target(request);
+    fileref::Target target = file_target(request);
     if (target.is_pattern()) options.emplace_back("MGET");
     return target;
   }
