@@ -57,30 +57,6 @@ TEST_F(Faults, NoBrokenDownloadIsTakenForASuccess) {
   }
 }
 
-TEST_F(Faults, NoBrokenUploadIsTakenForASuccess) {
-  verify_ = true;
-  const std::pair<std::string, std::string> cases[] = {
-      {"none", kPrompt},          {"noise", kPrompt},        {"delay 1", kPrompt},
-      {"full 0", "failed"},       {"full 522240", "failed"}, {"hole 0", "failed"},
-      {"hole 1015808", "failed"}, {"hole 522240", "failed"},
-  };
-  for (const auto& [fault, result] : cases) {
-    write_file(local_, content_);
-    for (const char* name : {"new", "file"}) {
-      connect_to(fault);
-      kept_.clear();
-      EXPECT_EQ(put(name), result) << fault;
-      EXPECT_EQ(kept_, result == kPrompt ? "" : local_) << fault;
-      EXPECT_TRUE(kept_.empty() ||
-                  support::fs::status(kept_).permissions() == support::fs::perms(0600));
-      EXPECT_EQ(client_->explanation().ends_with("the data is kept in " + local_),
-                result == "failed")
-          << client_->explanation();
-      support::fs::remove(remote_ / "new");
-    }
-  }
-}
-
 TEST_F(Faults, NoiseDecidesNothing) {
   connect_to("noise");
   EXPECT_EQ(ask("cd \"" + remote_.string() + "\""), kPrompt);

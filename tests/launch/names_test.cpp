@@ -16,27 +16,6 @@ std::string upper(std::string text) {
   return text;
 }
 
-TEST(NameEscape, LeavesNothingThatCouldBeMisread) {
-  const std::pair<std::string, std::string> cases[] = {
-      {"plain-NAME_1.csv", "plain-NAME_1.csv"},
-      {"..two words..", "..two\x1fwords.."},
-      {"tab\tline\n", "tab\tline\n"},
-      {"\r", "\x10M"},
-      {"\x10\x1f", "\x10P\x10_"},
-      {"asftp>sftp >",
-       "a\x10"
-       "3ftp>sftp\x1f>"},
-      {"CanonicaliseCanonicalise",
-       "\x10\x03"
-       "anonicalise\x10\x03"
-       "anonicalise"},
-      {"canonicalis", "canonicalis"},
-      {"", ""},
-  };
-  for (const auto& [name, escaped] : cases) EXPECT_EQ(escape_name(name), escaped);
-  EXPECT_EQ(unescape_name("x\x10"), "x\x10");
-}
-
 TEST(NameEscape, IsUndoneForAllBytes) {
   const std::string pieces[] = {"sftp", ">",  "sftp>", "canonicalise", "CANONIC", "ALISE",
                                 " ",    "\r", "\x10",  "\x1f",         ".",       "P",

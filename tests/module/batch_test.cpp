@@ -73,21 +73,5 @@ TEST_F(Batches, RunToTheirEnd) {
   EXPECT_EQ(host_.pauses, std::vector<long>()) << "nothing is waited for";
 }
 
-TEST_F(Batches, RunAgainAtEveryOpen) {
-  ptr first = nullptr;
-  ptr second = nullptr;
-  assign("BATCHFILE='b'");
-  host_.client.script = {said("1\n"), said("2\n")};
-  EXPECT_EQ(host_.open(&first, "B", kOpenInput), kSuccess);
-  EXPECT_EQ(host_.open(&second, "B", kOpenInput), kSuccess);
-  EXPECT_EQ(host_.client.started, 2);
-  EXPECT_EQ(host_.client.alive, 1);
-  close(first);
-  EXPECT_EQ(host_.deassign("B"), kSuccess) << "a batch is not counted";
-  EXPECT_EQ(host_.client.alive, 0);
-  EXPECT_EQ(host_.read_all(second), "");
-  EXPECT_EQ(host_.close(second), kSuccess);
-}
-
 }  // namespace
 }  // namespace fileref

@@ -259,53 +259,5 @@ TEST_F(Directories, AreEnteredWhateverTheOpenSays) {
   host_.deassign("LIB");
 }
 
-// What a directory was opened with holds until it is closed, for its members too.
-TEST_F(Directories, OutliveAReassignment) {
-  for (const bool started : {false, true}) {
-    ptr directory = nullptr;
-    ptr member = nullptr;
-    ptr other = nullptr;
-    std::string name;
-    assign("LRECL=50", "/old");
-    open(&directory);
-    client().files = {{"m", "1\n"}, {"f", "2\n"}};
-    if (started) {
-      client().script = {kPrompt, kPrompt, listing("m n")};
-      EXPECT_EQ(next(directory, &name, 0), kSuccess);
-    }
-    ASSERT_EQ(host_.assign("LIB", "f", "HOST='new'"), kSuccess);
-    EXPECT_EQ(host_.open(&other, "LIB", kOpenInput), kSuccess);
-    EXPECT_EQ(open_member(&member, directory, "m"), kSuccess);
-    EXPECT_EQ(static_cast<FFCB*>(member)->lrecl, 50);
-    EXPECT_EQ(client().alive, 2);
-    EXPECT_EQ(client().dialogue(),
-              started ? "sftp   h\ncd \"/old\"\nls \n2> sftp   new\n2> get \"f\" \"TEMP\"\n"
-                        "get \"m\" \"TEMP\"\n"
-                      : "sftp   new\nget \"f\" \"TEMP\"\n2> sftp   h\n2> cd \"/old\"\n"
-                        "2> get \"m\" \"TEMP\"\n");
-    client().script = {listing("m")};
-    std::string again;
-    EXPECT_EQ(started ? kSuccess : next(directory, &again), kSuccess);
-    EXPECT_EQ(host_.close(other), kSuccess);
-    EXPECT_EQ(host_.deassign("LIB"), kStillOpen);
-    if (started) {
-      EXPECT_EQ(table().ammclos.entryp(member), kSuccess);
-      EXPECT_EQ(close(directory), kSuccess);
-      EXPECT_EQ(client().alive, 1) << "the last to be closed takes the earlier client along";
-      EXPECT_EQ(host_.deassign("LIB"), kSuccess);
-    } else {
-      EXPECT_EQ(client().dialogue(), "2> ls \n");
-      EXPECT_EQ(close(directory), kSuccess);
-      EXPECT_EQ(host_.deassign("LIB"), kSuccess);
-      EXPECT_EQ(client().alive, 1);
-      EXPECT_EQ(host_.read_all(member), "1|");
-      EXPECT_EQ(table().ammclos.entryp(member), kSuccess);
-    }
-    client().script.clear();
-    EXPECT_EQ(host_.runtime.outstanding(), 0);
-    client().started = 0;
-  }
-}
-
 }  // namespace
 }  // namespace fileref

@@ -256,27 +256,5 @@ TEST_F(Listings, AreLoggedOnDemand) {
   EXPECT_EQ(host_.logged(), "note: sftp> |note: a .b|note: a|note: .bc d\\x0asftp> |note: d|");
 }
 
-TEST_F(Listings, AreReadOnceAndStayReadable) {
-  ptr file = nullptr;
-  std::string record;
-  host_.assign("DIRREF", "", "HOST='h' LSA RECFM=S NONBYTE");
-  host_.client.script = {kEnd.c_str(), {"a b\n" + kEnd}};
-  EXPECT_EQ(host_.open(&file, "DIRREF", kOpenInput), kSuccess);
-  WX_AMVEC* vector = nullptr;
-  EXPECT_EQ(host_.table().amamvec.entryp(file, &vector), kSuccess);
-  ptr start = nullptr;
-  long length = 0;
-  EXPECT_EQ(vector->amfpread(vector->amfcb, &start, &length, nullptr), kSuccess);
-  EXPECT_EQ(std::string(static_cast<char*>(start), static_cast<size_t>(length)), "a");
-  host_.runtime.memory.heap().free(&host_.runtime.memory.heap(), vector, 0, kRelease);
-  EXPECT_EQ(host_.write(file, "x"), kFailed);
-  // A fileref that is gone takes nothing along that a listing needs.
-  EXPECT_EQ(host_.deassign("DIRREF"), kSuccess);
-  EXPECT_EQ(host_.client.alive, 0);
-  EXPECT_EQ(host_.read_all(file), "b|");
-  EXPECT_EQ(host_.read(file, &record), kEndOfFile);
-  EXPECT_EQ(host_.close(file), kSuccess);
-}
-
 }  // namespace
 }  // namespace fileref

@@ -180,26 +180,5 @@ TEST_F(Options, SecretsAreBlottedOutOfTheEcho) {
   EXPECT_EQ(watch.calls["yhqblot"], 1);
 }
 
-TEST_F(Options, SurviveAShortageOfMemory) {
-  runtime::FaultPoint& allocations = host_.runtime.memory.allocation_faults();
-  for (const std::string option : {"USER=b", "HOST='b'", "OPTIONS='b -b '", "OPTIONSX='b'",
-                                   "LSFILE='b'", "CD='b'", "BATCHFILE='b'", "PATH='b'"}) {
-    block_ = host_.options("USER=a HOST='a' OPTIONS='a'");
-    const std::string before = dump();
-    for (long nth = 1;; ++nth) {
-      allocations.arm(nth);
-      if (host_.parse(option, &block_) == kSuccess) break;
-      EXPECT_EQ(host_.scanned, kUntouched) << option;
-      EXPECT_EQ(dump(), before) << option << " " << nth;
-    }
-    allocations.disarm();
-    EXPECT_NE(dump(), before) << option;
-    release();
-  }
-  allocations.arm(1);
-  EXPECT_EQ(host_.parse("", &block_), kNoMemory);
-  EXPECT_EQ(block_, nullptr);
-}
-
 }  // namespace
 }  // namespace fileref

@@ -37,28 +37,6 @@ class Records : public testing::Test {
   ModuleHost host_;
 };
 
-TEST_F(Records, TheVectorActsOnTheFile) {
-  const struct {
-    int mode;
-    const char* options;
-    AmReadFn* read;
-  } cases[] = {{kOpenInput, "RECFM=F", yxsread},
-               {kOpenInput, "RECFM=S NONBYTE", yxsrds},
-               {kOpenOutput, "RECFM=S NONBYTE", yxsread}};
-  host_.client.files["f"] = "a";
-  for (const auto& c : cases) {
-    ptr file = open(c.mode, c.options);
-    const WX_AMVEC vector = vector_of(file);
-    EXPECT_EQ(vector.amfcb, file);
-    EXPECT_EQ(vector.amfpread, c.read) << c.options;
-    EXPECT_EQ(vector.amfpwrite, yxswrit);
-    for (auto* absent : {vector.amfpnote, vector.amfppoint, vector.amfpb2pos, vector.amfpr2pos}) {
-      EXPECT_EQ(absent(file), kNotSupported);
-    }
-    EXPECT_EQ(host_.close(file), kSuccess);
-  }
-}
-
 TEST_F(Records, StreamReadsTakeTheirByteCountFromTheVariable) {
   const double infinity = std::numeric_limits<double>::infinity();
   const struct {
@@ -95,28 +73,6 @@ TEST_F(Records, StreamReadsTakeTheirByteCountFromTheVariable) {
     }
     EXPECT_EQ(host_.close(file), kSuccess);
   }
-}
-
-TEST_F(Records, AStreamNeedsAUsableVariable) {
-  host_.runtime.variables.at("SIZE") = 1;
-  host_.client.files["f"] = "data";
-  for (const bool named : {false, true}) {
-    FAMB* block = host_.options(named ? "RECFM=S NBYTE=size" : "RECFM=S");
-    if (named) block->nbyte.name[0] = 'X';  // gone since it was named
-    WX_OPENPARM parms{};
-    parms.openmode = kOpenInput;
-    parms.hostptr = block;
-    host_.logged();
-    host_.client.dialogue();
-    ptr file = nullptr;
-    EXPECT_EQ(host_.open(&file, "A", &parms), kWrongUse) << named;
-    EXPECT_EQ(file, nullptr);
-    EXPECT_EQ(host_.logged(), "error: " + message_text<message::NbyteUnusable>() + "|");
-    EXPECT_TRUE(host_.client.dialogue().ends_with("get \"f\" \"TEMP\"\n"));
-    EXPECT_EQ(host_.runtime.temp.outstanding(), 0u);
-  }
-  ptr file = open(kOpenOutput, "RECFM=S");
-  EXPECT_EQ(host_.close(file), kSuccess) << "output needs none";
 }
 
 TEST_F(Records, NullPointersAreRefused) {
