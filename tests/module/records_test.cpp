@@ -1,4 +1,4 @@
-// Records through the method table and through the record-I/O vector.
+// Records through the method table and the stream read of the record-I/O vector.
 #include <climits>
 #include <cmath>
 #include <limits>
@@ -24,14 +24,6 @@ class Records : public testing::Test {
     ptr file = nullptr;
     EXPECT_EQ(host_.open(&file, "A", mode, options), kSuccess) << options;
     return file;
-  }
-  WX_AMVEC vector_of(ptr file) {
-    WX_AMVEC* vector = nullptr;
-    EXPECT_EQ(yxsamvc(file, &vector), kSuccess);
-    const WX_AMVEC copy = *vector;
-    POOL& heap = host_.runtime.memory.heap();
-    heap.free(&heap, vector, 0, kRelease);
-    return copy;
   }
 
   ModuleHost host_;
