@@ -1,4 +1,6 @@
 // Several remote files, read as one.
+#include <set>
+
 #include "sup/src/yxsftp/entries.h"
 #include "sup/src/yxsftp/mget.h"
 #include "tests/module/module_host.h"
@@ -11,33 +13,33 @@ constexpr char kPrompt[] = "sftp> ";
 std::string get(const std::string& name) {
   return "get \"" + name + "\" \"TEMP\"\n";
 }
+std::string failed(const std::string& name) {
+  return message_text<message::RemoteNameFailed>(name.c_str());
+}
 
 class MultipleGet : public testing::Test {
  protected:
   // A fileref M; its client runs, so that scripts begin with what the open asks for.
   void assign(const std::string& physical, const std::string& options = "") {
-    ASSERT_EQ(host_.assign("M", physical, "HOST='h' MGET " + options), kSuccess);
     ptr file = nullptr;
+    ASSERT_EQ(host_.assign("M", physical, "HOST='h' MGET " + options), kSuccess);
     ASSERT_EQ(host_.open(&file, "M", 0), kSuccess);
     ASSERT_EQ(host_.close(file), kSuccess);
     host_.client.dialogue();
     host_.client.started = 0;
   }
-  ptr open(int mode = kOpenInput) {
+  ptr open(rctype rc = kSuccess, int mode = kOpenInput) {
     ptr file = nullptr;
-    EXPECT_EQ(host_.open(&file, "M", mode), kSuccess) << host_.attached();
-    EXPECT_EQ(host_.fileref("M")->open, file == nullptr ? 0 : 1);
+    EXPECT_EQ(host_.open(&file, "M", mode), rc) << host_.attached();
+    EXPECT_EQ(host_.fileref("M")->open, rc == kSuccess ? 1 : 0);
     return file;
   }
-  // Gives the file and the fileref back: nothing may stay.
+  // Gives the file, if there is one, and the fileref back: nothing may stay.
   void finish(ptr file) {
-    EXPECT_EQ(host_.close(file), kSuccess);
+    EXPECT_EQ(host_.close(file), file == nullptr ? kNullPointer : kSuccess);
     EXPECT_EQ(host_.deassign("M"), kSuccess);
     EXPECT_EQ(host_.runtime.outstanding(), 0);
     host_.client.script.clear();
-  }
-  static std::string failed(const std::string& name) {
-    return message_text<message::RemoteNameFailed>(name.c_str());
   }
 
   ModuleHost host_;
@@ -50,6 +52,7 @@ TEST_F(MultipleGet, TakesNamesFromAList) {
     std::string list;
     std::vector<std::string> names;
     rctype rc = kFailed;
+    std::string attached = failed("(no name)");
   } cases[] = {
       {"(a 'b c' d)", {"a", "b c", "d"}},
       {"(report.txt)", {"report.txt"}},
@@ -64,79 +67,98 @@ TEST_F(MultipleGet, TakesNamesFromAList) {
       {"('a'b c)", {"a", "c"}},
       {"('a')", {"a"}},
       {"(" + n511 + " 'z')", {n511, "z"}},
-      {"('x", {}, kNotInListing},
-      {"(a \"x' )", {}, kNotInListing},
-      {"(a 'n" + n511 + "')", {}},
+      {"('x", {}, kNotInListing, ""},
+      {"(a \"x' )", {}, kNotInListing, ""},
+      {"(a 'n" + n511 + "')", {}, kFailed, failed("n" + n511)},
   };
   for (const auto& c : cases) {
-    ptr file = nullptr;
     std::string gets;
     for (const std::string& name : c.names) gets += get(name);
     assign(c.list);
-    EXPECT_EQ(host_.open(&file, "M", kOpenInput), c.rc) << c.list;
+    open(c.rc);
     EXPECT_EQ(host_.client.dialogue(), gets);
-    const bool too_long = c.list.size() > 512 && c.names.empty();
-    const std::string attached = too_long ? failed(c.list.substr(4)) : failed("(no name)");
-    EXPECT_EQ(host_.attached(), c.rc == kFailed ? attached : "") << c.list;
-    EXPECT_EQ(host_.deassign("M"), kSuccess);
-    EXPECT_EQ(host_.runtime.outstanding(), 0);
+    EXPECT_EQ(host_.attached(), c.attached) << c.list;
+    finish(nullptr);
+  }
+}
+
+TEST_F(MultipleGet, TakesNamesFromAListing) {
+  const struct {
+    const char* physical;
+    Answer listing;
+    const char* asked;
+    const char* records;  // or none, and what is attached
+    const char* failed = "";
+  } cases[] = {
+      {"/data/*.csv", "sftp> ls \na.csv b.csv\nsftp> ", "ls *.csv\n", "1|2|"},
+      {"", "sftp> ls \nother a.csv .h\nsftp> ", "ls \n", "1|3|"},
+      {"/data/*.csv", "no such file or directory\nsftp> ", "ls *.csv\n", nullptr, "ls *.csv"},
+      {"/data/*.csv", "sftp> ls \ngone\nsftp> ", "ls *.csv\n", nullptr, "/dir"},
+  };
+  host_.client.files = {{"a.csv", "1\n"}, {"b.csv", "2\n"}, {".h", "3\n"}};
+  for (const auto& c : cases) {
+    assign(c.physical, "CD='/dir'");
+    host_.client.script = {c.listing};
+    ptr file = open(c.records == nullptr ? kFailed : kSuccess);
+    EXPECT_TRUE(host_.client.dialogue().starts_with(c.asked)) << c.asked;
+    if (c.records == nullptr) {
+      EXPECT_EQ(host_.attached(), failed(c.failed));
+    } else {
+      EXPECT_EQ(host_.read_all(file), c.records);
+    }
+    finish(file);
   }
 }
 
 TEST_F(MultipleGet, PassesOverWhatCannotBeFetched) {
+  const char* records[] = {"3|4|", "1|2|4|", "1|2|3|4|", "1|2|3|"};
   for (const char* phrase : {"Cannot download d: not a regular file", "No Such File or directory",
                              "x: unable to open", "error while reading: failure"}) {
-    const std::string refusal = phrase + std::string("\nsftp> ");
     for (size_t refused = 0; refused < 4; ++refused) {
       assign("(a b empty c)");
       host_.client.files = {{"a", "1\n2\n"}, {"b", "3\n"}, {"empty", ""}, {"c", "4\n"}};
       host_.client.script.assign(refused, kPrompt);
-      host_.client.script.emplace_back(refusal.c_str());
+      host_.client.script.emplace_back(Chunk(phrase + std::string("\nsftp> ")));
       ptr file = open();
-      const char* records[] = {"3|4|", "1|2|4|", "1|2|3|4|", "1|2|3|"};
       EXPECT_EQ(host_.read_all(file), records[refused]) << phrase;
-      EXPECT_EQ(host_.client.dialogue(), get("a") + get("b") + get("empty") + get("c"));
       EXPECT_EQ(host_.read_all(file), "") << "the end stays the end";
-      EXPECT_EQ(host_.client.dialogue(), "");
+      EXPECT_EQ(host_.client.dialogue(), get("a") + get("b") + get("empty") + get("c"));
       finish(file);
     }
   }
 }
 
 TEST_F(MultipleGet, StopsAtAFailure) {
-  const auto late = message_text<message::NoAnswerInTime>();
-  const std::string command = "get \"b\" \"" + host_.runtime.temp.directory();
+  const std::string failure = std::to_string(static_cast<unsigned>(kFailed));
   const struct {
     Answer answer;
-    std::string attached;
+    std::string attached;  // begins so
     std::string logged;
   } cases[] = {
-      {kRefused, failed(command), "note: get \"b\" \"TEMP\"|"},
-      {Chunk(kNoAnswerInTime), late, ""},
-      {Chunk(kEndOfOutput), failed(command), ""},
-      {Chunk(kProcessFailed), failed(command), ""},
+      {kRefused, "\"get \"b\" \"/", "note: get \"b\" \"TEMP\"|"},
+      {Chunk(kNoAnswerInTime), message_text<message::NoAnswerInTime>(), ""},
+      {Chunk(kEndOfOutput), "\"get \"b\" \"/", ""},
+      {Chunk(kProcessFailed), "\"get \"b\" \"/", ""},
   };
   host_.client.files = {{"a", "1\n"}, {"b", "2\n"}, {"c", "3\n"}};
-  const std::string failure = std::to_string(static_cast<unsigned>(kFailed));
   for (const auto& c : cases) {
-    assign("(b)");
-    host_.client.script = {c.answer};
-    ptr file = nullptr;
-    EXPECT_EQ(host_.open(&file, "M", kOpenInput), kFailed);
-    const size_t name_end = c.attached.find("/fileref-tmp");
-    EXPECT_EQ(host_.attached().substr(0, name_end), c.attached.substr(0, name_end));
-    EXPECT_EQ(host_.logged(), c.logged);
-    host_.deassign("M");
-    assign("(a b c)");
-    file = open();
-    host_.client.script = {c.answer};
-    EXPECT_EQ(host_.read_all(file), "1|" + failure);
-    EXPECT_EQ(host_.client.script.size(), 0u);
-    host_.client.dialogue();
-    EXPECT_EQ(host_.read_all(file), failure) << "again";
-    EXPECT_EQ(host_.client.dialogue(), "") << "nothing more is fetched";
-    host_.logged();
-    finish(file);
+    for (const bool at_open : {true, false}) {
+      assign(at_open ? "(b)" : "(a b c)");
+      ptr file = at_open ? nullptr : open();
+      host_.client.dialogue();
+      host_.client.script = {c.answer};
+      if (at_open) {
+        open(kFailed);
+      } else {
+        EXPECT_EQ(host_.read_all(file), "1|" + failure);
+        host_.client.dialogue();
+        EXPECT_EQ(host_.read_all(file), failure) << "again";
+        EXPECT_EQ(host_.client.dialogue(), "") << "nothing more is fetched";
+      }
+      EXPECT_TRUE(host_.attached().starts_with(c.attached)) << host_.attached();
+      EXPECT_EQ(host_.logged(), c.logged);
+      finish(file);
+    }
   }
 }
 
@@ -144,29 +166,19 @@ TEST_F(MultipleGet, StopsAtAFailure) {
 TEST_F(MultipleGet, EndsWhenTheNextFileCannotBeOpened) {
   assign("(a b)", "RECFM=V");
   host_.client.files = {{"a", "1\n"}};
-  ptr file = nullptr;
+  ptr file = nullptr, start = nullptr;
   EXPECT_EQ(host_.open(&file, "M", kOpenInput, "LRECL=9"), kSuccess);
-  WX_AMVEC* vector = nullptr;
-  W_INFSTR* list = nullptr;
-  EXPECT_EQ(yxsamvc(file, &vector), kSuccess);
   host_.client.script = {kPrompt};  // and leaves no file
   EXPECT_EQ(host_.read_all(file), "1|" + std::to_string(static_cast<unsigned>(kTempFailure)));
-  EXPECT_EQ(host_.fileref("M")->open, 0);
   std::string record;
   long length = 0;
-  ptr start = nullptr;
-  tchar cc = ' ';
   WX_INFOPARM info{};
-  EXPECT_EQ(host_.read(file, &record), kNullPointer);
-  EXPECT_EQ(vector->amfpread(vector->amfcb, &start, &length, &cc), kNullPointer);
-  EXPECT_EQ(yxsrds(file, &start, &length, &cc), kNullPointer);
-  EXPECT_EQ(host_.write(file, "x"), kNullPointer);
-  EXPECT_EQ(yxsamvc(file, &vector), kNullPointer);
-  EXPECT_EQ(yxsins(file, &list), kNullPointer);
-  EXPECT_EQ(yxsinfo(file, nullptr, nullptr, 0, nullptr, &info), kNullPointer);
-  POOL& heap = host_.runtime.memory.heap();
-  heap.free(&heap, vector, 0, kRelease);
-  EXPECT_EQ(host_.deassign("M"), kSuccess);
+  EXPECT_EQ(
+      (std::set<rctype>{host_.read(file, &record), yxsrds(file, &start, &length, nullptr),
+                        host_.write(file, "x"), yxsamvc(file, nullptr), yxsins(file, nullptr),
+                        yxsinf(file, nullptr), yxsinfo(file, nullptr, nullptr, 0, nullptr, &info)}),
+      std::set<rctype>{kNullPointer});
+  EXPECT_EQ(host_.deassign("M"), kSuccess) << "it is not counted any more";
   EXPECT_EQ(host_.runtime.outstanding(), 1) << "the empty block";
   EXPECT_EQ(host_.close(file), kSuccess);
 }
@@ -175,7 +187,7 @@ TEST_F(MultipleGet, MayBeClosedAtAnyPoint) {
   for (int reads = 0; reads < 6; ++reads) {
     assign("(a b)");
     host_.client.files = {{"a", "1\n2\n"}, {"b", "3\n"}};
-    ptr file = open(reads % 2 == 0 ? kOpenInput : kOpenInput | kOpenOutput);
+    ptr file = open(kSuccess, reads % 2 == 0 ? kOpenInput : kOpenInput | kOpenOutput);
     std::string record;
     for (int i = 0; i < reads; ++i) {
       EXPECT_EQ(host_.read(file, &record), i < 3 ? kSuccess : kEndOfFile);
@@ -189,8 +201,7 @@ TEST_F(MultipleGet, MayBeClosedAtAnyPoint) {
 TEST_F(MultipleGet, StreamsEndWithTheFirstFile) {
   assign("(a b)", "RECFM=S NONBYTE");
   host_.client.files = {{"a", "12"}, {"b", "3"}};
-  ptr file = open();
-  ptr start = nullptr;
+  ptr file = open(), start = nullptr;
   long length = 0;
   EXPECT_EQ(yxsrds(file, &start, &length, nullptr), kSuccess);
   EXPECT_EQ(length, 2);
