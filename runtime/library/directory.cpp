@@ -13,9 +13,6 @@ using runtime::text_of;
 
 namespace {
 
-// What the access method does for each member.
-constexpr int kSplitType = 0x2;
-constexpr int kFindKind = 0x8;
 constexpr std::size_t kLongestName = 512;
 
 // An extension as the access method takes it: eight bytes in the case they were given in.
