@@ -1,31 +1,34 @@
-// What has to be known of one client program in order to hold a dialogue with it.
+// Turns the module's commands into operations, in the dialect of one client.
 #pragma once
 
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "runtime/launch/framing.h"
-#include "runtime/launch/operation.h"
+#include "runtime/launch/dialect.h"
 
 namespace fileref::runtime {
 
 class Adapter {
  public:
-  virtual ~Adapter() = default;
+  Adapter(std::unique_ptr<Dialect> dialect, Session session)
+      : dialect_(std::move(dialect)), session_(std::move(session)) {}
 
-  // Makes the sentinel that ends the reply to one exchange.
-  virtual Sentinel sentinel(const std::string& nonce) const = 0;
+  const Dialect& dialect() const { return *dialect_; }
 
-  // The operation that waits for the session to be up.
-  virtual std::unique_ptr<Operation> start() = 0;
+  // The operation that waits for the session to be up, and enters the directory in which an earlier
+  // one stood.
+  std::unique_ptr<Operation> start();
 
   // The operation for one command line of the module. Returns null and says why when the command
   // must not be sent.
-  virtual std::unique_ptr<Operation> plan(std::string_view command, std::string* why) = 0;
+  std::unique_ptr<Operation> plan(std::string_view command, std::string* why);
 
-  // The line with which the client repeats `line`, if it does.
-  virtual std::string echo(std::string_view line) const = 0;
+ private:
+  bool can_send(const Command& command, std::string* why) const;
+
+  std::unique_ptr<Dialect> dialect_;
+  Session session_;
 };
 
 }  // namespace fileref::runtime

@@ -74,18 +74,25 @@ std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) 
   if (!child) return nullptr;
   const bool batch = framed && runs_batch(*words);
   if (!framed || batch) {
-    return std::make_unique<PlainClient>(std::move(request), std::move(child), batch);
+    return std::make_unique<PlainClient>(std::move(request), *words, std::move(child), batch);
   }
-  auto adapter = std::make_unique<openssh::OpensshAdapter>(
-      openssh::Session{request.keep_unsent, request.verify_uploads});
-  return std::make_unique<FramedClient>(std::move(request), std::move(child), std::move(adapter));
+  Adapter adapter(std::make_unique<openssh::OpensshDialect>(),
+                  Session{request.keep_unsent, request.verify_uploads});
+  return std::make_unique<FramedClient>(std::move(request), *words, std::move(child),
+                                        std::move(adapter));
 }
 
-Client::Client(LaunchRequest request, std::unique_ptr<Child> child)
-    : request_(std::move(request)), child_(std::move(child)) {}
+Client::Client(LaunchRequest request, std::vector<std::string> words, std::unique_ptr<Child> child)
+    : request_(std::move(request)), words_(std::move(words)), child_(std::move(child)) {}
 
 Client::~Client() {
   child_->end(limits().close_grace, limits().close_grace);
+}
+
+bool Client::restart(std::string* why) {
+  std::unique_ptr<Child> child = Child::start(words_, !request_.may_ask, why);
+  if (child) child_ = std::move(child);
+  return child_->talking();
 }
 
 TKStatus Client::kill() {

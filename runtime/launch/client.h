@@ -44,6 +44,9 @@ struct LaunchRequest {
   // Read uploads back and compare them: OpenSSH clients up to 10.0 can miss a block that the server
   // refused, while the size comes out right. Small files, where they cannot, are not read back.
   bool verify_uploads = false;
+  // How often a command is repeated whose client ended under way, in a new session that stands in
+  // the same directory. A session that was lost between two commands counts as the first of them.
+  int retries = 2;
   bool may_ask = false;  // there is a terminal on which the client may ask its user
   // Is told each line that is sent ("> " and the line), and each line that the client says.
   std::function<void(std::string_view)> journal;
@@ -98,9 +101,14 @@ class Client {
  protected:
   using Milliseconds = std::chrono::milliseconds;
 
-  Client(LaunchRequest request, std::unique_ptr<Child> child);
+  // `words` is what runs as `child`.
+  Client(LaunchRequest request, std::vector<std::string> words, std::unique_ptr<Child> child);
+
+  // Runs the same words anew, once the child has ended. False, and why, when that fails.
+  bool restart(std::string* why);
 
   const LaunchLimits& limits() const { return request_.limits; }
+  int retries() const { return request_.retries; }
   Child& child() { return *child_; }
   const Child& child() const { return *child_; }
 
@@ -118,6 +126,7 @@ class Client {
 
  private:
   LaunchRequest request_;
+  std::vector<std::string> words_;
   std::unique_ptr<Child> child_;
   std::string explanation_, error_words_, output_words_;
 };

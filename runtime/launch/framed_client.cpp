@@ -17,18 +17,24 @@ constexpr std::chrono::milliseconds kLastWords{200};
 constexpr std::size_t kLongReply = std::size_t{16} << 10;
 constexpr std::chrono::milliseconds kReadInterval{1};
 
+// Before a command is repeated: a server that restarts needs a moment.
+constexpr std::chrono::milliseconds kFirstPause{250};
+constexpr std::chrono::milliseconds kLongestPause{30'000};
+constexpr int kPauseGrowth = 4;
+constexpr std::chrono::milliseconds kLongestNap{50};
+
 constexpr std::size_t kLargestReply = std::size_t{256} << 20;  // far above every listing
 constexpr std::size_t kMostNoted = std::size_t{64} << 10;      // of a long answer
 constexpr std::size_t kMostErrors = std::size_t{64} << 10;     // enough to judge by
 
 }  // namespace
 
-FramedClient::FramedClient(LaunchRequest request, std::unique_ptr<Child> child,
-                           std::unique_ptr<Adapter> adapter)
-    : Client(std::move(request), std::move(child)),
+FramedClient::FramedClient(LaunchRequest request, std::vector<std::string> words,
+                           std::unique_ptr<Child> child, Adapter adapter)
+    : Client(std::move(request), std::move(words), std::move(child)),
       adapter_(std::move(adapter)),
       error_lines_([this](std::string_view line) { note(line); }) {
-  begin(adapter_->start(), limits().start);
+  begin(adapter_.start(), limits().start);
 }
 
 // An operation that is broken off here still puts its local files in order, once the client no
@@ -43,8 +49,8 @@ TKStatus FramedClient::send(std::string_view command) {
   answer_.clear();
   failure_ = kSuccess;
   std::string why;
-  std::unique_ptr<Operation> operation = adapter_->plan(command, &why);
-  if (operation && child().talking()) {
+  std::unique_ptr<Operation> operation = adapter_.plan(command, &why);
+  if (operation && (child().talking() || (was_up_ && retries() > 0))) {
     forget_failure();
     begin(std::move(operation), limits().command);
     return kSuccess;
@@ -83,11 +89,16 @@ void FramedClient::pump(std::chrono::milliseconds at_most) {
 void FramedClient::begin(std::unique_ptr<Operation> operation, Milliseconds quick_limit) {
   quick_limit_ = quick_limit;
   operation_ = std::move(operation);
+  repetitions_ = 0;
+  if (!child().talking()) return lose(kEndOfOutput, {});
   advance(operation_->begin());
 }
 
 void FramedClient::advance(Step step) {
-  if (Answer* answer = std::get_if<Answer>(&step)) {
+  Answer* answer = std::get_if<Answer>(&step);
+  if (answer && resume_) {
+    take_up_again(std::move(*answer));
+  } else if (answer) {
     finish(std::move(*answer));
   } else {
     start_exchange(std::get<Request>(std::move(step)));
@@ -105,7 +116,7 @@ void FramedClient::start_exchange(Request request) {
   for (const std::string& line : request.lines) note_sent(line);
   limit_ = request.transfer ? limits().transfer : quick_limit_;
   deadline_ = deadline_after(limit_);
-  exchange_.emplace(std::move(request), adapter_->sentinel(nonce));
+  exchange_.emplace(std::move(request), adapter_.dialect().sentinel(nonce));
   child().queue(exchange_->input());
   listen(Clock::now());
 }
@@ -113,6 +124,11 @@ void FramedClient::start_exchange(Request request) {
 // Runs the operation until it has ended, or until `deadline`.
 void FramedClient::run_until(Clock::time_point deadline) {
   while (busy()) {
+    if (!exchange_) {
+      wait_for_repetition(deadline);
+      if (!exchange_ && Clock::now() >= deadline) return;
+      continue;
+    }
     if (!exchange_->complete()) listen(std::min(deadline, deadline_));
     if (exchange_->complete()) {
       settle();
@@ -145,11 +161,12 @@ void FramedClient::settle() {
   const Exchange done = *std::move(exchange_);
   exchange_.reset();
   if (!done.request().look) remember_errors(done.reply().err);
-  advance(operation_->take(done.reply()));
+  advance(current().take(done.reply()));
 }
 
 void FramedClient::finish(Answer answer) {
   operation_.reset();
+  if (answer.status == kSuccess && !answer.refused) was_up_ = true;
   answer_.append(answer.text);
   failure_ = answer.status;
   if (answer.ends_client) child().end(Milliseconds{0}, limits().close_grace);
@@ -172,7 +189,48 @@ void FramedClient::lose(TKStatus status, std::string reason) {
   exchange_.reset();
   if (child().talking()) child().end(Milliseconds{0}, limits().close_grace);
   if (reason.empty()) reason = how_it_ended();
+  if (may_repeat(status)) return plan_repetition(reason);
+  if (resume_) reason = "the session was lost and is not up again: " + reason;
+  if (repetitions_ > 0) reason += "; it was tried " + std::to_string(1 + repetitions_) + " times";
+  resume_.reset();
   finish(operation_->lost({status, {}, std::move(reason)}, words()));
+}
+
+bool FramedClient::may_repeat(TKStatus status) const {
+  return status == kEndOfOutput && was_up_ && repetitions_ < retries();
+}
+
+void FramedClient::plan_repetition(const std::string& reason) {
+  Milliseconds pause = kFirstPause;
+  for (int i = 0; i < repetitions_; ++i) pause = std::min(kPauseGrowth * pause, kLongestPause);
+  ++repetitions_;
+  note("[" + reason + ": starting it again, " + std::to_string(repetitions_) + " of " +
+       std::to_string(retries()) + "]");
+  resume_.reset();
+  repetition_ = Clock::now() + pause;
+}
+
+void FramedClient::wait_for_repetition(Clock::time_point deadline) {
+  std::this_thread::sleep_until(std::min({deadline, repetition_, Clock::now() + kLongestNap}));
+  if (Clock::now() >= repetition_) resume();
+}
+
+void FramedClient::resume() {
+  std::string why;
+  resume_ = adapter_.start();
+  if (!restart(&why)) return lose(kEndOfOutput, why);
+  quick_limit_ = limits().start;
+  advance(resume_->begin());
+}
+
+// The session is up again, or cannot be.
+void FramedClient::take_up_again(Answer resumed) {
+  if (resumed.status != kSuccess || resumed.refused) {
+    return lose(kProcessFailed, std::move(resumed.explanation));
+  }
+  resume_.reset();
+  quick_limit_ = limits().command;
+  advance(operation_->begin());
 }
 
 bool FramedClient::wait_for_end(Clock::time_point deadline) {
@@ -187,7 +245,8 @@ bool FramedClient::wait_for_end(Clock::time_point deadline) {
 // Passes on what the client wrote on standard output, without its echo of our lines.
 void FramedClient::note_output() {
   std::vector<std::string> echoes;
-  for (const std::string& line : exchange_->request().lines) echoes.push_back(adapter_->echo(line));
+  for (const std::string& line : exchange_->request().lines)
+    echoes.push_back(adapter_.dialect().echo(line));
   LineBuffer lines([&](std::string_view line) {
     if (std::find(echoes.begin(), echoes.end(), line) != echoes.end()) return;
     note(line);

@@ -1,4 +1,5 @@
-// A client whose answers are framed by sentinels and judged by an adapter.
+// A client whose answers are framed by sentinels and judged by an adapter. One that ends is started
+// again, and the command under way repeated, as often as the request allows.
 #pragma once
 
 #include <memory>
@@ -15,8 +16,8 @@ namespace fileref::runtime {
 
 class FramedClient : public Client {
  public:
-  FramedClient(LaunchRequest request, std::unique_ptr<Child> child,
-               std::unique_ptr<Adapter> adapter);
+  FramedClient(LaunchRequest request, std::vector<std::string> words, std::unique_ptr<Child> child,
+               Adapter adapter);
   ~FramedClient() override;
 
   TKStatus send(std::string_view command) override;
@@ -27,6 +28,7 @@ class FramedClient : public Client {
 
  private:
   void begin(std::unique_ptr<Operation> operation, Milliseconds quick_limit);
+  Operation& current() { return resume_ ? *resume_ : *operation_; }
   void advance(Step step);
   void start_exchange(Request request);
   void run_until(Clock::time_point deadline);
@@ -34,14 +36,23 @@ class FramedClient : public Client {
   void settle();
   void finish(Answer answer);
   void lose(TKStatus status, std::string reason);
+  bool may_repeat(TKStatus status) const;
+  void plan_repetition(const std::string& reason);
+  void wait_for_repetition(Clock::time_point deadline);
+  void resume();
+  void take_up_again(Answer resumed);
   bool wait_for_end(Clock::time_point deadline);
   void note_output();
   void remember_errors(std::string_view text);
 
-  std::unique_ptr<Adapter> adapter_;
+  Adapter adapter_;
   std::unique_ptr<Operation> operation_;  // while an answer is under way
-  std::optional<Exchange> exchange_;
-  Clock::time_point deadline_;  // of the exchange
+  std::unique_ptr<Operation> resume_;     // that brings the session up for it again
+  std::optional<Exchange> exchange_;      // none under way: the repetition is waited for
+  Clock::time_point repetition_;          // when it is due
+  int repetitions_ = 0;                   // of the operation
+  bool was_up_ = false;                   // the session, once
+  Clock::time_point deadline_;            // of the exchange
   Milliseconds limit_{0};
   Milliseconds quick_limit_{0};  // of the operation's exchanges that move no file contents
   LineBuffer error_lines_;

@@ -2,53 +2,45 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "runtime/launch/adapter.h"
-#include "runtime/launch/command.h"
-#include "runtime/launch/directory_listing.h"
+#include "runtime/launch/dialect.h"
 
 namespace fileref::runtime::openssh {
 
-// What the operations of one session share.
-struct Session {
-  // Keeps the local file of a failed upload and returns where; empty when it could not.
-  std::function<std::string(const std::string& local)> keep_unsent;
-  bool verify_uploads = false;
-  std::string directory = {};  // the remote directory, as the client shows it; empty: not known
-  std::string left = {};       // the directory that the last change of directory left
-  std::unique_ptr<DirectoryListing> listed = {};  // the last listing of a directory,
-  std::string listed_directory = {};              // and of which
-};
-
-// The client takes what stands behind this many bytes for another command.
-inline constexpr std::size_t kLongestLine = 2046;
-
-// The path by which the client takes a name for no option.
-std::string literal_path(std::string_view name);
 // A path as an argument that stands for exactly this path.
 std::string quote(std::string_view name);
 // The same for `ls`, which expands braces even between quotes.
 std::string quote_for_listing(std::string_view name);
 
-class OpensshAdapter : public Adapter {
- public:
-  explicit OpensshAdapter(Session session) : session_(std::move(session)) {}
+// The line that lists the names at `path`, the current directory when it is empty. Each is shown
+// behind at least one slash, which no name can hold: so the second line of a name with a line feed
+// passes for no name.
+std::string list_names(std::string_view path);
 
+class OpensshDialect : public Dialect {
+ public:
   Sentinel sentinel(const std::string& nonce) const override;
-  std::unique_ptr<Operation> start() override;
-  std::unique_ptr<Operation> plan(std::string_view command, std::string* why) override;
   std::string echo(std::string_view line) const override;
 
- private:
-  std::unique_ptr<Operation> plan_list(const Command& command, std::string* why);
-  std::optional<std::uint64_t> listed_size(const std::string& name) const;
-  std::unique_ptr<Operation> plan_command(const Command& command, std::string* why);
+  bool can_carry(std::string_view name, std::string* why) const override;
+  std::size_t longest_line() const override { return 2046; }
 
-  Session session_;
+  std::string change_directory(std::string_view path) const override;
+  std::string make_directory(std::string_view path) const override;
+  std::string download(std::string_view path, std::string_view local) const override;
+  std::string upload(std::string_view local, std::string_view path) const override;
+  std::string look(std::string_view path) const override;
+  std::string look_at_all() const override;
+
+  Verdict verdict(Command::Verb verb, const Reply& reply) const override;
+  std::string working_directory(const Reply& reply) const override;
+  RemoteFile found(const Reply& reply, std::string_view path) const override;
+  std::unique_ptr<DirectoryListing> found_all(const Reply& reply) const override;
+
+  std::unique_ptr<Operation> list(Session* session, Selection selection) const override;
 };
 
 }  // namespace fileref::runtime::openssh

@@ -3,20 +3,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "runtime/launch/glob.h"
-#include "runtime/launch/listing.h"
-#include "runtime/launch/openssh_answers.h"
-#include "runtime/name_escape.h"
+#include "runtime/launch/answers.h"
+#include "runtime/launch/openssh.h"
 
 namespace fileref::runtime::openssh {
 namespace {
-
-// The names are sorted here: that is faster.
-constexpr std::string_view kList = "ls -lnaf";
-constexpr std::string_view kOpening = "sftp> ls\n. .. \n";
-
-// The longest name that the module holds.
-constexpr std::size_t kLongestName = 512;
 
 // The reply's output behind the echo of its one line.
 std::string_view listed(const Reply& reply) {
@@ -39,29 +30,11 @@ bool says_directory_is_gone(std::string_view err) {
 
 }  // namespace
 
-std::string list_line(std::string_view path) {
-  return std::string(kList) + (path.empty() ? "" : ' ' + quote_for_listing(path));
-}
-
-std::optional<Selection> select(std::string_view text, std::string* why) {
-  if (text.empty()) return Selection{};
-  if (!has_wildcard(text)) {
-    const std::string name = without_escapes(text);
-    return Selection{literal_path(name), name + (name.ends_with('/') ? "" : "/")};
-  }
-  const std::size_t name = text.rfind('/') + 1;
-  if (has_wildcard(text.substr(0, name))) {
-    *why = "the pattern \"" + std::string(text) +
-           "\" has wildcards in a directory name: give them in the last name only";
-    return std::nullopt;
-  }
-  const std::string prefix = without_escapes(text.substr(0, name));
-  const std::string pattern(text.substr(name));
-  return Selection{literal_path(prefix), prefix, pattern};
-}
-
 Step List::begin() {
-  return Request{{list_line(selection_.path)}, false, true};
+  state_ = State::kList;
+  asked_ = 0;
+  found_.clear();
+  return Request{{list_names(selection_.path)}, false, true};
 }
 
 Step List::take(const Reply& reply) {
@@ -86,40 +59,35 @@ Step List::judge(const Reply& reply) {
     // Empty, or one in which no name can be looked at.
     state_ = State::kEnter;
     return Request{
-        {list_line(selection_.path.empty() ? "." : selection_.path + "/.")}, false, true};
+        {dialect_.look(selection_.path.empty() ? "." : selection_.path + "/.")}, false, true};
   }
-  if (names_one_file(lines)) {
-    const std::string_view file(selection_.prefix.data(), selection_.prefix.size() - 1);
-    return Answer{kSuccess,
-                  std::string(kOpening) + escape_name(file) + '\n' + std::string(kPrompt)};
-  }
+  if (names_one_file(lines)) return answer_file(selection_);
   const std::string_view path = selection_.path;
-  const std::size_t depth = slashes(path) + (path.empty() || path.ends_with('/') ? 0 : 1);
+  const std::size_t depth = slashes(path) + (path.ends_with('/') ? 0 : 1);
   std::string why;
-  listing_ = DirectoryListing::parse(lines, depth, &why);
+  listing_ = DirectoryListing::parse(lines, {false, true, depth}, &why);
   return listing_ ? next_name() : fail(why);
 }
 
 // Asked about something that is no directory, the client lists that.
 bool List::names_one_file(std::string_view lines) const {
   const std::string_view path = selection_.path;
-  if (path.empty() || path.ends_with('/') || lines.find('\n') + 1 != lines.size()) return false;
-  const std::optional<LongLine> line = parse_long_line(lines.substr(0, lines.size() - 1));
-  return line && line->type != 'd' && slashes(line->path) == slashes(path);
+  return !path.empty() && !path.ends_with('/') && lines.find('\n') + 1 == lines.size() &&
+         slashes(lines) == slashes(path);
 }
 
 Step List::judge_silence(const Reply& reply) {
   if (says_nothing_is_there(reply.err)) return fail("it may be read, but not entered");
   if (!reply.err.empty()) return fail("the client complains, and lists nothing");
   std::string why;
-  listing_ = DirectoryListing::parse({}, 0, &why);
-  return answer_names();
+  listing_ = DirectoryListing::parse({}, {false, true, 1}, &why);
+  return answer();
 }
 
 Step List::next_name() {
   if (asked_ == listing_->unclear().size()) {
     listing_->sort();
-    return answer_names();
+    return answer();
   }
   unclear_.emplace(listing_->entries()[listing_->unclear()[asked_]].name);
   return ask_name();
@@ -132,8 +100,9 @@ Step List::ask_name() {
     return fail("the true name of \"" + std::string(entry.name) + "\" cannot be found out");
   }
   candidate_ = *std::move(candidate);
-  const std::string line = list_line(literal_path(selection_.prefix + candidate_.name));
-  if (line.size() > kLongestLine) return fail("its path is too long to ask about its names");
+  const std::string line = list_names(literal_path(selection_.prefix + candidate_.name));
+  if (line.size() > dialect_.longest_line())
+    return fail("its path is too long to ask about its names");
   state_ = State::kAskName;
   return Request{{line}, false, true};
 }
@@ -147,32 +116,13 @@ Step List::judge_name(const Reply& reply) {
   return next_name();
 }
 
-Answer List::answer_names() {
-  const Glob glob(selection_.pattern);
-  const auto selects = [&](std::string_view name) {
-    if (!selection_.pattern.empty()) return glob.matches(name);
-    return selection_.dot_names || !name.starts_with('.');
-  };
-  Answer answer{kSuccess, std::string(kOpening)};
-  const std::string prefix = escape_name(selection_.prefix);
-  for (const DirectoryListing::Entry& entry : listing_->entries()) {
-    if (!selects(entry.name)) continue;
-    const std::string name = escape_name(entry.name);
-    if (prefix.size() + name.size() > kLongestName) {
-      return fail("a name in it is too long: " +
-                  quoted(selection_.prefix + std::string(entry.name)));
-    }
-    answer.text += prefix;
-    answer.text += name;
-    answer.text += '\n';
-  }
-  if (!selection_.pattern.empty() && answer.text.size() == kOpening.size()) {
-    return refusal("no such file or directory");
-  }
-  answer.text += kPrompt;
+Answer List::answer() {
+  Answer answer = answer_names(selection_, *listing_);
+  if (answer.status != kSuccess) return fail(answer.explanation);
   if (selection_.path.empty()) {
     session_->listed = std::move(listing_);
     session_->listed_directory = session_->directory;
+    session_->looks_saved = 0;
   }
   return answer;
 }

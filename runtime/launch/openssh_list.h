@@ -1,4 +1,4 @@
-// The listing commands.
+// The listing commands, carried out with the OpenSSH client.
 #pragma once
 
 #include <cstddef>
@@ -8,33 +8,15 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/launch/directory_listing.h"
-#include "runtime/launch/openssh.h"
-#include "runtime/launch/operation.h"
+#include "runtime/launch/dialect.h"
+#include "runtime/launch/unclear_name.h"
 
 namespace fileref::runtime::openssh {
 
-// What a listing command asks for.
-struct Selection {
-  std::string path;          // to ask the client about; empty: the current directory
-  std::string prefix;        // what stands before the names in that directory
-  std::string pattern = {};  // that they must match; empty: all
-  bool dot_names = false;
-};
-
-// `text` is a directory, a file or a pattern; empty for the current directory. Returns nothing and
-// says why when it cannot be asked for.
-std::optional<Selection> select(std::string_view text, std::string* why);
-
-// The client's line for the directory, file or names at `path`, with sizes and kinds.
-std::string list_line(std::string_view path);
-
-// Answers with a name a line, in the client's order and escaped. Before them come an echo and the
-// dot entries, so that no reader can take a name for either.
 class List : public Operation {
  public:
-  List(Session* session, Selection selection)
-      : session_(session), selection_(std::move(selection)) {}
+  List(const Dialect& dialect, Session* session, Selection selection)
+      : dialect_(dialect), session_(session), selection_(std::move(selection)) {}
   Step begin() override;
   Step take(const Reply& reply) override;
   Answer lost(Answer failure, std::string_view words) override;
@@ -48,9 +30,10 @@ class List : public Operation {
   Step next_name();
   Step ask_name();
   Step judge_name(const Reply& reply);
-  Answer answer_names();
+  Answer answer();
   Answer fail(const std::string& reason) const;
 
+  const Dialect& dialect_;
   Session* session_;
   Selection selection_;
   State state_ = State::kList;

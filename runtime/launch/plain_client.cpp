@@ -21,8 +21,9 @@ bool moves_contents(std::string_view command) {
 
 }  // namespace
 
-PlainClient::PlainClient(LaunchRequest request, std::unique_ptr<Child> child, bool batch)
-    : Client(std::move(request), std::move(child)),
+PlainClient::PlainClient(LaunchRequest request, std::vector<std::string> words,
+                         std::unique_ptr<Child> child, bool batch)
+    : Client(std::move(request), std::move(words), std::move(child)),
       output_lines_([this](std::string_view line) {
         note(line);
         remember_output(line);

@@ -12,7 +12,8 @@ namespace fileref::runtime {
 class PlainClient : public Client {
  public:
   // With `batch`, the client takes no commands, and its exit status tells the outcome.
-  PlainClient(LaunchRequest request, std::unique_ptr<Child> child, bool batch);
+  PlainClient(LaunchRequest request, std::vector<std::string> words, std::unique_ptr<Child> child,
+              bool batch);
 
   TKStatus send(std::string_view escaped) override;
   TKStatus read(int mode, char* buffer, std::size_t capacity, std::size_t* length) override;

@@ -194,6 +194,7 @@ TEST_F(ListDialogue, SparesTheQuestionForASizeThatItKnows) {
   support::fs::create_symlink("file", remote_ / "link");
   connect(kServer);
   ASSERT_EQ(list("*").size(), 5u);
+  ASSERT_EQ(get("file"), kPrompt);  // which asks for all sizes
   write_file(remote_ / "grown", "more than there was");
   write_file(remote_ / "shrunk", "less");
   support::fs::remove(remote_ / "gone");

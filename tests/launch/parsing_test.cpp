@@ -9,6 +9,7 @@
 #include "runtime/launch/framing.h"
 #include "runtime/launch/listing.h"
 #include "runtime/launch/openssh.h"
+#include "runtime/launch/unclear_name.h"
 
 namespace fileref::runtime {
 namespace {
@@ -56,7 +57,7 @@ TEST(Quoting, KeepsNamesLiteral) {
   };
   for (const auto& [name, quoted] : cases) EXPECT_EQ(openssh::quote(name), quoted);
   EXPECT_EQ(openssh::quote_for_listing("{a,b}\\{"), R"("\{a,b}\\\{")");
-  EXPECT_EQ(openssh::literal_path("-x") + openssh::literal_path("x-"), "./-xx-");
+  EXPECT_EQ(literal_path("-x") + literal_path("x-"), "./-xx-");
 }
 
 TEST(UnclearName, IsAnyMixtureOfBytesAndDigits) {

@@ -49,6 +49,7 @@ class Session : public testing::Test {
     request.adapter = adapter;
     request.limits = limits_;
     request.verify_uploads = verify_;
+    request.retries = retries_;
     request.journal = [this](std::string_view line) { journal_ += std::string(line) + "\n"; };
     request.keep_unsent = [this](const std::string& local) { return kept_ = local; };
     client_ = Client::launch(std::move(request), &why_);
@@ -88,6 +89,7 @@ class Session : public testing::Test {
   const std::string local_ = directory_ / "local";
   LaunchLimits limits_;
   bool verify_ = false;
+  int retries_ = 0;
   std::unique_ptr<Client> client_;
   std::string why_, journal_, kept_;
 };

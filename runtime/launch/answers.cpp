@@ -1,8 +1,8 @@
-#include "runtime/launch/openssh_answers.h"
+#include "runtime/launch/answers.h"
 
 #include <algorithm>
 
-namespace fileref::runtime::openssh {
+namespace fileref::runtime {
 
 Answer done() {
   return {kSuccess, std::string(kPrompt)};
@@ -33,4 +33,4 @@ bool has_line(std::string_view text, std::initializer_list<std::string_view> ope
   return false;
 }
 
-}  // namespace fileref::runtime::openssh
+}  // namespace fileref::runtime

@@ -8,7 +8,7 @@
 
 #include "runtime/launch/operation.h"
 
-namespace fileref::runtime::openssh {
+namespace fileref::runtime {
 
 inline constexpr std::string_view kPrompt = "sftp> ";
 
@@ -22,4 +22,4 @@ std::string quoted(const std::string& name);
 // Whether a line of `text` begins with one of `openings`.
 bool has_line(std::string_view text, std::initializer_list<std::string_view> openings);
 
-}  // namespace fileref::runtime::openssh
+}  // namespace fileref::runtime

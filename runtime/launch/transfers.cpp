@@ -1,13 +1,13 @@
-#include "runtime/launch/openssh_operations.h"
+#include "runtime/launch/transfers.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
+#include "runtime/launch/answers.h"
 #include "runtime/launch/local_file.h"
-#include "runtime/launch/openssh_answers.h"
 
-namespace fileref::runtime::openssh {
+namespace fileref::runtime {
 namespace {
 
 // The client misses a refused block of an upload when blocks before and behind it are accepted. It
@@ -18,147 +18,70 @@ std::string bytes(std::uint64_t count) {
   return std::to_string(count) + " bytes";
 }
 
-bool says_mkdir_failed(std::string_view err) {
-  return has_line(
-      err, {"remote mkdir \"", "Couldn't create directory", "realpath ", "Couldn't canonicali"});
-}
-
-// The client itself knows that it failed, even if the number of bytes is right.
-bool says_download_failed(std::string_view err) {
-  return has_line(err, {"read remote \"", "write local \"", "Couldn't read from remote file",
-                        "Couldn't write to \""});
-}
-
-bool says_upload_failed(std::string_view err) {
-  return has_line(err, {"dest open \"", "remote open(\"", "write remote \"", "close remote",
-                        "Couldn't write to remote file", "Couldn't close file"});
-}
-
-bool says_host_is_unknown(std::string_view words) {
-  while (!words.empty()) {
-    const std::size_t end = std::min(words.find('\n'), words.size());
-    const std::string_view line = words.substr(0, end);
-    const auto says = [&](std::string_view text) { return line.find(text) != line.npos; };
-    if ((says("Could not resolve hostname") || says("Name or service not known")) &&
-        !says("Temporary failure in name resolution")) {
-      return true;
-    }
-    words.remove_prefix(std::min(end + 1, words.size()));
-  }
-  return false;
-}
-
-// The directory in the reply to a request that ended in `pwd`.
-std::string working_directory(std::string_view out) {
-  constexpr std::string_view kAnswer = "sftp> pwd\nRemote working directory: ";
-  const std::size_t at = out.find(kAnswer);
-  if (at == out.npos || (at > 0 && out[at - 1] != '\n')) return {};
-  out.remove_prefix(at + kAnswer.size());
-  if (out.ends_with('\n')) out.remove_suffix(1);
-  return std::string(out);
-}
-
 }  // namespace
-
-Step Start::begin() {
-  return Request{};
-}
-
-Step Start::take(const Reply& reply) {
-  if (!up_) {
-    up_ = true;
-    return Request{{"pwd"}};
-  }
-  session_->directory = working_directory(reply.out);
-  return done();
-}
-
-Answer Start::lost(Answer failure, std::string_view words) {
-  if (failure.status == kEndOfOutput && says_host_is_unknown(words)) {
-    return {kSuccess, "host does not exist\n", std::move(failure.explanation), true};
-  }
-  return failure;
-}
-
-Step ChangeDirectory::begin() {
-  if (name_.empty()) return refusal("no such file or directory", "the directory name is empty");
-  return Request{{line_, "pwd"}};
-}
-
-Step ChangeDirectory::take(const Reply& reply) {
-  const std::string before = std::exchange(session_->directory, working_directory(reply.out));
-  const bool moved = session_->directory != before;
-  if (!reply.err.empty() && !moved && !is_current()) return refusal("no such file or directory");
-  session_->left = before;
-  return done();
-}
-
-bool ChangeDirectory::is_current() const {
-  std::string_view name = name_;
-  while (name.size() > 1 && name.ends_with('/')) name.remove_suffix(1);
-  return name == "." || name == session_->directory;
-}
-
-Step LeaveDirectory::begin() {
-  if (target_.empty()) return failure("there is no directory to go back to");
-  // The client shows some bytes of a path with backslashes; then ".." has to do.
-  const bool as_shown = target_.find('\\') == target_.npos;
-  const std::string line = "cd " + quote(as_shown ? target_ : "..");
-  if (line.size() > kLongestLine) return failure("the path to go back to is too long");
-  return Request{{line, "pwd"}};
-}
-
-// In another directory, names would stand for other files.
-Step LeaveDirectory::take(const Reply& reply) {
-  session_->directory = working_directory(reply.out);
-  if (session_->directory == target_) return done();
-  Answer lost = failure("the session cannot get back to " + quoted(target_));
-  lost.ends_client = true;
-  return lost;
-}
-
-Step MakeDirectory::begin() {
-  if (name_.empty()) return refusal("failure", "the directory name is empty");
-  return Request{{line_}};
-}
-
-Step MakeDirectory::take(const Reply& reply) {
-  return says_mkdir_failed(reply.err) ? refusal("failure") : done();
-}
 
 Step Download::begin() {
   if (command_.remote.empty()) {
     return refusal("unable to open: no such file or directory", "the remote name is empty");
   }
-  if (!listed_) return ask_size();
-  before_ = {RemoteFile::Kind::kFile, listed_};
-  return transfer();
+  return find_size();
+}
+
+// A listing of the directory may know the size. One of names only is worth another with sizes once
+// its files were looked at one by one for about as long as that takes.
+Step Download::find_size() {
+  constexpr std::size_t kNamesListedInTheTimeOfALook = 256;
+  const bool holds = session_->listed && session_->listed_directory == session_->directory;
+  const DirectoryListing::Entry* entry = holds ? session_->listed->find(command_.remote) : nullptr;
+  from_listing_ = entry && entry->type == '-';
+  if (from_listing_) {
+    before_ = {RemoteFile::Kind::kFile, entry->size};
+    return transfer();
+  }
+  const bool lacks_sizes = entry && entry->type == DirectoryListing::kUnknownType;
+  const std::size_t names = lacks_sizes ? session_->listed->entries().size() : 0;
+  if (lacks_sizes && ++session_->looks_saved > names / kNamesListedInTheTimeOfALook) {
+    state_ = State::kAskAllSizes;
+    return Request{{dialect_.look_at_all()}, false, true};
+  }
+  return ask_size();
 }
 
 Step Download::ask_size() {
+  from_listing_ = false;
   state_ = State::kAskSize;
-  return Request{{list_}, false, true};
+  return Request{{dialect_.look(command_.remote)}, false, true};
 }
 
 Step Download::transfer() {
+  const bool irregular =
+      before_.kind == RemoteFile::Kind::kDirectory || before_.kind == RemoteFile::Kind::kOther;
+  if (irregular) {
+    return refusal("unable to open: no such file or directory",
+                   quoted(command_.remote) + " is not a regular file");
+  }
   if (const int error = remove_local(part_)) {
     return fail("cannot remove " + quoted(part_) + ": " + std::strerror(error));
   }
   state_ = State::kTransfer;
-  return Request{{get_}, true, false};
+  return Request{{dialect_.download(command_.remote, part_)}, true, false};
 }
 
 Step Download::take(const Reply& reply) {
   switch (state_) {
+    case State::kAskAllSizes:
+      session_->listed = dialect_.found_all(reply);
+      session_->looks_saved = 0;
+      return find_size();
     case State::kAskSize:
-      before_ = read_listing(reply, command_.remote);
+      before_ = dialect_.found(reply, command_.remote);
       return transfer();
     case State::kTransfer:
       return judge(reply);
     case State::kAskSizeAgain:
       break;
   }
-  return judge_again(read_listing(reply, command_.remote));
+  return judge_again(dialect_.found(reply, command_.remote));
 }
 
 Step Download::judge(const Reply& reply) {
@@ -167,16 +90,16 @@ Step Download::judge(const Reply& reply) {
   arrived_ = *size;
   // Servers that know no sizes state 0.
   const std::uint64_t stated = before_.size.value_or(0);
-  if (says_download_failed(reply.err)) return fail(arrived_of(stated));
+  const Verdict verdict = dialect_.verdict(Command::Verb::kDownload, reply);
+  if (verdict == Verdict::kFailure) return fail(arrived_of(stated));
   if (before_.size == arrived_) return accept();
   if (stated == 0) {
-    if (reply.err.empty()) return accept();
+    if (verdict == Verdict::kSuccess) return accept();
     return fail("the server states no size to compare with, and the client complains");
   }
-  // What was listed may be long out of date, so start afresh.
-  if (std::exchange(listed_, std::nullopt)) return ask_size();
+  if (from_listing_) return ask_size();
   state_ = State::kAskSizeAgain;
-  return Request{{list_}, false, true};
+  return Request{{dialect_.look(command_.remote)}, false, true};
 }
 
 // The file may have been growing.
@@ -199,10 +122,7 @@ Answer Download::refused() const {
   if (const int error = probe_local(part_)) {
     return failure("cannot create " + quoted(part_) + ": " + std::strerror(error));
   }
-  const bool irregular =
-      before_.kind == RemoteFile::Kind::kDirectory || before_.kind == RemoteFile::Kind::kOther;
-  return refusal("unable to open: no such file or directory",
-                 irregular ? quoted(command_.remote) + " is not a regular file" : "");
+  return refusal("unable to open: no such file or directory");
 }
 
 Answer Download::accept() {
@@ -234,20 +154,25 @@ std::string explain_failed_upload(const Session& session, const Command& command
 
 Step Upload::begin() {
   if (command_.remote.empty()) return fail("the remote name is empty");
-  return Request{{list_}, false, true};
+  state_ = State::kLook;
+  return look();
+}
+
+Step Upload::look() const {
+  return Request{{dialect_.look(command_.remote)}, false, true};
 }
 
 Step Upload::take(const Reply& reply) {
   switch (state_) {
     case State::kLook:
-      before_ = read_listing(reply, command_.remote);
+      before_ = dialect_.found(reply, command_.remote);
       return transfer();
     case State::kTransfer:
-      complaint_ = reply.err;
+      verdict_ = dialect_.verdict(Command::Verb::kUpload, reply);
       state_ = State::kLookAgain;
-      return Request{{list_}, false, true};
+      return look();
     case State::kLookAgain:
-      return judge(read_listing(reply, command_.remote));
+      return judge(dialect_.found(reply, command_.remote));
     case State::kReadBack:
       break;
   }
@@ -261,7 +186,7 @@ Step Upload::transfer() {
   // that fail, the upload is still good.
   set_local_mode(command_.local, default_file_mode());
   state_ = State::kTransfer;
-  return Request{{put_}, true, false};
+  return Request{{dialect_.upload(command_.local, command_.remote)}, true, false};
 }
 
 Step Upload::judge(const RemoteFile& arrived) {
@@ -271,15 +196,15 @@ Step Upload::judge(const RemoteFile& arrived) {
   if (*arrived.size != *size) {
     return fail(std::to_string(*arrived.size) + " of " + bytes(*size) + " arrived");
   }
-  if (says_upload_failed(complaint_)) return fail("the client reports a failure");
-  may_be_the_old_file_ = before_.size == size && !complaint_.empty();
+  if (verdict_ == Verdict::kFailure) return fail("the client reports a failure");
+  may_be_the_old_file_ = before_.size == size && verdict_ != Verdict::kSuccess;
   const bool may_have_holes = session_->verify_uploads && *size > kNeverWithHoles;
   if (!may_be_the_old_file_ && !may_have_holes) return done();
   if (const int error = remove_local(copy_)) {
     return fail("cannot remove " + quoted(copy_) + ": " + std::strerror(error));
   }
   state_ = State::kReadBack;
-  return Request{{get_}, true, true};
+  return Request{{dialect_.download(command_.remote, copy_)}, true, true};
 }
 
 // Where the file cannot be read back whole, its size has to do.
@@ -301,4 +226,4 @@ Answer Upload::lost(Answer failure, std::string_view) {
   return failure;
 }
 
-}  // namespace fileref::runtime::openssh
+}  // namespace fileref::runtime

@@ -1,0 +1,100 @@
+#include "runtime/launch/adapter.h"
+
+#include "runtime/launch/directories.h"
+#include "runtime/launch/local_file.h"
+#include "runtime/launch/transfers.h"
+#include "runtime/name_escape.h"
+
+namespace fileref::runtime {
+namespace {
+
+using Verb = Command::Verb;
+
+bool fits(const Dialect& dialect, const std::vector<std::string>& lines, std::string* why) {
+  for (const std::string& line : lines) {
+    if (line.size() <= dialect.longest_line()) continue;
+    *why = "the remote name is too long: its command takes " + std::to_string(line.size()) +
+           " bytes, the client reads " + std::to_string(dialect.longest_line());
+    return false;
+  }
+  return true;
+}
+
+// Every line that the command may come to.
+std::vector<std::string> lines_for(const Dialect& dialect, const Command& command) {
+  switch (command.verb) {
+    case Verb::kChangeDirectory:
+      return {dialect.change_directory(command.remote)};
+    case Verb::kMakeDirectory:
+      return {dialect.make_directory(command.remote), dialect.look(command.remote)};
+    case Verb::kDownload:
+      return {dialect.look(command.remote),
+              dialect.download(command.remote, Download::part_of(command.local))};
+    case Verb::kUpload:
+      return {dialect.look(command.remote), dialect.upload(command.local, command.remote),
+              dialect.download(command.remote, Upload::copy_of(command.local))};
+    case Verb::kList:
+    case Verb::kLeaveDirectory:
+      break;
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string literal_path(std::string_view name) {
+  return (name.starts_with('-') ? "./" : "") + std::string(name);
+}
+
+std::unique_ptr<Operation> Adapter::start() {
+  return std::make_unique<Start>(*dialect_, &session_);
+}
+
+std::unique_ptr<Operation> Adapter::plan(std::string_view text, std::string* why) {
+  std::optional<Command> command = parse_command(text, why);
+  if (!command) return nullptr;
+  command->remote = unescape_name(command->remote);
+  if (command->verb == Verb::kMakeDirectory || command->verb == Verb::kUpload) {
+    session_.listed.reset();
+  }
+  if (command->verb == Verb::kList) {
+    if (!dialect_->can_carry(command->remote, why)) return nullptr;
+    std::optional<Selection> selection = select(command->remote, why);
+    if (!selection || !fits(*dialect_, {dialect_->look(selection->path + "/.")}, why)) {
+      return nullptr;
+    }
+    selection->dot_names = command->dot_names;
+    return dialect_->list(&session_, *std::move(selection));
+  }
+  command->remote = literal_path(command->remote);
+  if (command->verb == Verb::kUpload && !local_size(command->local)) {
+    *why = "there is no local file \"" + command->local + "\" to upload";
+    return nullptr;
+  }
+  if (!can_send(*command, why)) {
+    if (command->verb == Verb::kUpload) *why = explain_failed_upload(session_, *command, *why);
+    return nullptr;
+  }
+  switch (command->verb) {
+    case Verb::kChangeDirectory:
+      return std::make_unique<ChangeDirectory>(*dialect_, &session_, command->remote);
+    case Verb::kLeaveDirectory:
+      return std::make_unique<LeaveDirectory>(*dialect_, &session_);
+    case Verb::kMakeDirectory:
+      return std::make_unique<MakeDirectory>(*dialect_, command->remote);
+    case Verb::kDownload:
+      return std::make_unique<Download>(*dialect_, &session_, *command);
+    case Verb::kUpload:
+      return std::make_unique<Upload>(*dialect_, &session_, *command);
+    case Verb::kList:
+      break;
+  }
+  return nullptr;
+}
+
+bool Adapter::can_send(const Command& command, std::string* why) const {
+  return dialect_->can_carry(command.remote, why) && dialect_->can_carry(command.local, why) &&
+         fits(*dialect_, lines_for(*dialect_, command), why);
+}
+
+}  // namespace fileref::runtime

@@ -1,0 +1,69 @@
+// How one client program is spoken to: the lines that it takes, and what its replies say. No state,
+// no process in sight.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "runtime/launch/command.h"
+#include "runtime/launch/directory_listing.h"
+#include "runtime/launch/framing.h"
+#include "runtime/launch/listing.h"
+#include "runtime/launch/operation.h"
+#include "runtime/launch/selection.h"
+#include "runtime/launch/session.h"
+
+namespace fileref::runtime {
+
+// What a client says of the outcome of a command. Evidence counts for more.
+enum class Verdict {
+  kSuccess,
+  kUnclear,  // it may be a complaint, or noise from the server
+  kFailure,
+};
+
+class Dialect {
+ public:
+  virtual ~Dialect() = default;
+
+  // Makes the sentinel that ends the reply to one exchange.
+  virtual Sentinel sentinel(const std::string& nonce) const = 0;
+  // The line with which the client repeats `line`; empty when it does not.
+  virtual std::string echo(std::string_view line) const = 0;
+
+  // Whether a command with that name can be written at all. If not, says why.
+  virtual bool can_carry(std::string_view name, std::string* why) const = 0;
+  // In bytes, without the line feed. What stands behind it would be another command.
+  virtual std::size_t longest_line() const = 0;
+
+  // Lines. A path stands for exactly that path; one that begins with "-" must have been through
+  // literal_path.
+  virtual std::string change_directory(std::string_view path) const = 0;
+  virtual std::string make_directory(std::string_view path) const = 0;
+  virtual std::string download(std::string_view path, std::string_view local) const = 0;
+  virtual std::string upload(std::string_view local, std::string_view path) const = 0;
+  // Shows what is there under a path, with kind and size.
+  virtual std::string look(std::string_view path) const = 0;
+  // Shows the names in the current directory with kinds and sizes; empty when every listing does.
+  virtual std::string look_at_all() const { return {}; }
+
+  // Replies.
+  virtual Verdict verdict(Command::Verb verb, const Reply& reply) const = 0;
+  // The current directory, from the reply to a request that ended in `pwd`; empty: not told.
+  virtual std::string working_directory(const Reply& reply) const = 0;
+  virtual RemoteFile found(const Reply& reply, std::string_view path) const = 0;
+  // The reply to look_at_all. Null when it is not understood.
+  virtual std::unique_ptr<DirectoryListing> found_all(const Reply& /*reply*/) const {
+    return nullptr;
+  }
+
+  // The operation that answers a listing command.
+  virtual std::unique_ptr<Operation> list(Session* session, Selection selection) const = 0;
+};
+
+// The path by which no client takes a name for an option.
+std::string literal_path(std::string_view name);
+
+}  // namespace fileref::runtime

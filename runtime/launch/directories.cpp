@@ -1,0 +1,139 @@
+#include "runtime/launch/directories.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "runtime/launch/answers.h"
+
+namespace fileref::runtime {
+namespace {
+
+bool says_host_is_unknown(std::string_view words) {
+  while (!words.empty()) {
+    const std::size_t end = std::min(words.find('\n'), words.size());
+    const std::string_view line = words.substr(0, end);
+    const auto says = [&](std::string_view text) { return line.find(text) != line.npos; };
+    if ((says("Could not resolve hostname") || says("Name or service not known")) &&
+        !says("Temporary failure in name resolution")) {
+      return true;
+    }
+    words.remove_prefix(std::min(end + 1, words.size()));
+  }
+  return false;
+}
+
+}  // namespace
+
+Step Start::begin() {
+  state_ = State::kLogin;
+  return Request{};
+}
+
+Step Start::take(const Reply& reply) {
+  const std::string before = session_->directory;
+  const std::string now = dialect_.working_directory(reply);
+  const auto lost_its_way = [&] {
+    return failure("the new session does not get to " + quoted(before) + " again");
+  };
+  switch (state_) {
+    case State::kLogin:
+      state_ = State::kAskDirectory;
+      return Request{{"pwd"}};
+    case State::kAskDirectory:
+      if (!session_->trail) return lost_its_way();
+      if (!session_->trail->empty()) break;
+      session_->directory = now;
+      return before.empty() || now == before ? done() : lost_its_way();
+    case State::kEnterAgain:
+      return now == before ? done() : lost_its_way();
+  }
+  state_ = State::kEnterAgain;
+  Request request;
+  for (const std::string& name : *session_->trail) {
+    request.lines.push_back(dialect_.change_directory(name));
+  }
+  request.lines.emplace_back("pwd");
+  return request;
+}
+
+Answer Start::lost(Answer failure, std::string_view words) {
+  if (failure.status == kEndOfOutput && says_host_is_unknown(words)) {
+    return {kSuccess, "host does not exist\n", std::move(failure.explanation), true};
+  }
+  return failure;
+}
+
+Step ChangeDirectory::begin() {
+  if (name_.empty()) return refusal("no such file or directory", "the directory name is empty");
+  return Request{{dialect_.change_directory(name_), "pwd"}};
+}
+
+Step ChangeDirectory::take(const Reply& reply) {
+  const std::string before = std::exchange(session_->directory, dialect_.working_directory(reply));
+  if (!succeeded(dialect_.verdict(Command::Verb::kChangeDirectory, reply), before)) {
+    return refusal("no such file or directory");
+  }
+  session_->left = before;
+  if (name_.starts_with('/')) session_->trail.emplace();
+  if (session_->trail) session_->trail->push_back(name_);
+  return done();
+}
+
+bool ChangeDirectory::succeeded(Verdict verdict, const std::string& before) const {
+  const std::string& now = session_->directory;
+  if (verdict == Verdict::kSuccess || (!now.empty() && now != before)) return true;
+  std::string_view name = name_;
+  while (name.size() > 1 && name.ends_with('/')) name.remove_suffix(1);
+  const bool is_current = name == "." || name == now;
+  return verdict == Verdict::kUnclear && is_current;
+}
+
+Step LeaveDirectory::begin() {
+  if (target_.empty()) return failure("there is no directory to go back to");
+  // The client shows some bytes of a path with backslashes; then ".." has to do.
+  const bool as_shown = target_.find('\\') == target_.npos;
+  const std::string line = dialect_.change_directory(as_shown ? target_ : "..");
+  if (line.size() > dialect_.longest_line()) return failure("the path to go back to is too long");
+  return Request{{line, "pwd"}};
+}
+
+// In another directory, names would stand for other files.
+Step LeaveDirectory::take(const Reply& reply) {
+  std::optional<std::vector<std::string>>& trail = session_->trail;
+  if (trail && !trail->empty() && !trail->back().starts_with('/')) {
+    trail->pop_back();
+  } else if (target_.find('\\') == target_.npos) {
+    trail = {target_};
+  } else {
+    trail.reset();
+  }
+  session_->directory = target_;
+  if (dialect_.working_directory(reply) == target_) return done();
+  Answer lost = failure("the session cannot get back to " + quoted(target_));
+  lost.ends_client = true;
+  return lost;
+}
+
+Step MakeDirectory::begin() {
+  if (name_.empty()) return refusal("failure", "the directory name is empty");
+  if (std::exchange(state_, State::kMake) == State::kNew) return make();
+  // It may have been made before the session was lost.
+  state_ = State::kLook;
+  return Request{{dialect_.look(name_)}, false, true};
+}
+
+Step MakeDirectory::make() {
+  state_ = State::kMake;
+  return Request{{dialect_.make_directory(name_)}};
+}
+
+Step MakeDirectory::take(const Reply& reply) {
+  if (state_ == State::kLook) {
+    if (dialect_.found(reply, name_).kind == RemoteFile::Kind::kDirectory) return done();
+    return make();
+  }
+  const bool failed = dialect_.verdict(Command::Verb::kMakeDirectory, reply) == Verdict::kFailure;
+  return failed ? refusal("failure") : done();
+}
+
+}  // namespace fileref::runtime

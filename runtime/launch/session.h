@@ -1,0 +1,30 @@
+// What the operations of one session share.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "runtime/launch/directory_listing.h"
+
+namespace fileref::runtime {
+
+struct Session {
+  // Keeps the local file of a failed upload and returns where; empty when it could not.
+  std::function<std::string(const std::string& local)> keep_unsent;
+  bool verify_uploads = false;
+
+  std::string directory = {};  // the remote directory, as the client shows it; empty: not known
+  std::string left = {};       // the directory that the last change of directory left
+  // The names by which `directory` is entered after the login; nothing: not known.
+  std::optional<std::vector<std::string>> trail = std::vector<std::string>();
+
+  std::unique_ptr<DirectoryListing> listed = {};  // the last listing of a current directory,
+  std::string listed_directory = {};              // and of which
+  std::size_t looks_saved = 0;                    // sizes asked for that it could have held
+};
+
+}  // namespace fileref::runtime

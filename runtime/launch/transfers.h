@@ -1,0 +1,90 @@
+// Downloads and uploads, and how their outcome is judged. The clients' messages come in hundreds of
+// wordings and servers add noise, so evidence decides: what is there, how many bytes arrived.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "runtime/launch/command.h"
+#include "runtime/launch/dialect.h"
+#include "runtime/launch/listing.h"
+#include "runtime/launch/operation.h"
+
+namespace fileref::runtime {
+
+// Downloads to a fresh name and renames it onto the asked one once it is complete.
+class Download : public Operation {
+ public:
+  Download(const Dialect& dialect, Session* session, Command command)
+      : dialect_(dialect),
+        session_(session),
+        command_(std::move(command)),
+        part_(part_of(command_.local)) {}
+  static std::string part_of(const std::string& local) { return local + ".part"; }
+  Step begin() override;
+  Step take(const Reply& reply) override;
+  Answer lost(Answer failure, std::string_view words) override;
+
+ private:
+  enum class State { kAskAllSizes, kAskSize, kTransfer, kAskSizeAgain };
+
+  Step find_size();
+  Step ask_size();
+  Step transfer();
+  Step judge(const Reply& reply);
+  Step judge_again(const RemoteFile& now);
+  std::string arrived_of(std::uint64_t stated) const;
+  Answer refused() const;
+  Answer accept();
+  Answer fail(const std::string& reason);
+
+  const Dialect& dialect_;
+  Session* session_;
+  Command command_;
+  std::string part_;
+  State state_ = State::kAskSize;
+  RemoteFile before_;
+  bool from_listing_ = false;  // `before_` may be long out of date
+  std::uint64_t arrived_ = 0;
+};
+
+// Has the local file of an upload kept, and tells the user where and why.
+std::string explain_failed_upload(const Session& session, const Command& command,
+                                  const std::string& reason);
+
+// Uploads, looks at what arrived, and reads it back where that is not proof enough.
+class Upload : public Operation {
+ public:
+  Upload(const Dialect& dialect, Session* session, Command command)
+      : dialect_(dialect),
+        session_(session),
+        command_(std::move(command)),
+        copy_(copy_of(command_.local)) {}
+  // The local file that an upload is read back to.
+  static std::string copy_of(const std::string& local) { return local + ".sent"; }
+  Step begin() override;
+  Step take(const Reply& reply) override;
+  Answer lost(Answer failure, std::string_view words) override;
+
+ private:
+  enum class State { kLook, kTransfer, kLookAgain, kReadBack };
+
+  Step transfer();
+  Step look() const;
+  Step judge(const RemoteFile& arrived);
+  Answer judge_copy();
+  Answer fail(const std::string& reason);
+
+  const Dialect& dialect_;
+  Session* session_;
+  Command command_;
+  std::string copy_;
+  State state_ = State::kLook;
+  RemoteFile before_;
+  Verdict verdict_ = Verdict::kUnclear;  // the client's, of the transfer
+  bool may_be_the_old_file_ = false;     // the size does not tell
+};
+
+}  // namespace fileref::runtime
