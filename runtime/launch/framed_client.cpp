@@ -18,9 +18,9 @@ constexpr std::size_t kLongReply = std::size_t{16} << 10;
 constexpr std::chrono::milliseconds kReadInterval{1};
 
 // Before a command is repeated: a server that restarts needs a moment.
-constexpr std::chrono::milliseconds kFirstPause{250};
+constexpr std::chrono::milliseconds kFirstPause{100};
 constexpr std::chrono::milliseconds kLongestPause{30'000};
-constexpr int kPauseGrowth = 4;
+constexpr int kPauseGrowth = 10;
 constexpr std::chrono::milliseconds kLongestNap{50};
 
 constexpr std::size_t kLargestReply = std::size_t{256} << 20;  // far above every listing

@@ -1,0 +1,99 @@
+// Kills the client, or its server, at every single line that is sent.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "fileref/fileref.h"
+#include "tests/support/process.h"
+
+namespace fileref {
+namespace {
+
+struct Strike {
+  const char* victim;
+  const char* moment;
+};
+
+class KillSweep : public testing::TestWithParam<Strike> {
+ protected:
+  void SetUp() override {
+    for (const char* name : {"temporary", "remote", "remote/sub"}) {
+      support::fs::create_directory(directory_ / name);
+    }
+    setenv("KILL_COUNT", count_.c_str(), 1);
+    setenv("KILL_VICTIM", GetParam().victim, 1);
+    setenv("KILL_MOMENT", GetParam().moment, 1);
+  }
+
+  // Everything that was read, in order.
+  std::string run(int kill_line) {
+    setenv("KILL_LINE", std::to_string(kill_line).c_str(), 1);
+    support::write_file(count_, "0");
+    support::fs::remove(directory_ / "remote/out");
+    for (const auto& [name, text] : files_) support::write_file(directory_ / "remote" / name, text);
+    HostOptions options;
+    options.temp_directory = directory_ / "temporary";
+    options.unsent_directory = directory_ / "unsent";
+    options.client = "openssh";
+    Host host(options);
+    const Target target = Target::parse("local:" + (directory_ / "remote").string() + "/");
+    const std::string client = option("PATH", FILEREF_BUILD_DIRECTORY "/killed_client");
+    std::string seen;
+    host.assign("NAMES", target, {client, "LS"});
+    for (const std::string_view name : host.open("NAMES")) seen += std::string(name) + ",";
+    host.assign("FILES", target, {client, "DIR"});
+    Directory directory = host.open_directory("FILES", {.kinds = true});
+    for (const auto& [name, text] : files_) {
+      for (const std::string_view record : directory.open(name)) seen += std::string(record) + "|";
+    }
+    Output output = directory.create("out");
+    output.write("new");
+    output.close();
+    for (const Member& member : directory) {
+      seen += member.name + (member.kind == Member::Kind::kDirectory ? "/" : ".");
+    }
+    return seen;
+  }
+
+  int lines_sent() const { return std::atoi(support::read_file(count_).c_str()); }
+
+  const std::vector<std::pair<std::string, std::string>> files_{
+      {"a", "1\n2\n"}, {"b", std::string(30'000, 'x') + "\n"}, {"c", ""}};
+  support::TestDirectory directory_;
+  const std::string count_ = directory_ / "count";
+};
+
+// Until a session is up, its loss is a failure. From then on everything recovers.
+TEST_P(KillSweep, EveryLineOfASession) {
+  const std::string whole = run(0);
+  const int lines = lines_sent();
+  ASSERT_EQ(whole, "a,b,c,sub,1|2|" + files_[1].second.substr(0, 30'000) + "|a.b.c.out.sub/");
+  int recovered = 0;
+  for (int line = 1; line <= lines; ++line) {
+    SCOPED_TRACE("line " + std::to_string(line) + " of " + std::to_string(lines));
+    try {
+      EXPECT_EQ(run(line), whole);
+      EXPECT_EQ(support::read_file(directory_ / "remote/out"), "new\n");
+      recovered += lines_sent() > lines ? 1 : 0;
+    } catch (const Failure& failure) {
+      EXPECT_LT(lines_sent(), lines);
+      EXPECT_NE(failure.explanation().find("ended"), std::string::npos) << failure.what();
+      EXPECT_TRUE(failure.message().starts_with("No session could be started")) << failure.what();
+    }
+    EXPECT_TRUE(support::fs::is_empty(directory_ / "temporary"));
+    EXPECT_FALSE(support::fs::exists(directory_ / "unsent"));
+    EXPECT_TRUE(support::left_behind().empty());
+  }
+  EXPECT_GT(recovered, lines / 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, KillSweep,
+                         testing::Values(Strike{"client", "before"}, Strike{"client", "after"},
+                                         Strike{"client", "answered"}, Strike{"server", "before"},
+                                         Strike{"server", "after"}, Strike{"server", "answered"}),
+                         [](const auto& strike) {
+                           return std::string(strike.param.victim) + "_" + strike.param.moment;
+                         });
+
+}  // namespace
+}  // namespace fileref

@@ -1,0 +1,77 @@
+// Runs sftp, and kills it or its server at one line of its input. The settings are in the
+// environment:
+//   KILL_LINE    which line, counted from 1 over all runs in the file KILL_COUNT
+//   KILL_VICTIM  "client" or "server"
+//   KILL_MOMENT  "before" the line is passed on, "after" that at once, or when it was "answered"
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "tests/support/process.h"
+
+namespace {
+
+std::string setting(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
+void strike(pid_t client) {
+  const bool server = setting("KILL_VICTIM") == "server";
+  const std::vector<pid_t> servers = support::children_of(client);
+  if (!server) kill(client, SIGKILL);
+  if (server && !servers.empty()) kill(servers.front(), SIGKILL);
+  usleep(2000);  // until it is dead
+}
+
+void pass_on(const std::string& line, pid_t client, int to) {
+  const std::string count_path = setting("KILL_COUNT");
+  const int count = std::atoi(support::read_file(count_path).c_str()) + 1;
+  support::write_file(count_path, std::to_string(count));
+  const std::string moment =
+      std::to_string(count) == setting("KILL_LINE") ? setting("KILL_MOMENT") : "";
+  if (moment == "before") strike(client);
+  if (write(to, line.data(), line.size()) < 0) return;
+  if (moment == "answered") usleep(10'000);
+  if (moment == "answered" || moment == "after") strike(client);
+}
+
+}  // namespace
+
+int main(int, char** argv) {
+  int input[2];
+  if (pipe2(input, O_CLOEXEC) != 0) return 1;
+  const pid_t client = fork();
+  if (client == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    dup2(input[0], STDIN_FILENO);
+    argv[0] = const_cast<char*>("sftp");
+    execvp("sftp", argv);
+    _exit(127);
+  }
+  signal(SIGPIPE, SIG_IGN);
+  close(input[0]);
+  close(STDOUT_FILENO);
+  close(STDERR_FILENO);
+  pollfd events[] = {{STDIN_FILENO, POLLIN, 0},
+                     {static_cast<int>(syscall(SYS_pidfd_open, client, 0)), POLLIN, 0}};
+  std::string lines;
+  while (poll(events, 2, -1) > 0 && events[1].revents == 0) {
+    char bytes[4096];
+    const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
+    if (count <= 0) break;
+    lines.append(bytes, static_cast<std::size_t>(count));
+    for (std::size_t end; (end = lines.find('\n')) != lines.npos; lines.erase(0, end + 1)) {
+      pass_on(lines.substr(0, end + 1), client, input[1]);
+    }
+  }
+  close(input[1]);
+  int status = 0;
+  waitpid(client, &status, 0);
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
