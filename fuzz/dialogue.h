@@ -1,0 +1,33 @@
+// A dialogue with a client as a string of bytes: what the module sent, and what the client said.
+//
+// The first byte chooses the client. What follows is the client's standard output, but for these:
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "runtime/launch/openssh.h"
+
+namespace fuzz {
+
+inline constexpr char kSentinel = 1;   // the sentinel of the exchange under way
+inline constexpr char kErrors = 2;     // here standard error begins,
+inline constexpr char kOutput = 3;     // and here standard output again
+inline constexpr char kLocalFile = 4;  // the client makes a local file; the next byte is its size
+inline constexpr char kCommand = 5;    // the module's next command, up to a line feed
+
+// Stands for the local file of a transfer in a command.
+inline constexpr char kLocal[] = "LOCAL";
+
+inline std::unique_ptr<fileref::runtime::Dialect> dialect_of(char /*client*/) {
+  return std::make_unique<fileref::runtime::openssh::OpensshDialect>();
+}
+
+inline std::string with_local(std::string command, const std::string& local) {
+  const std::size_t at = command.find(kLocal);
+  if (at != std::string::npos) command.replace(at, sizeof kLocal - 1, local);
+  return command;
+}
+
+}  // namespace fuzz
