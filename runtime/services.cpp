@@ -38,8 +38,11 @@ struct Guarded;
 
 template <auto Function, class R, class... A>
 struct Guarded<Function, R(A...)> {
+  // A host always has its heap.
+  static constexpr bool kIsHeap = std::is_same_v<R(A...), POOL*()>;
+
   static R call(A... arguments) {
-    if (host().service_faults.hit()) {
+    if (!kIsHeap && host().service_faults.hit()) {
       if constexpr (std::is_pointer_v<R>) {
         return nullptr;
       } else {
