@@ -1,17 +1,17 @@
-// The real client on a file server that misbehaves, and clients that die or never answer.
+// Servers that misbehave, clients that die and answers that never come, with every client.
 #include <signal.h>
 
 #include <algorithm>
 #include <thread>
 
-#include "tests/launch/session.h"
+#include "tests/launch/conformance.h"
 
 namespace fileref::runtime {
 namespace {
 
 constexpr std::size_t kSize = 1 << 20;
 
-class Faults : public Session {
+class Faults : public Conformance {
  protected:
   Faults() {
     for (std::size_t i = 0; i < kSize; ++i) content_ += static_cast<char>('a' + i * 7 / 1000 % 26);
@@ -26,7 +26,7 @@ class Faults : public Session {
   std::string content_;
 };
 
-TEST_F(Faults, NoBrokenDownloadIsTakenForASuccess) {
+TEST_P(Faults, NoBrokenDownloadIsTakenForASuccess) {
   struct Case {
     std::string fault, answer, explanation;
   };
@@ -57,7 +57,7 @@ TEST_F(Faults, NoBrokenDownloadIsTakenForASuccess) {
   }
 }
 
-TEST_F(Faults, NoiseDecidesNothing) {
+TEST_P(Faults, NoiseDecidesNothing) {
   connect_to("noise");
   EXPECT_EQ(ask("cd \"" + remote_.string() + "\""), kPrompt);
   EXPECT_EQ(ask("mkdir \"new\""), kPrompt);
@@ -70,7 +70,7 @@ TEST_F(Faults, NoiseDecidesNothing) {
   EXPECT_EQ(put("other"), kPrompt);
 }
 
-TEST_F(Faults, EveryWaitHasItsLimit) {
+TEST_P(Faults, EveryWaitHasItsLimit) {
   struct Case {
     std::string fault, command;
     LaunchLimits limits;
@@ -86,7 +86,7 @@ TEST_F(Faults, EveryWaitHasItsLimit) {
   };
   for (const Case& c : cases) {
     limits_ = c.limits;
-    ASSERT_TRUE(launch("sftp -D \"" + kFaultyServer + " " + c.fault + "\" ")) << why_;
+    ASSERT_TRUE(launch(client_for(kFaultyServer + " " + c.fault))) << why_;
     if (!c.command.empty()) {
       ASSERT_EQ(answer(), kPrompt);
     }
@@ -102,7 +102,7 @@ TEST_F(Faults, EveryWaitHasItsLimit) {
   }
 }
 
-TEST_F(Faults, TransfersAreNotHeldToTheLimitOfQuickCommands) {
+TEST_P(Faults, TransfersAreNotHeldToTheLimitOfQuickCommands) {
   limits_.command = milliseconds(400);
   for (int i = 0; i < 4; ++i) content_ += content_;
   write_file(file(), content_);
@@ -113,7 +113,7 @@ TEST_F(Faults, TransfersAreNotHeldToTheLimitOfQuickCommands) {
   EXPECT_EQ(read_file(local_), content_);
 }
 
-TEST_F(Faults, PumpLetsTimePassWhileTheAnswerIsUnderWay) {
+TEST_P(Faults, PumpLetsTimePassWhileTheAnswerIsUnderWay) {
   connect_to("delay 20");
   ASSERT_EQ(client_->send("get \"file\" \"" + local_ + "\"\n"), kSuccess);
   EXPECT_EQ(answer(0), "");
@@ -129,7 +129,7 @@ TEST_F(Faults, PumpLetsTimePassWhileTheAnswerIsUnderWay) {
   EXPECT_EQ(read_file(local_), content_);
 }
 
-TEST_F(Faults, AClientKilledUnderWayIsAFailure) {
+TEST_P(Faults, AClientKilledUnderWayIsAFailure) {
   connect_to("stall 65536");
   ASSERT_EQ(client_->send("get \"file\" \"" + local_ + "\"\n"), kSuccess);
   client_->pump(milliseconds(50));
@@ -144,7 +144,7 @@ TEST_F(Faults, AClientKilledUnderWayIsAFailure) {
   EXPECT_EQ(kept_, local_);
 }
 
-TEST_F(Faults, AClientThatDiedIdleFailsTheNextCommand) {
+TEST_P(Faults, AClientThatDiedIdleFailsTheNextCommand) {
   connect(kServer);
   ::kill(static_cast<pid_t>(client_->pid()), SIGTERM);
   std::this_thread::sleep_for(milliseconds(50));
@@ -152,17 +152,15 @@ TEST_F(Faults, AClientThatDiedIdleFailsTheNextCommand) {
   EXPECT_EQ(kept_, local_);
 }
 
-TEST_F(Faults, AServerThatDiedIdleFailsTheNextCommand) {
+TEST_P(Faults, AServerThatDiedIdleFailsTheNextCommand) {
   connect(kServer);
-  const auto servers = support::children_of(static_cast<pid_t>(client_->pid()));
-  ASSERT_EQ(servers.size(), 1u);
-  ::kill(servers[0], SIGKILL);
+  for (const pid_t server : sessions()) ::kill(server, SIGKILL);
   std::this_thread::sleep_for(milliseconds(50));
   EXPECT_EQ(ask("cd \"/\""), "end of output");
   EXPECT_EQ(answer(), "end of output");
 }
 
-TEST_F(Faults, AnAbandonedTransferIsClosedWithoutTraces) {
+TEST_P(Faults, AnAbandonedTransferIsClosedWithoutTraces) {
   limits_.close_grace = milliseconds(100);
   connect_to("stall 65536");
   ASSERT_EQ(client_->send("get \"file\" \"" + local_ + "\"\n"), kSuccess);
@@ -173,6 +171,8 @@ TEST_F(Faults, AnAbandonedTransferIsClosedWithoutTraces) {
   EXPECT_LT(Clock::now() - start, milliseconds(1000));
   EXPECT_TRUE(nothing_half_done());
 }
+
+INSTANTIATE_TEST_SUITE_P(, Faults, kWays, Conformance::name);
 
 }  // namespace
 }  // namespace fileref::runtime

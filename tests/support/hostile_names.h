@@ -18,16 +18,21 @@ inline std::vector<std::string> split(std::string_view text, char separator) {
   return parts;
 }
 
+// With bytes that a client may not want to send to a terminal.
+inline std::vector<std::string> unprintable_names() {
+  return split("tab\there/cr\rhere/broken\xC3/\xFF\xFE/bell\007esc\033/ctl\001\002\003\037\177", '/');
+}
+
 // What a file server can hold and a listing should survive, in bytewise order.
 inline std::vector<std::string> hostile_names() {
   std::vector<std::string> names = split(
       "sftp>/sftp> /sftp >/no such file or directory/NO SUCH FILE OR DIRECTORY/canonicalise/"
       "Invalid flag -a/unable to open/Can't ls: \"x\" not found/ leading/trailing /two  blanks/ /"
-      "tab\there/cr\rhere/it's/\"quoted\"/both ' and \"/back\\slash/\\101/\\\\/star*/what?/[abc]/"
+      "it's/\"quoted\"/both ' and \"/back\\slash/\\101/\\\\/star*/what?/[abc]/"
       "{a,b}/-dash/-rw-r--r--    1 0 0 5 Nov 22 21:05 x/#comment/!shell/$HOME/~/a..b/x ./x ../.../"
-      "..hidden/.hidden/(list/ends)/gr\xC3\xBC\xC3\x9F/\xE2\x82\xAC uro/broken\xC3/\xFF\xFE/"
-      "bell\007esc\033/ctl\001\002\003\037\177",
+      "..hidden/.hidden/(list/ends)/gr\xC3\xBC\xC3\x9F/\xE2\x82\xAC uro",
       '/');
+  for (const std::string& name : unprintable_names()) names.push_back(name);
   names.push_back(std::string(255, 'n'));
   names.push_back(std::string(250, ' ') + "last");
   std::sort(names.begin(), names.end());

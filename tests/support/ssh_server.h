@@ -30,10 +30,16 @@ inline int free_port() {
 
 class SshServer {
  public:
-  // Files below `root()` belong to the server's user, who is nobody when the tests run as root.
+  // Whose files are served, and by which program.
+  enum class Serves {
+    kOrdinaryUser,  // the server's own, to nobody when the tests run as root
+    kCommand,       // what `serve` says, to the user who runs the tests
+  };
+
+  // Files below `root()` belong to the server's user.
   // It asks PAM about the account because an ordinary user cannot look it up.
-  SshServer() : port_(free_port()) {
-    const bool root_runs = geteuid() == 0;
+  explicit SshServer(Serves serves = Serves::kOrdinaryUser) : port_(free_port()) {
+    const bool root_runs = geteuid() == 0 && serves == Serves::kOrdinaryUser;
     const passwd* user = root_runs ? getpwnam("nobody") : getpwuid(geteuid());
     user_ = user->pw_name;
     uid_ = user->pw_uid;
@@ -51,8 +57,11 @@ class SshServer {
                                    file("authorized_keys") +
                                    "\nUsePAM yes\nStrictModes no\nPidFile none\n"
                                    "PasswordAuthentication no\nKbdInteractiveAuthentication no\n"
-                                   "Subsystem sftp internal-sftp -d " +
-                                   root().string() + "\n");
+                                   "Subsystem sftp " +
+                                   (serves == Serves::kCommand
+                                        ? "sh " + file("serve")
+                                        : "internal-sftp -d " + root().string()) +
+                                   "\n");
     give_to_user(directory_.path());
     std::vector<std::string> words;
     if (root_runs) {
@@ -82,6 +91,22 @@ class SshServer {
     return "OPTIONS='-F none -o IdentitiesOnly=yes -o IdentityAgent=none -i " + private_key(key) +
            " -o UserKnownHostsFile=" + file(known_hosts) + "'";
   }
+  // For new sessions of a server that serves a command.
+  void serve(const std::string& command) const { write_file(file("serve"), "exec " + command); }
+  // The command line of each client.
+  std::string sftp() const {
+    return "sftp -F none -o BatchMode=yes -o IdentitiesOnly=yes -o IdentityAgent=none -i " +
+           private_key("user_key") + " -o UserKnownHostsFile=" + file("known_hosts") + where();
+  }
+  std::string psftp() const {
+    const std::string key = file("user_key.ppk");
+    run({"puttygen", file("user_key"), "-O", "private", "-o", key});
+    const Outcome fingerprint = run({"ssh-keygen", "-lf", file("host_key.pub")});
+    std::istringstream words(fingerprint.out);
+    std::string bits, hash;
+    words >> bits >> hash;
+    return "psftp -batch -noagent -i " + key + " -hostkey " + hash + where();
+  }
   // The words for the bare client.
   std::vector<std::string> client_words() const {
     return {"sftp", "-q",
@@ -103,6 +128,7 @@ class SshServer {
 
  private:
   std::string file(const std::string& name) const { return directory_ / name; }
+  std::string where() const { return " -P " + std::to_string(port_) + ' ' + user_ + "@127.0.0.1"; }
   // Keys given to the server's user are still ours to use: root may read them.
   std::string private_key(const std::string& key) const { return file(key); }
   bool accepts() const {

@@ -1,0 +1,71 @@
+// What every client that we hold a dialogue with must do, on every way to a server.
+#pragma once
+
+#include <algorithm>
+#include <cctype>
+#include <string>
+
+#include "tests/launch/session.h"
+#include "tests/support/ssh_server.h"
+
+namespace fileref::runtime {
+
+enum class Way { kSftpDirectly, kSftpOverSsh };
+const auto kWays = testing::Values(Way::kSftpDirectly, Way::kSftpOverSsh);
+
+class Conformance : public Session, public testing::WithParamInterface<Way> {
+ public:
+  static std::string name(const testing::TestParamInfo<Way>& info) {
+    return info.param == Way::kSftpDirectly ? "SftpDirectly" : "SftpOverSsh";
+  }
+
+ protected:
+  static void SetUpTestSuite() {
+    server_ = std::make_unique<support::SshServer>(support::SshServer::Serves::kCommand);
+  }
+  static void TearDownTestSuite() { server_.reset(); }
+
+  Conformance() { support::fs::permissions(remote_, support::fs::perms::all); }
+
+  // The command line of the client for a server that is this command.
+  std::string client_for(const std::string& command) const {
+    if (GetParam() == Way::kSftpDirectly) return "sftp -D \"" + command + "\" ";
+    server_->serve(command);
+    return server_->sftp();
+  }
+
+  // The client on that server, with the remote directory entered. `wrapper` is put before it.
+  void connect(const std::string& command, const std::string& wrapper = "") {
+    ASSERT_TRUE(launch(wrapper + client_for(command), "openssh")) << why_;
+    ASSERT_EQ(answer(), kPrompt) << client_->words();
+    ASSERT_EQ(ask("cd \"" + remote_.string() + "\""), kPrompt);
+  }
+
+  // The processes that serve the client.
+  std::vector<pid_t> sessions() const {
+    return support::children_of(GetParam() == Way::kSftpDirectly
+                                    ? static_cast<pid_t>(client_->pid())
+                                    : server_->pid());
+  }
+
+  // What the user is told, in small letters.
+  std::string told() const {
+    std::string text = client_->explanation() + '\n' + client_->words();
+    if (text == "\n") return "";
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+  }
+
+  bool tells(const std::string& part) const { return told().find(part) != std::string::npos; }
+
+  // Without `$R` and `$L`, which stand for the remote directory and the local file.
+  std::string filled_in(std::string text) const {
+    for (std::size_t at; (at = text.find("$R")) != text.npos;) text.replace(at, 2, remote_);
+    for (std::size_t at; (at = text.find("$L")) != text.npos;) text.replace(at, 2, local_);
+    return text;
+  }
+
+  static inline std::unique_ptr<support::SshServer> server_;
+};
+
+}  // namespace fileref::runtime
