@@ -13,6 +13,10 @@ namespace fileref::runtime {
 enum class Way { kSftpDirectly, kSftpOverSsh };
 const auto kWays = testing::Values(Way::kSftpDirectly, Way::kSftpOverSsh);
 
+// Before a server's command: it serves somebody who may not do everything.
+const std::string kAnotherUser =
+    geteuid() == 0 ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
+
 class Conformance : public Session, public testing::WithParamInterface<Way> {
  public:
   static std::string name(const testing::TestParamInfo<Way>& info) {
@@ -43,9 +47,8 @@ class Conformance : public Session, public testing::WithParamInterface<Way> {
 
   // The processes that serve the client.
   std::vector<pid_t> sessions() const {
-    return support::children_of(GetParam() == Way::kSftpDirectly
-                                    ? static_cast<pid_t>(client_->pid())
-                                    : server_->pid());
+    return support::children_of(
+        GetParam() == Way::kSftpDirectly ? static_cast<pid_t>(client_->pid()) : server_->pid());
   }
 
   // What the user is told, in small letters.

@@ -12,8 +12,6 @@ namespace {
 
 using support::fs::exists;
 
-const std::string kAnotherUser =
-    geteuid() == 0 ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
 const std::string kFailed = "failure\nsftp> ";
 
 struct Row {

@@ -1,11 +1,11 @@
-// Listings, with the real client on the real file server.
+// Listings, with every client.
 #include <signal.h>
 
 #include <algorithm>
 #include <cstring>
 
 #include "runtime/name_escape.h"
-#include "tests/launch/session.h"
+#include "tests/launch/conformance.h"
 #include "tests/support/hostile_names.h"
 
 namespace fileref::runtime {
@@ -14,9 +14,8 @@ namespace {
 using Names = std::vector<std::string>;
 
 const std::string kOpening = "sftp> ls\n. .. \n";
-const std::string kUnprivileged = "setpriv --reuid 65534 --regid 65534 --clear-groups " + kServer;
 
-class ListDialogue : public Session {
+class Listings : public Conformance {
  protected:
   // All pieces of an answer, as a reader with room for `capacity` bytes takes them.
   std::string whole_answer(std::size_t capacity) {
@@ -50,7 +49,7 @@ class ListDialogue : public Session {
   }
 };
 
-TEST_F(ListDialogue, CarriesAnyName) {
+TEST_P(Listings, CarriesAnyName) {
   Names names = split(
       "\\001/\001/\\377/\377/\\001\001/\001\\001/\\001\\001/\001\001/\\303\\251/\\303\xa9/\xc3\xa9/"
       "x\xc3y\x01/\xc2\x85/\xe2\x80\xae/\\/\\\\101/a\\/a\\8/\\0011/\t/\r/\rx/x\r/?/*/-/-l/--/..x/"
@@ -81,7 +80,7 @@ TEST_F(ListDialogue, CarriesAnyName) {
   ASSERT_EQ(names.size(), 8u);
 }
 
-TEST_F(ListDialogue, MatchesPatternsAsTheClientDoes) {
+TEST_P(Listings, MatchesPatternsAsTheClientDoes) {
   make({"a.csv", "b.csv", "aa.csv", ".a.csv", "^.csv", "-.csv", "[z]", "x\\y", "a[", "\xc3\xa9"});
   support::fs::create_directory(remote_ / "sub");
   make({"sub/a.csv", "sub/b", "sub/.c"});
@@ -92,6 +91,8 @@ TEST_F(ListDialogue, MatchesPatternsAsTheClientDoes) {
       ' ');
   patterns.push_back(remote_.string() + "/*.csv");
   const std::string batch = directory_ / "batch";
+  connect(kServer);
+  std::unique_ptr<Client> client = std::move(client_);
   for (const std::string& pattern : patterns) {
     write_file(batch, "cd \"" + remote_.string() + "\"\nls -1 " + pattern + "\n");
     ASSERT_TRUE(launch("sftp -q -b \"" + batch + "\" -D " + kServer + " ")) << why_;
@@ -103,12 +104,13 @@ TEST_F(ListDialogue, MatchesPatternsAsTheClientDoes) {
       if (name.ends_with('/')) name.pop_back();
     }
     if (expected.empty()) expected = {kNotThere};
-    connect(kServer);
+    client_ = std::move(client);
     EXPECT_EQ(list(pattern), expected) << pattern;
+    client = std::move(client_);
   }
 }
 
-TEST_F(ListDialogue, TellsWhatIsNotThereFromWhatCannotBeRead) {
+TEST_P(Listings, TellsWhatIsNotThereFromWhatCannotBeRead) {
   make({"file", "with blank"});
   for (const char* name : {"empty", "sub", "closed", "unreadable", "unenterable", "feed"}) {
     support::fs::create_directory(remote_ / name);
@@ -119,7 +121,7 @@ TEST_F(ListDialogue, TellsWhatIsNotThereFromWhatCannotBeRead) {
   support::fs::permissions(remote_ / "closed", support::fs::perms(0));
   support::fs::permissions(remote_ / "unreadable", support::fs::perms(0711));
   support::fs::permissions(remote_ / "unenterable", support::fs::perms(0744));
-  connect(kUnprivileged);
+  connect(kAnotherUser + kServer);
   struct Case {
     std::string text;
     Names names;
@@ -162,7 +164,7 @@ TEST_F(ListDialogue, TellsWhatIsNotThereFromWhatCannotBeRead) {
   EXPECT_EQ(list("-a "), Names{kNotThere});
 }
 
-TEST_F(ListDialogue, IsWholeOrFails) {
+TEST_P(Listings, IsWholeOrFails) {
   Names names;
   for (int i = 1000; i < 4000; ++i)
     names.push_back("a name of some length, number " + std::to_string(i));
@@ -184,12 +186,12 @@ TEST_F(ListDialogue, IsWholeOrFails) {
   }
   limits_.command = limits_.close_grace = milliseconds(300);
   connect(kFaultyServer + " none");
-  ASSERT_EQ(kill(support::children_of(static_cast<pid_t>(client_->pid())).at(0), SIGSTOP), 0);
+  for (const pid_t server : sessions()) ASSERT_EQ(kill(server, SIGSTOP), 0);
   EXPECT_EQ(list(""), Names{"failed"});
   EXPECT_NE(client_->explanation().find("no answer within"), std::string::npos);
 }
 
-TEST_F(ListDialogue, SparesTheQuestionForASizeThatItKnows) {
+TEST_P(Listings, SparesTheQuestionForASizeThatItKnows) {
   make({"file", "grown", "shrunk", "gone"});
   support::fs::create_symlink("file", remote_ / "link");
   connect(kServer);
@@ -211,6 +213,8 @@ TEST_F(ListDialogue, SparesTheQuestionForASizeThatItKnows) {
   gets("gone", 0);
   gets("link", 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(, Listings, kWays, Conformance::name);
 
 }  // namespace
 }  // namespace fileref::runtime

@@ -20,7 +20,8 @@ inline std::vector<std::string> split(std::string_view text, char separator) {
 
 // With bytes that a client may not want to send to a terminal.
 inline std::vector<std::string> unprintable_names() {
-  return split("tab\there/cr\rhere/broken\xC3/\xFF\xFE/bell\007esc\033/ctl\001\002\003\037\177", '/');
+  return split("tab\there/cr\rhere/broken\xC3/\xFF\xFE/bell\007esc\033/ctl\001\002\003\037\177",
+               '/');
 }
 
 // What a file server can hold and a listing should survive, in bytewise order.

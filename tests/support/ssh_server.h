@@ -52,16 +52,15 @@ class SshServer {
     fs::copy_file(file("user_key.pub"), file("authorized_keys"));
     write_file(file("known_hosts"),
                "[127.0.0.1]:" + std::to_string(port_) + " " + read_file(file("host_key.pub")));
-    write_file(file("config"), "ListenAddress 127.0.0.1\nPort " + std::to_string(port_) +
-                                   "\nHostKey " + file("host_key") + "\nAuthorizedKeysFile " +
-                                   file("authorized_keys") +
-                                   "\nUsePAM yes\nStrictModes no\nPidFile none\n"
-                                   "PasswordAuthentication no\nKbdInteractiveAuthentication no\n"
-                                   "Subsystem sftp " +
-                                   (serves == Serves::kCommand
-                                        ? "sh " + file("serve")
-                                        : "internal-sftp -d " + root().string()) +
-                                   "\n");
+    write_file(file("config"),
+               "ListenAddress 127.0.0.1\nPort " + std::to_string(port_) + "\nHostKey " +
+                   file("host_key") + "\nAuthorizedKeysFile " + file("authorized_keys") +
+                   "\nUsePAM yes\nStrictModes no\nPidFile none\n"
+                   "PasswordAuthentication no\nKbdInteractiveAuthentication no\n"
+                   "Subsystem sftp " +
+                   (serves == Serves::kCommand ? "sh " + file("serve")
+                                               : "internal-sftp -d " + root().string()) +
+                   "\n");
     give_to_user(directory_.path());
     std::vector<std::string> words;
     if (root_runs) {
