@@ -8,6 +8,7 @@
 #include "runtime/launch/framed_client.h"
 #include "runtime/launch/openssh.h"
 #include "runtime/launch/plain_client.h"
+#include "runtime/launch/psftp.h"
 
 namespace fileref::runtime {
 namespace {
@@ -15,7 +16,16 @@ namespace {
 constexpr std::size_t kMostWords = 4096;
 
 std::string adapter_for(const std::string& program) {
-  return program.substr(program.rfind('/') + 1) == "sftp" ? "openssh" : "plain";
+  const std::string name = program.substr(program.rfind('/') + 1);
+  if (name == "psftp") return name;
+  return name == "sftp" ? "openssh" : "plain";
+}
+
+// Null for a client that no dialogue can be held with.
+std::unique_ptr<Dialect> dialect_for(const std::string& adapter) {
+  if (adapter == "openssh") return std::make_unique<openssh::OpensshDialect>();
+  if (adapter == "psftp") return std::make_unique<psftp::PsftpDialect>();
+  return nullptr;
 }
 
 bool names_direct_server(const std::vector<std::string>& words) {
@@ -23,8 +33,17 @@ bool names_direct_server(const std::vector<std::string>& words) {
                      [](const std::string& word) { return word.starts_with("-D"); });
 }
 
-bool runs_batch(const std::vector<std::string>& words) {
-  return std::find(words.begin(), words.end(), "-b") != words.end();
+bool has_word(const std::vector<std::string>& words, std::string_view word) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+bool check_questions(const std::string& adapter, const std::vector<std::string>& words,
+                     std::string* why) {
+  if (adapter != "psftp" || has_word(words, "-batch")) return true;
+  *why =
+      "psftp would take commands for the answers to its questions, that after an unknown host key "
+      "too: give OPTIONS='-batch ...'";
+  return false;
 }
 
 bool check_host(bool has_host, const std::vector<std::string>& words, std::string* why) {
@@ -65,19 +84,20 @@ std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) 
   const std::optional<std::vector<std::string>> words = words_to_run(request, why);
   if (!words) return nullptr;
   if (request.adapter.empty()) request.adapter = adapter_for(words->front());
-  const bool framed = request.adapter == "openssh";
-  if (!framed && request.adapter != "plain") {
-    *why = "unknown client adapter \"" + request.adapter + "\": use \"openssh\" or \"plain\"";
+  std::unique_ptr<Dialect> dialect = dialect_for(request.adapter);
+  if (!dialect && request.adapter != "plain") {
+    *why = "unknown client adapter \"" + request.adapter +
+           "\": use \"openssh\", \"psftp\" or \"plain\"";
     return nullptr;
   }
+  if (!check_questions(request.adapter, *words, why)) return nullptr;
   std::unique_ptr<Child> child = Child::start(*words, !request.may_ask, why);
   if (!child) return nullptr;
-  const bool batch = framed && runs_batch(*words);
-  if (!framed || batch) {
+  const bool batch = dialect && has_word(*words, "-b");
+  if (!dialect || batch) {
     return std::make_unique<PlainClient>(std::move(request), *words, std::move(child), batch);
   }
-  Adapter adapter(std::make_unique<openssh::OpensshDialect>(),
-                  Session{request.keep_unsent, request.verify_uploads});
+  Adapter adapter(std::move(dialect), Session{request.keep_unsent, request.verify_uploads});
   return std::make_unique<FramedClient>(std::move(request), *words, std::move(child),
                                         std::move(adapter));
 }

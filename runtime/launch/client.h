@@ -37,7 +37,7 @@ struct LaunchRequest {
   // ends: its output passes through, and an exit status other than 0 makes the last read fail.
   std::string command_line;
   std::vector<std::string> extra_arguments;  // inserted right behind the program
-  // "openssh": speaks the dialogue of `sftp`. "plain": passes bytes through as they come. Empty:
+  // "openssh", "psftp": speaks the dialogue of that client. "plain": passes bytes through. Empty:
   // chosen by the file name of the program.
   std::string adapter;
   LaunchLimits limits;

@@ -32,11 +32,17 @@ class Dialect {
   virtual Sentinel sentinel(const std::string& nonce) const = 0;
   // The line with which the client repeats `line`; empty when it does not.
   virtual std::string echo(std::string_view line) const = 0;
+  // What it complains of in a reply, a line each.
+  virtual std::string complaint(const Reply& reply) const = 0;
 
   // Whether a command with that name can be written at all. If not, says why.
   virtual bool can_carry(std::string_view name, std::string* why) const = 0;
   // In bytes, without the line feed. What stands behind it would be another command.
   virtual std::size_t longest_line() const = 0;
+  // Whether a path that the client shows so is that path for certain.
+  virtual bool shows_exactly(std::string_view path) const = 0;
+  // Whether it tells of every block of an upload that the server refused.
+  virtual bool tells_of_lost_blocks() const = 0;
 
   // Lines. A path stands for exactly that path; one that begins with "-" must have been through
   // literal_path.
@@ -46,6 +52,11 @@ class Dialect {
   virtual std::string upload(std::string_view local, std::string_view path) const = 0;
   // Shows what is there under a path, with kind and size.
   virtual std::string look(std::string_view path) const = 0;
+  // Looks on where the reply shows but a link; empty when the client follows links, or there is
+  // none.
+  virtual std::string look_on(const Reply& /*reply*/, std::string_view /*path*/) const {
+    return {};
+  }
   // Shows the names in the current directory with kinds and sizes; empty when every listing does.
   virtual std::string look_at_all() const { return {}; }
 

@@ -22,6 +22,14 @@ bool says_host_is_unknown(std::string_view words) {
   return false;
 }
 
+// Enters one directory after the other, and asks for the last.
+Request enter(const Dialect& dialect, const std::vector<std::string>& trail) {
+  Request request;
+  for (const std::string& name : trail) request.lines.push_back(dialect.change_directory(name));
+  request.lines.emplace_back("pwd");
+  return request;
+}
+
 }  // namespace
 
 Step Start::begin() {
@@ -48,12 +56,7 @@ Step Start::take(const Reply& reply) {
       return now == before ? done() : lost_its_way();
   }
   state_ = State::kEnterAgain;
-  Request request;
-  for (const std::string& name : *session_->trail) {
-    request.lines.push_back(dialect_.change_directory(name));
-  }
-  request.lines.emplace_back("pwd");
-  return request;
+  return enter(dialect_, *session_->trail);
 }
 
 Answer Start::lost(Answer failure, std::string_view words) {
@@ -90,9 +93,15 @@ bool ChangeDirectory::succeeded(Verdict verdict, const std::string& before) cons
 
 Step LeaveDirectory::begin() {
   if (target_.empty()) return failure("there is no directory to go back to");
-  // The client shows some bytes of a path with backslashes; then ".." has to do.
-  const bool as_shown = target_.find('\\') == target_.npos;
-  const std::string line = dialect_.change_directory(as_shown ? target_ : "..");
+  const std::optional<std::vector<std::string>>& trail = session_->trail;
+  const bool retraces = trail && !trail->empty() && !trail->back().starts_with('/') &&
+                        !dialect_.shows_exactly(target_);
+  if (retraces) {
+    Request request = enter(dialect_, {trail->begin(), trail->end() - 1});
+    request.lines.insert(request.lines.begin(), "cd");  // to where the session began
+    return request;
+  }
+  const std::string line = dialect_.change_directory(target_);
   if (line.size() > dialect_.longest_line()) return failure("the path to go back to is too long");
   return Request{{line, "pwd"}};
 }
@@ -102,7 +111,7 @@ Step LeaveDirectory::take(const Reply& reply) {
   std::optional<std::vector<std::string>>& trail = session_->trail;
   if (trail && !trail->empty() && !trail->back().starts_with('/')) {
     trail->pop_back();
-  } else if (target_.find('\\') == target_.npos) {
+  } else if (dialect_.shows_exactly(target_)) {
     trail = {target_};
   } else {
     trail.reset();

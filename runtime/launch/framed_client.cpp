@@ -160,7 +160,7 @@ void FramedClient::settle() {
   note_output();
   const Exchange done = *std::move(exchange_);
   exchange_.reset();
-  if (!done.request().look) remember_errors(done.reply().err);
+  if (!done.request().look) remember_errors(adapter_.dialect().complaint(done.reply()));
   advance(current().take(done.reply()));
 }
 

@@ -70,15 +70,8 @@ std::size_t slashes(std::string_view path) {
   return static_cast<std::size_t>(std::count(path.begin(), path.end(), '/'));
 }
 
-RemoteFile read_listing(const Reply& reply, std::string_view name) {
-  if (name.ends_with('/')) return {Kind::kDirectory};
-  const std::vector<std::string_view> lines = listed_lines(reply.out);
-  if (lines.empty()) return {reply.err.empty() ? Kind::kDirectory : Kind::kUnknown};
-  if (lines.size() > 1) return {Kind::kDirectory};
-  const std::optional<LongLine> entry = parse_long_line(lines.front());
-  if (!entry) return {};
-  if (slashes(entry->path) > slashes(name)) return {Kind::kDirectory};
-  switch (entry->type) {
+RemoteFile remote_file(const LongLine& line) {
+  switch (line.type) {
     case 'd':
       return {Kind::kDirectory};
     case 'p':
@@ -89,8 +82,19 @@ RemoteFile read_listing(const Reply& reply, std::string_view name) {
     case 'l':  // the target cannot be looked at; the size is the link's own
       return {};
     default:
-      return {Kind::kFile, entry->size};
+      return {Kind::kFile, line.size};
   }
+}
+
+RemoteFile read_listing(const Reply& reply, std::string_view name) {
+  if (name.ends_with('/')) return {Kind::kDirectory};
+  const std::vector<std::string_view> lines = listed_lines(reply.out);
+  if (lines.empty()) return {reply.err.empty() ? Kind::kDirectory : Kind::kUnknown};
+  if (lines.size() > 1) return {Kind::kDirectory};
+  const std::optional<LongLine> entry = parse_long_line(lines.front());
+  if (!entry) return {};
+  if (slashes(entry->path) > slashes(name)) return {Kind::kDirectory};
+  return remote_file(*entry);
 }
 
 }  // namespace fileref::runtime

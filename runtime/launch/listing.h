@@ -34,6 +34,8 @@ struct RemoteFile {
   std::optional<std::uint64_t> size = {};  // of a file
 };
 
+RemoteFile remote_file(const LongLine& line);
+
 // Reads the reply to the one line `ls -ln NAME`, where NAME stands for `name` as it was asked for.
 // Asked about a directory, the client lists what is in it.
 RemoteFile read_listing(const Reply& reply, std::string_view name);

@@ -24,9 +24,12 @@ class OpensshDialect : public Dialect {
  public:
   Sentinel sentinel(const std::string& nonce) const override;
   std::string echo(std::string_view line) const override;
+  std::string complaint(const Reply& reply) const override { return reply.err; }
 
   bool can_carry(std::string_view name, std::string* why) const override;
   std::size_t longest_line() const override { return 2046; }
+  bool shows_exactly(std::string_view path) const override { return path.find('\\') == path.npos; }
+  bool tells_of_lost_blocks() const override { return false; }
 
   std::string change_directory(std::string_view path) const override;
   std::string make_directory(std::string_view path) const override;

@@ -50,7 +50,7 @@ Step Download::find_size() {
 Step Download::ask_size() {
   from_listing_ = false;
   state_ = State::kAskSize;
-  return Request{{dialect_.look(command_.remote)}, false, true};
+  return look_.begin();
 }
 
 Step Download::transfer() {
@@ -74,14 +74,16 @@ Step Download::take(const Reply& reply) {
       session_->looks_saved = 0;
       return find_size();
     case State::kAskSize:
-      before_ = dialect_.found(reply, command_.remote);
+      if (std::optional<Request> more = look_.take(reply)) return *std::move(more);
+      before_ = look_.found();
       return transfer();
     case State::kTransfer:
       return judge(reply);
     case State::kAskSizeAgain:
       break;
   }
-  return judge_again(dialect_.found(reply, command_.remote));
+  if (std::optional<Request> more = look_.take(reply)) return *std::move(more);
+  return judge_again(look_.found());
 }
 
 Step Download::judge(const Reply& reply) {
@@ -99,7 +101,7 @@ Step Download::judge(const Reply& reply) {
   }
   if (from_listing_) return ask_size();
   state_ = State::kAskSizeAgain;
-  return Request{{dialect_.look(command_.remote)}, false, true};
+  return look_.begin();
 }
 
 // The file may have been growing.
@@ -155,24 +157,22 @@ std::string explain_failed_upload(const Session& session, const Command& command
 Step Upload::begin() {
   if (command_.remote.empty()) return fail("the remote name is empty");
   state_ = State::kLook;
-  return look();
-}
-
-Step Upload::look() const {
-  return Request{{dialect_.look(command_.remote)}, false, true};
+  return look_.begin();
 }
 
 Step Upload::take(const Reply& reply) {
   switch (state_) {
     case State::kLook:
-      before_ = dialect_.found(reply, command_.remote);
+      if (std::optional<Request> more = look_.take(reply)) return *std::move(more);
+      before_ = look_.found();
       return transfer();
     case State::kTransfer:
       verdict_ = dialect_.verdict(Command::Verb::kUpload, reply);
       state_ = State::kLookAgain;
-      return look();
+      return look_.begin();
     case State::kLookAgain:
-      return judge(dialect_.found(reply, command_.remote));
+      if (std::optional<Request> more = look_.take(reply)) return *std::move(more);
+      return judge(look_.found());
     case State::kReadBack:
       break;
   }
@@ -192,13 +192,17 @@ Step Upload::transfer() {
 Step Upload::judge(const RemoteFile& arrived) {
   const std::optional<std::uint64_t> size = local_size(command_.local);
   if (!size) return fail("the local file " + quoted(command_.local) + " went away");
+  // The directory may be one that cannot be read.
+  const bool needs_no_look = dialect_.tells_of_lost_blocks() && verdict_ == Verdict::kSuccess;
+  if (!arrived.size && needs_no_look) return done();
   if (!arrived.size) return fail("the server shows no such file afterwards");
   if (*arrived.size != *size) {
     return fail(std::to_string(*arrived.size) + " of " + bytes(*size) + " arrived");
   }
   if (verdict_ == Verdict::kFailure) return fail("the client reports a failure");
   may_be_the_old_file_ = before_.size == size && verdict_ != Verdict::kSuccess;
-  const bool may_have_holes = session_->verify_uploads && *size > kNeverWithHoles;
+  const bool may_have_holes =
+      session_->verify_uploads && !dialect_.tells_of_lost_blocks() && *size > kNeverWithHoles;
   if (!may_be_the_old_file_ && !may_have_holes) return done();
   if (const int error = remove_local(copy_)) {
     return fail("cannot remove " + quoted(copy_) + ": " + std::strerror(error));

@@ -10,6 +10,7 @@
 #include "runtime/launch/command.h"
 #include "runtime/launch/dialect.h"
 #include "runtime/launch/listing.h"
+#include "runtime/launch/look.h"
 #include "runtime/launch/operation.h"
 
 namespace fileref::runtime {
@@ -21,7 +22,8 @@ class Download : public Operation {
       : dialect_(dialect),
         session_(session),
         command_(std::move(command)),
-        part_(part_of(command_.local)) {}
+        part_(part_of(command_.local)),
+        look_(dialect, command_.remote) {}
   static std::string part_of(const std::string& local) { return local + ".part"; }
   Step begin() override;
   Step take(const Reply& reply) override;
@@ -44,6 +46,7 @@ class Download : public Operation {
   Session* session_;
   Command command_;
   std::string part_;
+  Look look_;
   State state_ = State::kAskSize;
   RemoteFile before_;
   bool from_listing_ = false;  // `before_` may be long out of date
@@ -61,7 +64,8 @@ class Upload : public Operation {
       : dialect_(dialect),
         session_(session),
         command_(std::move(command)),
-        copy_(copy_of(command_.local)) {}
+        copy_(copy_of(command_.local)),
+        look_(dialect, command_.remote) {}
   // The local file that an upload is read back to.
   static std::string copy_of(const std::string& local) { return local + ".sent"; }
   Step begin() override;
@@ -72,7 +76,6 @@ class Upload : public Operation {
   enum class State { kLook, kTransfer, kLookAgain, kReadBack };
 
   Step transfer();
-  Step look() const;
   Step judge(const RemoteFile& arrived);
   Answer judge_copy();
   Answer fail(const std::string& reason);
@@ -81,6 +84,7 @@ class Upload : public Operation {
   Session* session_;
   Command command_;
   std::string copy_;
+  Look look_;
   State state_ = State::kLook;
   RemoteFile before_;
   Verdict verdict_ = Verdict::kUnclear;  // the client's, of the transfer

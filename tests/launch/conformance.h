@@ -10,8 +10,8 @@
 
 namespace fileref::runtime {
 
-enum class Way { kSftpDirectly, kSftpOverSsh };
-const auto kWays = testing::Values(Way::kSftpDirectly, Way::kSftpOverSsh);
+enum class Way { kSftpDirectly, kSftpOverSsh, kPsftpOverSsh };
+const auto kWays = testing::Values(Way::kSftpDirectly, Way::kSftpOverSsh, Way::kPsftpOverSsh);
 
 // Before a server's command: it serves somebody who may not do everything.
 const std::string kAnotherUser =
@@ -20,7 +20,8 @@ const std::string kAnotherUser =
 class Conformance : public Session, public testing::WithParamInterface<Way> {
  public:
   static std::string name(const testing::TestParamInfo<Way>& info) {
-    return info.param == Way::kSftpDirectly ? "SftpDirectly" : "SftpOverSsh";
+    constexpr const char* kNames[] = {"SftpDirectly", "SftpOverSsh", "PsftpOverSsh"};
+    return kNames[static_cast<int>(info.param)];
   }
 
  protected:
@@ -35,12 +36,13 @@ class Conformance : public Session, public testing::WithParamInterface<Way> {
   std::string client_for(const std::string& command) const {
     if (GetParam() == Way::kSftpDirectly) return "sftp -D \"" + command + "\" ";
     server_->serve(command);
-    return server_->sftp();
+    return is_psftp() ? server_->psftp() : server_->sftp();
   }
+  static bool is_psftp() { return GetParam() == Way::kPsftpOverSsh; }
 
   // The client on that server, with the remote directory entered. `wrapper` is put before it.
   void connect(const std::string& command, const std::string& wrapper = "") {
-    ASSERT_TRUE(launch(wrapper + client_for(command), "openssh")) << why_;
+    ASSERT_TRUE(launch(wrapper + client_for(command), is_psftp() ? "psftp" : "openssh")) << why_;
     ASSERT_EQ(answer(), kPrompt) << client_->words();
     ASSERT_EQ(ask("cd \"" + remote_.string() + "\""), kPrompt);
   }

@@ -108,7 +108,7 @@ TEST_F(Dialogue, NothingButTheSentinelOfItsOwnExchangeEndsAnAnswer) {
 
 TEST_F(Dialogue, AnUnknownAdapterIsRefused) {
   EXPECT_FALSE(launch("sh host", "telnet"));
-  EXPECT_EQ(why_, "unknown client adapter \"telnet\": use \"openssh\" or \"plain\"");
+  EXPECT_EQ(why_, "unknown client adapter \"telnet\": use \"openssh\", \"psftp\" or \"plain\"");
 }
 
 }  // namespace

@@ -1,0 +1,148 @@
+#include "runtime/launch/psftp_list.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "runtime/launch/answers.h"
+#include "runtime/launch/psftp.h"
+
+namespace fileref::runtime::psftp {
+namespace {
+
+constexpr std::string_view kUnusual = "*[^ -~]*";
+constexpr ListingForm kForm{true, false, 0};
+
+bool is_unusual(std::string_view name) {
+  return std::any_of(name.begin(), name.end(), [](char c) { return c < ' ' || c > '~'; });
+}
+
+// Calls `take` with the name in each line, empty when the line is no entry.
+template <class Take>
+void for_each_name(std::string_view lines, Take take) {
+  while (!lines.empty()) {
+    const std::size_t end = std::min(lines.find('\n'), lines.size());
+    const std::optional<LongLine> line = parse_long_line(lines.substr(0, end));
+    take(line ? line->path : "");
+    lines.remove_prefix(std::min(end + 1, lines.size()));
+  }
+}
+
+}  // namespace
+
+Step List::begin() {
+  state_ = State::kList;
+  unconfirmed_.clear();
+  return Request{{list_names(selection_.path)}, false, true};
+}
+
+Step List::take(const Reply& reply) {
+  switch (state_) {
+    case State::kList:
+      return judge(reply);
+    case State::kFile:
+      return judge_file(reply);
+    case State::kRoot:
+      return judge_root(reply);
+    case State::kUnusual:
+      return judge_unusual(reply);
+    case State::kOfLength:
+      break;
+  }
+  return judge_length(reply);
+}
+
+Step List::judge(const Reply& reply) {
+  const std::optional<Listed> listed = read_listed(reply.out);
+  if (!listed) return fail("the client's answer is not understood");
+  if (listed->complaint.ends_with(": no such file or directory")) {
+    if (selection_.path.empty() || selection_.path.ends_with('/')) {
+      return refusal("no such file or directory");
+    }
+    return ask(State::kFile, list_only(selection_.path));
+  }
+  if (!listed->complaint.empty()) return fail("the client cannot read it");
+  lines_ = listed->lines;
+  // Empty, or one in which no name can be looked at: most servers list "." in the former.
+  if (lines_.empty()) return ask(State::kRoot, list_matches("/", "[.]"));
+  return ask(State::kUnusual, list_matches(selection_.path, kUnusual));
+}
+
+Step List::judge_file(const Reply& reply) {
+  const std::optional<Listed> listed = read_listed(reply.out);
+  const bool is_there = listed && !listed->lines.empty();
+  return is_there ? answer_file(selection_) : refusal("no such file or directory");
+}
+
+Step List::judge_root(const Reply& reply) {
+  const std::optional<Listed> listed = read_listed(reply.out);
+  const bool lists_dots = !listed || !listed->complaint.empty() || !listed->lines.empty();
+  if (lists_dots) return fail("it may be read, but not entered");
+  return answer();
+}
+
+Step List::judge_unusual(const Reply& reply) {
+  const std::optional<Listed> listed = read_listed(reply.out);
+  if (!listed || !listed->complaint.empty()) return fail("the client cannot read it again");
+  std::optional<std::string> hidden;
+  for_each_name(listed->lines, [&](std::string_view name) {
+    const bool may_be_whole = is_unusual(name) && unconfirmed_[name.size()].emplace(name).second;
+    if (!may_be_whole && !hidden) hidden = name;
+  });
+  return hidden ? fail_hidden(*hidden) : next_length();
+}
+
+Step List::next_length() {
+  if (unconfirmed_.empty()) return answer();
+  const std::string pattern(unconfirmed_.begin()->first, '?');
+  return ask(State::kOfLength, list_matches(selection_.path, pattern));
+}
+
+Step List::judge_length(const Reply& reply) {
+  const std::optional<Listed> listed = read_listed(reply.out);
+  if (!listed || !listed->complaint.empty()) return fail("the client cannot read it again");
+  std::set<std::string>& names = unconfirmed_.begin()->second;
+  for_each_name(listed->lines, [&](std::string_view name) { names.erase(std::string(name)); });
+  if (!names.empty()) return fail_hidden(*names.begin());
+  unconfirmed_.erase(unconfirmed_.begin());
+  return next_length();
+}
+
+Step List::ask(State state, const std::optional<std::string>& line) {
+  if (!line) return fail("psftp takes *, ?, [ and ] in its path for wildcards: enter it first");
+  state_ = state;
+  return Request{{*line}, false, true};
+}
+
+Answer List::answer() {
+  std::string why;
+  std::unique_ptr<DirectoryListing> listing = DirectoryListing::parse(lines_, kForm, &why);
+  if (!listing) return fail(why);
+  listing->sort();
+  Answer answer = answer_names(selection_, *listing);
+  if (answer.status != kSuccess) return fail(answer.explanation);
+  if (selection_.path.empty()) {
+    session_->listed = std::move(listing);
+    session_->listed_directory = session_->directory;
+    session_->looks_saved = 0;
+  }
+  return answer;
+}
+
+Answer List::fail(const std::string& reason) const {
+  const std::string& what = selection_.path.empty() ? session_->directory : selection_.path;
+  return failure("the listing of " + quoted(what) + " failed: " + reason);
+}
+
+Answer List::fail_hidden(std::string_view shown) const {
+  return fail("psftp does not show the name " + quoted(std::string(shown)) +
+              " whole: rename that file, or use sftp");
+}
+
+// The end of the client's output would pass for the end of the names.
+Answer List::lost(Answer failure, std::string_view) {
+  if (failure.status == kEndOfOutput) failure.status = kProcessFailed;
+  failure.explanation = fail(failure.explanation).explanation;
+  return failure;
+}
+
+}  // namespace fileref::runtime::psftp
