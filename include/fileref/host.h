@@ -55,7 +55,8 @@ struct HostOptions {
   /// compared, which misses a block that the server refused in the middle, as OpenSSH clients up to
   /// 10.0 do.
   bool verify_uploads = false;
-  /// How the client is spoken to: "openssh", "plain", or empty for a choice by its program's name.
+  /// How the client is spoken to: "openssh", "psftp", "plain", or empty for a choice by its
+  /// program's name. With "psftp" that is the program unless an option PATH names another.
   std::string client;
 };
 

@@ -83,10 +83,13 @@ Step List::judge_root(const Reply& reply) {
 Step List::judge_unusual(const Reply& reply) {
   const std::optional<Listed> listed = read_listed(reply.out);
   if (!listed || !listed->complaint.empty()) return fail("the client cannot read it again");
-  std::optional<std::string> hidden;
+  std::optional<std::string_view> hidden;
+  std::string_view previous;
   for_each_name(listed->lines, [&](std::string_view name) {
     const bool may_be_whole = is_unusual(name) && unconfirmed_[name.size()].emplace(name).second;
-    if (!may_be_whole && !hidden) hidden = name;
+    // What is no entry is the rest of the name before, behind a line feed.
+    if (!may_be_whole && !hidden) hidden = name.empty() ? previous : name;
+    previous = name;
   });
   return hidden ? fail_hidden(*hidden) : next_length();
 }

@@ -161,6 +161,7 @@ void Host::Impl::assign(std::string_view fileref, const Target& target,
                         const std::vector<std::string>& options) {
   Name8 name = checked_name(fileref);
   std::vector<std::string> texts;
+  if (options_.client == "psftp") texts.push_back(option("PATH", options_.client));
   if (!target.host.empty()) texts.push_back(option("HOST", target.host));
   if (!target.user.empty()) texts.push_back(option("USER", target.user));
   if (!target.names.empty()) {

@@ -2,7 +2,10 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <clocale>
 #include <cstring>
+#include <cwchar>
+#include <cwctype>
 
 #include "runtime/name_escape.h"
 #include "tests/launch/conformance.h"
@@ -14,6 +17,21 @@ namespace {
 using Names = std::vector<std::string>;
 
 const std::string kOpening = "sftp> ls\n. .. \n";
+
+// Whether nothing has to be deleted from it before it is printed.
+bool psftp_shows(const std::string& name) {
+  const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr), before = uselocale(utf8);
+  std::mbstate_t state{};
+  bool shows = true;
+  for (std::size_t at = 0, length; shows && at < name.size(); at += length) {
+    wchar_t character = 0;
+    length = std::mbrtowc(&character, &name[at], name.size() - at, &state);
+    shows = length <= name.size() && !std::iswcntrl(static_cast<wint_t>(character));
+  }
+  uselocale(before);
+  freelocale(utf8);
+  return shows;
+}
 
 class Listings : public Conformance {
  protected:
@@ -60,9 +78,19 @@ TEST_P(Listings, CarriesAnyName) {
   names.push_back(std::string(255, '\r'));
   names.push_back(std::string(127, '\xff') + "\\001");
   for (const std::string& name : hostile_names()) names.push_back(name);
+  connect(kServer);
+  if (is_psftp()) {
+    const auto unseen = std::partition(names.begin(), names.end(), psftp_shows);
+    ASSERT_GT(names.end() - unseen, 20);
+    for (; names.end() != unseen; names.pop_back()) {
+      make({names.back()});
+      EXPECT_EQ(list("-a "), Names{"failed"}) << names.back();
+      EXPECT_TRUE(tells("whole: rename that file, or use sftp")) << told();
+      support::fs::remove(remote_ / names.back());
+    }
+  }
   make(names);
   std::sort(names.begin(), names.end());
-  connect(kServer);
   EXPECT_EQ(list("-a "), names);
   for (const std::string& name : names) {
     ASSERT_EQ(get(escape_name(name)), kPrompt) << name << client_->explanation();
@@ -77,7 +105,7 @@ TEST_P(Listings, CarriesAnyName) {
   EXPECT_EQ(list(""), names);
   std::erase_if(names, [](const std::string& name) { return !name.ends_with('1'); });
   EXPECT_EQ(list("*1"), names);
-  ASSERT_EQ(names.size(), 8u);
+  ASSERT_EQ(names.size(), is_psftp() ? 6u : 8u);
 }
 
 TEST_P(Listings, MatchesPatternsAsTheClientDoes) {
@@ -147,10 +175,13 @@ TEST_P(Listings, TellsWhatIsNotThereFromWhatCannotBeRead) {
       {"unreadable/*", {"failed"}, "\"unreadable/\" failed: the client cannot read it"},
       {"closed", {"failed"}, "\"closed\" failed: the client cannot read it"},
       {"unenterable", {"failed"}, "\"unenterable\" failed: it may be read, but not entered"},
-      {"feed", {"failed"}, "\"feed\" failed: there is a line feed in the name \""},
+      {"feed",
+       {"failed"},
+       "\"feed\" failed: " + std::string(is_psftp() ? "psftp does not show the name \"a\" whole"
+                                                    : "there is a line feed in the name \"")},
       {"*/x", {"not sent"}, "give them in the last name only"},
       {"a\nls", {"not sent"}, "a line feed"},
-      {std::string(2040, 'x'), {"not sent"}, "too long"},
+      {std::string(20000, 'x'), {"not sent"}, "too long"},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(list(c.text), c.names) << c.text;
@@ -205,13 +236,16 @@ TEST_P(Listings, SparesTheQuestionForASizeThatItKnows) {
     const bool there = support::fs::exists(remote_ / name);
     EXPECT_EQ(get(name), there ? kPrompt : kRefused) << name;
     EXPECT_TRUE(!there || read_file(local_) == read_file(remote_ / name)) << name;
-    EXPECT_EQ(split(journal_, '\n').size(), there ? 2 * questions + 2 : 2) << journal_;
+    const auto lines = split(journal_, '\n');
+    const auto sent = std::count_if(lines.begin(), lines.end(),
+                                    [](const std::string& line) { return line.starts_with("> "); });
+    EXPECT_EQ(static_cast<std::size_t>(sent), questions + 1) << journal_;
   };
   gets("file", 0);
   gets("grown", 2);
   gets("shrunk", 2);
   gets("gone", 0);
-  gets("link", 1);
+  gets("link", is_psftp() ? 3 : 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Listings, kWays, Conformance::name);
