@@ -1,6 +1,7 @@
 // A dialogue with a client as a string of bytes: what the module sent, and what the client said.
 //
-// The first byte chooses the client. What follows is the client's standard output, but for these:
+// The first byte chooses the client: 1 for psftp, else OpenSSH. What follows is the client's
+// standard output, but for these:
 #pragma once
 
 #include <memory>
@@ -8,6 +9,7 @@
 #include <utility>
 
 #include "runtime/launch/openssh.h"
+#include "runtime/launch/psftp.h"
 
 namespace fuzz {
 
@@ -20,8 +22,10 @@ inline constexpr char kCommand = 5;    // the module's next command, up to a lin
 // Stands for the local file of a transfer in a command.
 inline constexpr char kLocal[] = "LOCAL";
 
-inline std::unique_ptr<fileref::runtime::Dialect> dialect_of(char /*client*/) {
-  return std::make_unique<fileref::runtime::openssh::OpensshDialect>();
+inline std::unique_ptr<fileref::runtime::Dialect> dialect_of(char client) {
+  using namespace fileref::runtime;
+  if (client == '1') return std::make_unique<psftp::PsftpDialect>();
+  return std::make_unique<openssh::OpensshDialect>();
 }
 
 inline std::string with_local(std::string command, const std::string& local) {

@@ -194,7 +194,7 @@ RemoteFile PsftpDialect::found(const Reply& reply, std::string_view path) const 
 }
 
 std::unique_ptr<Operation> PsftpDialect::list(Session* session, Selection selection) const {
-  return std::make_unique<List>(*this, session, std::move(selection));
+  return std::make_unique<List>(session, std::move(selection));
 }
 
 }  // namespace fileref::runtime::psftp

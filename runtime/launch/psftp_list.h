@@ -19,8 +19,8 @@ namespace fileref::runtime::psftp {
 
 class List : public Operation {
  public:
-  List(const Dialect& dialect, Session* session, Selection selection)
-      : dialect_(dialect), session_(session), selection_(std::move(selection)) {}
+  List(Session* session, Selection selection)
+      : session_(session), selection_(std::move(selection)) {}
   Step begin() override;
   Step take(const Reply& reply) override;
   Answer lost(Answer failure, std::string_view words) override;
@@ -39,7 +39,6 @@ class List : public Operation {
   Answer fail(const std::string& reason) const;
   Answer fail_hidden(std::string_view shown) const;
 
-  const Dialect& dialect_;
   Session* session_;
   Selection selection_;
   State state_ = State::kList;
