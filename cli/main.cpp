@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <functional>
@@ -41,7 +42,8 @@ void add_read_words(CLI::App& command, cli::Request& request) {
 
 void add_write_words(CLI::App& command, cli::Request& request) {
   add_member_words(command, request);
-  command.add_flag("--verify", request.verify, "Read the sent file back and compare it");
+  command.add_flag("--verify", request.host.verify_uploads,
+                   "Read the sent file back and compare it");
 }
 
 void add_ls_words(CLI::App& command, cli::Request& request) {
@@ -59,6 +61,44 @@ void add_no_words(CLI::App& /*command*/, cli::Request& /*request*/) {}
 
 void add_batch_words(CLI::App& command, cli::Request& request) {
   command.add_option("FILE", request.batch_file, "The batch file")->required();
+}
+
+// Seconds, with a fraction if need be.
+void add_limit(CLI::App& command, const char* flag, const char* what,
+               std::chrono::milliseconds& limit) {
+  constexpr double kMost = 1e9;
+  const auto set = [flag, &limit](double seconds) {
+    if (!(seconds >= 0 && seconds <= kMost)) {
+      throw CLI::ValidationError(flag, "give seconds from 0, no limit, to 1000000000");
+    }
+    limit = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+  };
+  const std::chrono::duration<double> now = limit;
+  command.add_option_function<double>(flag, set, fmt::format("{} ({:g})", what, now.count()))
+      ->type_name("SECONDS");
+}
+
+void add_common_words(CLI::App& command, cli::Request& request) {
+  command.add_option("-o", request.options, "Options, as in an assignment")
+      ->type_name("TEXT")
+      ->allow_extra_args(false);
+  command.add_option("--log", request.log_path, "Write the host log and the client's journal here")
+      ->type_name("FILE");
+  command.add_flag("-q,--quiet", request.quiet, "Tell of failures only");
+  command.add_option("--client", request.host.client, "How the client is spoken to")
+      ->type_name("NAME")
+      ->check(CLI::IsMember({"openssh", "psftp", "plain"}));
+  command
+      .add_option("--retries", request.host.retries,
+                  fmt::format("How often a command is repeated whose session was lost ({})",
+                              request.host.retries))
+      ->type_name("N")
+      ->check(CLI::Range(0, 1000));
+  add_limit(command, "--start-limit", "Wait so long for the session, 0: for ever",
+            request.host.start_limit);
+  add_limit(command, "--command-limit", "The same for a command that moves no file",
+            request.host.command_limit);
+  add_limit(command, "--transfer-limit", "The same for one that does", request.host.transfer_limit);
 }
 
 constexpr Command kCommands[] = {
@@ -146,12 +186,7 @@ int main(int argc, char** argv) try {
     if (command.run == &cli::batch) command.add_words(*sub, request);
     sub->add_option("TARGET", request.target, "The remote side, see below")->required();
     if (command.run != &cli::batch) command.add_words(*sub, request);
-    sub->add_option("-o", request.options, "Options, as in an assignment")
-        ->type_name("TEXT")
-        ->allow_extra_args(false);
-    sub->add_option("--log", request.log_path, "Write the host log and the client's journal here")
-        ->type_name("FILE");
-
+    add_common_words(*sub, request);
     sub->callback([&chosen, &command, &request] {
       chosen = [&command, &request] { return run(command, request); };
     });

@@ -4,13 +4,16 @@
 #include <string>
 #include <vector>
 
+#include "fileref/host.h"
+
 namespace cli {
 
 struct Request {
   std::string target;
   std::vector<std::string> options;  // of -o, in order
   std::string log_path;              // empty: no log
-  bool verify = false;               // of write: compare what arrived byte by byte
+  bool quiet = false;                // tell of failures only
+  fileref::HostOptions host;         // as far as flags set them
   std::vector<std::string> names;    // of read: several files of the target's directory
   std::string member;                // of read and write: a file of the target's directory
   std::string type;                  // of the member; empty: none is added

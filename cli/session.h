@@ -13,9 +13,9 @@ namespace cli {
 constexpr const char* kFileref = "TARGET";
 
 inline fileref::HostOptions host_options(const Request& request) {
-  fileref::HostOptions options;
+  fileref::HostOptions options = request.host;
   log_to(request.log_path, options);
-  options.verify_uploads = request.verify;
+  if (request.quiet) return options;
   options.warn = [](std::string_view warning) {
     fmt::print(stderr, "fileref: {}\n", one_line(std::string(warning)));
   };

@@ -169,6 +169,7 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
   request.extra_arguments = extra_arguments;
   request.adapter = adapter;
   request.limits = limits;
+  request.retries = retries;
   request.may_ask = may_ask;
   request.verify_uploads = verify_uploads;
   request.journal = [this](std::string_view text) {

@@ -30,6 +30,7 @@ class Toolkit {
 
   // How the next clients are launched.
   LaunchLimits limits;
+  int retries = 2;
   bool may_ask = false;
   bool verify_uploads = false;               // read what was sent back and compare
   std::string adapter;                       // empty: by the program's name

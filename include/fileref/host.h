@@ -44,10 +44,15 @@ struct HostOptions {
   /// Bytes; not set: 32767, and 256 for RECFM=F.
   std::optional<long> record_length;
 
-  /// Past these a command fails and its client is ended. Zero: no limit.
+  /// Past these a command fails and its client is ended; the failure names the limit as the command
+  /// does (--start-limit). Zero: no limit. Until the session is up:
   std::chrono::milliseconds start_limit{120'000};
+  /// For a command that moves no file contents:
   std::chrono::milliseconds command_limit{60'000};
+  /// For one that does:
   std::chrono::milliseconds transfer_limit{0};
+  /// How often a command is repeated that broke off because its session was lost.
+  int retries = 2;
 
   /// Whether the client may ask on the terminal (for a password, say) if there is one.
   bool may_ask = true;

@@ -155,11 +155,14 @@ std::string Client::how_it_ended() {
   return "the client ended (" + describe(*child_->ending()) + ")";
 }
 
-std::string Client::no_answer_within(Milliseconds limit) {
-  const auto ms = limit.count();
-  return "the client gave no answer within " +
+std::string Client::no_answer_within(Limit limit) const {
+  const std::string name = limit == &LaunchLimits::start     ? "start"
+                           : limit == &LaunchLimits::command ? "command"
+                                                             : "transfer";
+  const auto ms = (limits().*limit).count();
+  return "the client gave no answer within the " + name + " limit of " +
          (ms % 1000 == 0 ? std::to_string(ms / 1000) + " s" : std::to_string(ms) + " ms") +
-         " and was ended";
+         " and was ended (--" + name + "-limit raises it)";
 }
 
 }  // namespace fileref::runtime

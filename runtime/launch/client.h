@@ -30,6 +30,7 @@ struct LaunchLimits {
   std::chrono::milliseconds transfer{0};         // for one that does
   std::chrono::milliseconds close_grace{2'000};  // before TERM, and again before KILL
 };
+using Limit = std::chrono::milliseconds LaunchLimits::*;
 
 struct LaunchRequest {
   // Program, options and host, quoted as for a shell. Without a host it ends in a blank, and the
@@ -122,7 +123,7 @@ class Client {
   void explain_ended();
   // Reaps the client, whose output has ended.
   std::string how_it_ended();
-  static std::string no_answer_within(Milliseconds limit);
+  std::string no_answer_within(Limit limit) const;
 
  private:
   LaunchRequest request_;

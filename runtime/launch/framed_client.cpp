@@ -34,7 +34,7 @@ FramedClient::FramedClient(LaunchRequest request, std::vector<std::string> words
     : Client(std::move(request), std::move(words), std::move(child)),
       adapter_(std::move(adapter)),
       error_lines_([this](std::string_view line) { note(line); }) {
-  begin(adapter_.start(), limits().start);
+  begin(adapter_.start(), &LaunchLimits::start);
 }
 
 // An operation that is broken off here still puts its local files in order, once the client no
@@ -52,7 +52,7 @@ TKStatus FramedClient::send(std::string_view command) {
   std::unique_ptr<Operation> operation = adapter_.plan(command, &why);
   if (operation && (child().talking() || (was_up_ && retries() > 0))) {
     forget_failure();
-    begin(std::move(operation), limits().command);
+    begin(std::move(operation), &LaunchLimits::command);
     return kSuccess;
   }
   if (operation) why = operation->lost({kProcessFailed, {}, how_it_ended()}, words()).explanation;
@@ -86,7 +86,7 @@ void FramedClient::pump(std::chrono::milliseconds at_most) {
   if (busy()) run_until(Clock::now() + at_most);
 }
 
-void FramedClient::begin(std::unique_ptr<Operation> operation, Milliseconds quick_limit) {
+void FramedClient::begin(std::unique_ptr<Operation> operation, Limit quick_limit) {
   quick_limit_ = quick_limit;
   operation_ = std::move(operation);
   repetitions_ = 0;
@@ -114,8 +114,8 @@ void FramedClient::start_exchange(Request request) {
   const std::string nonce = make_nonce();
   if (nonce.empty()) return lose(kProcessFailed, "the system gives no random numbers");
   for (const std::string& line : request.lines) note_sent(line);
-  limit_ = request.transfer ? limits().transfer : quick_limit_;
-  deadline_ = deadline_after(limit_);
+  limit_ = request.transfer ? &LaunchLimits::transfer : quick_limit_;
+  deadline_ = deadline_after(limits().*limit_);
   exchange_.emplace(std::move(request), adapter_.dialect().sentinel(nonce));
   child().queue(exchange_->input());
   listen(Clock::now());
@@ -219,7 +219,7 @@ void FramedClient::resume() {
   std::string why;
   resume_ = adapter_.start();
   if (!restart(&why)) return lose(kEndOfOutput, why);
-  quick_limit_ = limits().start;
+  quick_limit_ = &LaunchLimits::start;
   advance(resume_->begin());
 }
 
@@ -229,7 +229,7 @@ void FramedClient::take_up_again(Answer resumed) {
     return lose(kProcessFailed, std::move(resumed.explanation));
   }
   resume_.reset();
-  quick_limit_ = limits().command;
+  quick_limit_ = &LaunchLimits::command;
   advance(operation_->begin());
 }
 

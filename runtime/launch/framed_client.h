@@ -27,7 +27,7 @@ class FramedClient : public Client {
   bool busy() const override { return operation_ != nullptr; }
 
  private:
-  void begin(std::unique_ptr<Operation> operation, Milliseconds quick_limit);
+  void begin(std::unique_ptr<Operation> operation, Limit quick_limit);
   Operation& current() { return resume_ ? *resume_ : *operation_; }
   void advance(Step step);
   void start_exchange(Request request);
@@ -53,8 +53,8 @@ class FramedClient : public Client {
   int repetitions_ = 0;                   // of the operation
   bool was_up_ = false;                   // the session, once
   Clock::time_point deadline_;            // of the exchange
-  Milliseconds limit_{0};
-  Milliseconds quick_limit_{0};  // of the operation's exchanges that move no file contents
+  Limit limit_ = &LaunchLimits::start;
+  Limit quick_limit_ = &LaunchLimits::start;  // of the exchanges that move no file contents
   LineBuffer error_lines_;
   Delivery answer_;
   TKStatus failure_ = kSuccess;  // to be reported by the next read

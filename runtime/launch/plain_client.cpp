@@ -33,7 +33,7 @@ PlainClient::PlainClient(LaunchRequest request, std::vector<std::string> words,
         remember_error(line);
       }),
       outcome_is_open_(batch) {
-  expect_answer(batch ? limits().transfer : limits().start);
+  expect_answer(batch ? &LaunchLimits::transfer : &LaunchLimits::start);
 }
 
 TKStatus PlainClient::send(std::string_view escaped) {
@@ -52,7 +52,7 @@ TKStatus PlainClient::send(std::string_view escaped) {
   output_.clear();
   tail_.clear();
   note_sent(std::string_view(command).substr(0, command.find('\n')));
-  expect_answer(moves_contents(command) ? limits().transfer : limits().command);
+  expect_answer(moves_contents(command) ? &LaunchLimits::transfer : &LaunchLimits::command);
   child().queue(command);
   listen(Clock::now());
   return kSuccess;
@@ -87,10 +87,10 @@ void PlainClient::pump(std::chrono::milliseconds at_most) {
   }
 }
 
-void PlainClient::expect_answer(Milliseconds limit) {
+void PlainClient::expect_answer(Limit limit) {
   prompted_ = false;
   limit_ = limit;
-  deadline_ = deadline_after(limit);
+  deadline_ = deadline_after(limits().*limit);
 }
 
 bool PlainClient::listen(Clock::time_point deadline) {

@@ -24,7 +24,7 @@ class PlainClient : public Client {
 
  private:
   bool talking() const { return child().talking(); }
-  void expect_answer(Milliseconds limit);
+  void expect_answer(Limit limit);
   bool listen(Clock::time_point deadline);
   void give_up();
   TKStatus end_of_output();
@@ -34,7 +34,7 @@ class PlainClient : public Client {
   std::string tail_;  // the last bytes that arrived, delivered or not
   bool prompted_ = false;
   bool outcome_is_open_;  // the exit status is still to be reported
-  Milliseconds limit_{0};
+  Limit limit_ = &LaunchLimits::start;
   Clock::time_point deadline_;
 };
 

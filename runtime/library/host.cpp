@@ -59,6 +59,7 @@ Host::Impl::Impl(HostOptions options)
   toolkit.limits.start = options_.start_limit;
   toolkit.limits.command = options_.command_limit;
   toolkit.limits.transfer = options_.transfer_limit;
+  toolkit.retries = options_.retries;
   toolkit.may_ask = options_.may_ask && has_terminal();
   toolkit.verify_uploads = options_.verify_uploads;
   toolkit.adapter = options_.client;

@@ -70,7 +70,9 @@ TEST_F(Dialogue, ASilentClientIsEndedAtTheLimit) {
   for (const char* adapter : {"plain", "openssh"}) {
     play("cat >/dev/null", adapter);
     EXPECT_EQ(answer(), "no answer in time") << adapter;
-    EXPECT_EQ(client_->explanation(), "the client gave no answer within 100 ms and was ended");
+    EXPECT_EQ(client_->explanation(),
+              "the client gave no answer within the start limit of 100 ms and was ended "
+              "(--start-limit raises it)");
     EXPECT_TRUE(client_->exit_status());
     EXPECT_EQ(ask("cd \"x\""), "not sent");
   }
