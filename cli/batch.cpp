@@ -1,3 +1,5 @@
+#include <exception>
+
 #include "cli/record_output.h"
 #include "cli/session.h"
 
@@ -14,11 +16,19 @@ int batch(const Request& request) {
   options.push_back(fileref::option("BATCHFILE", request.batch_file));
   fileref::Host host(host_options(request));
   host.assign(kFileref, target, options);
-  host.run_batch(kFileref, [](std::string_view line) {
-    RecordOutput output("\n");
-    output.add(line);
-    output.flush();
+  // No exception may pass through the client's dialogue.
+  std::exception_ptr failure;
+  host.run_batch(kFileref, [&failure](std::string_view line) {
+    if (failure) return;
+    try {
+      RecordOutput output("\n");
+      output.add(line);
+      output.flush();
+    } catch (...) {
+      failure = std::current_exception();
+    }
   });
+  if (failure) std::rethrow_exception(failure);
   host.deassign(kFileref);
   return kDone;
 }

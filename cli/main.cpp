@@ -2,12 +2,17 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <functional>
+#include <string>
 #include <system_error>
+#include <vector>
 
+#include "cli/interrupt.h"
 #include "cli/report.h"
 #include "cli/request.h"
 #include "fileref/version.h"
@@ -146,6 +151,12 @@ constexpr const char* kTargets =
     "  PATH='...'     the client program (sftp)\n"
     "\nExit status: 0 done, 1 failed (of exists: no), 2 used wrongly, 3 (of exists) failed.\n";
 
+// What an argument of the process shows, everybody may see.
+void blot_secret(char* argument) {
+  if (char* secret = strcasestr(argument, "OPTIONSX"))
+    std::memset(secret, '*', std::strlen(secret));
+}
+
 int run(const Command& command, const cli::Request& request) {
   const std::string what = fmt::format("{} {}", command.what_failed, cli::one_line(request.target));
   try {
@@ -153,7 +164,13 @@ int run(const Command& command, const cli::Request& request) {
   } catch (const cli::WrongUse& error) {
     fmt::print(stderr, "fileref: {}\n  Try fileref {} --help.\n", error.what(), command.name);
     return cli::kWrongUse;
+  } catch (const cli::Interrupted&) {
+    return cli::kFailed;
   } catch (const fileref::Failure& failure) {
+    if (cli::interrupted()) {
+      fmt::print(stderr, "fileref: {}\n", cli::one_line(failure.explanation()));
+      return cli::kFailed;
+    }
     fmt::print(stderr, "{}", cli::describe(what, failure));
   } catch (const std::system_error& error) {
     if (error.code() == std::errc::broken_pipe) {
@@ -171,6 +188,8 @@ int run(const Command& command, const cli::Request& request) {
 }  // namespace
 
 int main(int argc, char** argv) try {
+  const std::vector<std::string> words(argv, argv + argc);
+  std::for_each(argv, argv + argc, &blot_secret);
   std::signal(SIGPIPE, SIG_IGN);
   CLI::App app{"Remote files as records, over the sftp client you already trust."};
   app.name("fileref");
@@ -192,14 +211,17 @@ int main(int argc, char** argv) try {
     });
   }
   try {
-    app.parse(argc, argv);
+    app.parse(std::vector<std::string>(words.rbegin(), words.rend() - 1));
   } catch (const CLI::Success& success) {
     return app.exit(success);
   } catch (const CLI::ParseError& error) {
     app.exit(error);
     return cli::kWrongUse;
   }
-  return chosen();
+  cli::catch_interrupts();
+  const int status = chosen();
+  cli::end_if_interrupted();
+  return status;
 } catch (const std::exception& error) {
   std::fputs(error.what(), stderr);
   return cli::kFailed;

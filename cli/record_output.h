@@ -17,7 +17,7 @@ class RecordOutput {
     text_.append(record).append(terminator_);
     if (text_.size() >= kEnough) flush();
   }
-  // Throws std::system_error.
+  // Throws std::system_error and Interrupted.
   void flush();
 
  private:

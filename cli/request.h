@@ -31,8 +31,8 @@ constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
 constexpr int kCouldNotAsk = 3;  // of exists
 
-// Each runs one request and returns an exit status. They throw fileref::Failure and std::exception,
-// and WrongUse.
+// Each runs one request and returns an exit status. They throw fileref::Failure, std::exception,
+// WrongUse and Interrupted.
 int read(const Request& request);
 int write(const Request& request);
 int ls(const Request& request);

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "cli/interrupt.h"
 #include "cli/log_file.h"
 #include "cli/report.h"
 #include "cli/request.h"
@@ -15,6 +16,7 @@ constexpr const char* kFileref = "TARGET";
 inline fileref::HostOptions host_options(const Request& request) {
   fileref::HostOptions options = request.host;
   log_to(request.log_path, options);
+  options.interrupted = interrupted;
   if (request.quiet) return options;
   options.warn = [](std::string_view warning) {
     fmt::print(stderr, "fileref: {}\n", one_line(std::string(warning)));

@@ -15,6 +15,7 @@ constexpr std::size_t kPiece = 256 * 1024;
 // Reads at most `capacity` bytes of standard input; 0 at its end.
 std::size_t read_input(char* buffer, std::size_t capacity) {
   for (;;) {
+    throw_if_interrupted();
     const ssize_t count = ::read(STDIN_FILENO, buffer, capacity);
     if (count >= 0) return static_cast<std::size_t>(count);
     if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "standard input");

@@ -171,6 +171,7 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
   request.limits = limits;
   request.retries = retries;
   request.may_ask = may_ask;
+  request.interrupted = interrupted;
   request.verify_uploads = verify_uploads;
   request.journal = [this](std::string_view text) {
     log_.write("client", text);

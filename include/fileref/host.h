@@ -54,6 +54,10 @@ struct HostOptions {
   /// How often a command is repeated that broke off because its session was lost.
   int retries = 2;
 
+  /// Is asked at least every 100 ms while the client is waited for, and whenever a signal came in.
+  /// True ends the client and fails the call, and must stay true until the call has failed.
+  std::function<bool()> interrupted;
+
   /// Whether the client may ask on the terminal (for a password, say) if there is one.
   bool may_ask = true;
   /// Reads every sent file back and compares it. Without it the number of bytes that arrived is

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
 #include "runtime/launch/spawn.h"
 
@@ -19,24 +20,19 @@ using std::chrono::milliseconds;
 // How often the end of the process is looked for where the kernel has no pidfd.
 constexpr milliseconds kReapInterval{10};
 
+// How often a host is asked that may interrupt a wait.
+constexpr milliseconds kAskInterval{100};
+
 // Reads that empty the largest pipe.
 constexpr int kFullPipe = 16;
 
-milliseconds until(Clock::time_point deadline) {
-  if (deadline == Clock::time_point::max()) return milliseconds::max();
-  return std::max(std::chrono::ceil<milliseconds>(deadline - Clock::now()), milliseconds{0});
-}
+// As long as poll(2) can wait, or for ever.
+constexpr milliseconds kForever{std::numeric_limits<int>::max()};
 
-// Like poll(2), but past interrupting signals; a negative number of ready descriptors never.
-template <std::size_t N>
-int poll_until(std::array<pollfd, N>* fds, Clock::time_point deadline, milliseconds longest) {
-  for (;;) {
-    const milliseconds left = std::min({until(deadline), longest, milliseconds{1 << 30}});
-    const bool forever = left == milliseconds{1 << 30};
-    const int ready = ::poll(fds->data(), N, forever ? -1 : static_cast<int>(left.count()));
-    if (ready >= 0) return ready;
-    if (errno != EINTR) return 0;
-  }
+milliseconds until(Clock::time_point deadline) {
+  if (deadline == Clock::time_point::max()) return kForever;
+  const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+  return std::clamp(left, milliseconds{0}, kForever - milliseconds{1});
 }
 
 // Keeps a write to a broken pipe from raising SIGPIPE, in this thread only.
@@ -79,20 +75,22 @@ std::string describe(const Ending& ending) {
 }
 
 std::unique_ptr<Child> Child::start(const std::vector<std::string>& words, bool own_session,
-                                    std::string* why) {
+                                    std::string* why, std::function<bool()> interrupted) {
   std::optional<Spawned> spawned = spawn(words, own_session, why);
   if (!spawned) return nullptr;
   return std::unique_ptr<Child>(new Child(spawned->pid, own_session, std::move(spawned->in),
-                                          std::move(spawned->out), std::move(spawned->err)));
+                                          std::move(spawned->out), std::move(spawned->err),
+                                          std::move(interrupted)));
 }
 
-Child::Child(pid_t pid, bool own_group, Fd in, Fd out, Fd err)
+Child::Child(pid_t pid, bool own_group, Fd in, Fd out, Fd err, std::function<bool()> interrupted)
     : pid_(pid),
       own_group_(own_group),
       in_(std::move(in)),
       out_(std::move(out)),
       err_(std::move(err)),
-      alive_(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))) {
+      alive_(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))),
+      interrupted_(std::move(interrupted)) {
   for (const Fd* stream : {&in_, &out_, &err_}) ::fcntl(stream->get(), F_SETFL, O_NONBLOCK);
 }
 
@@ -125,13 +123,23 @@ bool Child::pump(Clock::time_point deadline, std::string* out, std::string* err)
   return true;
 }
 
+// Waits for one of the descriptors, for the deadline, or as long as nobody needs to be asked
+// anything. Returns the number of descriptors that are ready.
+template <std::size_t N>
+int Child::poll_until(std::array<pollfd, N>* fds, Clock::time_point deadline) const {
+  const milliseconds longest = !alive_ ? kReapInterval : interrupted_ ? kAskInterval : kForever;
+  const milliseconds left = std::min(until(deadline), longest);
+  const int timeout = left == kForever ? -1 : static_cast<int>(left.count());
+  return std::max(::poll(fds->data(), N, timeout), 0);
+}
+
 bool Child::wait_for(Streams* streams, Clock::time_point deadline) {
-  const milliseconds longest = alive_ ? milliseconds::max() : kReapInterval;
-  for (;;) {
-    if (poll_until(streams, deadline, longest) > 0) return true;
+  while (!interrupted()) {
+    if (poll_until(streams, deadline) > 0) return true;
     if (!alive_ && reap(WNOHANG)) return true;
     if (Clock::now() >= deadline) return false;
   }
+  return false;
 }
 
 void Child::stop_writing() {
@@ -176,6 +184,7 @@ void Child::end(milliseconds patience, milliseconds grace) {
   if (ending_) return;
   stop_writing();
   if (ends_by(Clock::now() + patience)) return;
+  interrupted_ = {};
   signal(SIGTERM);
   if (ends_by(Clock::now() + grace)) return;
   signal(SIGKILL);
@@ -188,8 +197,8 @@ bool Child::ends_by(Clock::time_point deadline) {
   std::array<pollfd, 1> alive{{{alive_.get(), POLLIN, 0}}};
   do {
     if (reap(WNOHANG)) return true;
-    poll_until(&alive, deadline, alive_ ? milliseconds::max() : kReapInterval);
-  } while (Clock::now() < deadline);
+    poll_until(&alive, deadline);
+  } while (Clock::now() < deadline && !interrupted());
   return reap(WNOHANG);
 }
 

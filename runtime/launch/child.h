@@ -6,6 +6,7 @@
 
 #include <array>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,9 +38,11 @@ class Child {
  public:
   // Runs `words`; the first names the program, looked up in PATH when it holds no "/". With
   // `own_session` the child has no controlling terminal and leads a process group of its own.
-  // Returns null and says why when the program cannot be run.
+  // Returns null and says why when the program cannot be run. While `interrupted` holds nothing is
+  // waited for but the end after TERM; it is asked at least every 100 ms of a wait, and behind each
+  // signal.
   static std::unique_ptr<Child> start(const std::vector<std::string>& words, bool own_session,
-                                      std::string* why);
+                                      std::string* why, std::function<bool()> interrupted = {});
 
   // Kills and reaps what still runs.
   ~Child();
@@ -61,7 +64,8 @@ class Child {
   void close_input() { in_.reset(); }
 
   // Closes standard input and waits `patience` for the child to end by itself, discarding what it
-  // still writes; then TERM and the same wait for `grace`; then KILL. Reaped when this returns.
+  // still writes, or until an interruption; then TERM and the same wait for `grace`; then KILL.
+  // Reaped when this returns.
   void end(std::chrono::milliseconds patience, std::chrono::milliseconds grace);
 
   // Sends a signal to the child; with a session of its own, to its whole process group.
@@ -72,10 +76,13 @@ class Child {
   const std::optional<Ending>& ending();
 
  private:
-  Child(pid_t pid, bool own_group, Fd in, Fd out, Fd err);
+  Child(pid_t pid, bool own_group, Fd in, Fd out, Fd err, std::function<bool()> interrupted);
 
   using Streams = std::array<pollfd, 4>;
 
+  bool interrupted() const { return interrupted_ && interrupted_(); }
+  template <std::size_t N>
+  int poll_until(std::array<pollfd, N>* fds, Clock::time_point deadline) const;
   bool wait_for(Streams* streams, Clock::time_point deadline);
   void stop_writing();
   void write_queued();
@@ -89,6 +96,7 @@ class Child {
   Fd in_, out_, err_;
   Fd alive_;  // pidfd: readable once the process has ended
   std::string queued_;
+  std::function<bool()> interrupted_;
   std::optional<Ending> ending_;
 };
 

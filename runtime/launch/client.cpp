@@ -91,7 +91,7 @@ std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) 
     return nullptr;
   }
   if (!check_questions(request.adapter, *words, why)) return nullptr;
-  std::unique_ptr<Child> child = Child::start(*words, !request.may_ask, why);
+  std::unique_ptr<Child> child = Child::start(*words, !request.may_ask, why, request.interrupted);
   if (!child) return nullptr;
   const bool batch = dialect && has_word(*words, "-b");
   if (!dialect || batch) {
@@ -110,7 +110,7 @@ Client::~Client() {
 }
 
 bool Client::restart(std::string* why) {
-  std::unique_ptr<Child> child = Child::start(words_, !request_.may_ask, why);
+  std::unique_ptr<Child> child = Child::start(words_, !request_.may_ask, why, request_.interrupted);
   if (child) child_ = std::move(child);
   return child_->talking();
 }

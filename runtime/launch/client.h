@@ -49,6 +49,9 @@ struct LaunchRequest {
   // the same directory. A session that was lost between two commands counts as the first of them.
   int retries = 2;
   bool may_ask = false;  // there is a terminal on which the client may ask its user
+  // Is asked at least every 100 ms while the client is waited for. True ends the client and fails
+  // the command; it stays true until the command has failed.
+  std::function<bool()> interrupted;
   // Is told each line that is sent ("> " and the line), and each line that the client says.
   std::function<void(std::string_view)> journal;
   // Is called when an upload failed: keeps that local file and returns where, "" if it could not.
@@ -110,6 +113,7 @@ class Client {
 
   const LaunchLimits& limits() const { return request_.limits; }
   int retries() const { return request_.retries; }
+  bool interrupted() const { return request_.interrupted && request_.interrupted(); }
   Child& child() { return *child_; }
   const Child& child() const { return *child_; }
 

@@ -124,6 +124,7 @@ void FramedClient::start_exchange(Request request) {
 // Runs the operation until it has ended, or until `deadline`.
 void FramedClient::run_until(Clock::time_point deadline) {
   while (busy()) {
+    if (interrupted()) return lose(kProcessFailed, "interrupted");
     if (!exchange_) {
       wait_for_repetition(deadline);
       if (!exchange_ && Clock::now() >= deadline) return;

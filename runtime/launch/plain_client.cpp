@@ -69,8 +69,12 @@ TKStatus PlainClient::read(int mode, char* buffer, std::size_t capacity, std::si
     return kSuccess;
   }
   if (!talking()) return end_of_output();
+  if (interrupted()) {
+    give_up("interrupted");
+    return kProcessFailed;
+  }
   if (mode == 0) return kSuccess;
-  if (!prompted_) give_up();
+  if (!prompted_) give_up(no_answer_within(limit_));
   return kNoAnswerInTime;
 }
 
@@ -115,11 +119,11 @@ TKStatus PlainClient::end_of_output() {
   return failed ? kProcessFailed : kEndOfOutput;
 }
 
-void PlainClient::give_up() {
+void PlainClient::give_up(std::string reason) {
   child().end(Milliseconds{0}, limits().close_grace);
   output_lines_.flush();
   error_lines_.flush();
-  explain(no_answer_within(limit_));
+  explain(std::move(reason));
 }
 
 }  // namespace fileref::runtime

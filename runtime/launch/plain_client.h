@@ -26,7 +26,7 @@ class PlainClient : public Client {
   bool talking() const { return child().talking(); }
   void expect_answer(Limit limit);
   bool listen(Clock::time_point deadline);
-  void give_up();
+  void give_up(std::string reason);
   TKStatus end_of_output();
 
   LineBuffer output_lines_, error_lines_;

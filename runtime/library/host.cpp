@@ -61,6 +61,7 @@ Host::Impl::Impl(HostOptions options)
   toolkit.limits.transfer = options_.transfer_limit;
   toolkit.retries = options_.retries;
   toolkit.may_ask = options_.may_ask && has_terminal();
+  toolkit.interrupted = options_.interrupted;
   toolkit.verify_uploads = options_.verify_uploads;
   toolkit.adapter = options_.client;
   toolkit.keep_unsent = [this](const std::string& local) {

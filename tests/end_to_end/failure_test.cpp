@@ -79,6 +79,13 @@ TEST_F(Failures, SecretsAreNotShown) {
   support::write_file(remote("f"), "x\n");
   fileref({"read", local("f"), "-o", "OPTIONSX='-o User=sesame'", "--log", directory_ / "log"});
   const std::string log = support::read_file(directory_ / "log");
+  support::Program mute =
+      start({"read", local("f"), "-oOptionsX='-o User=sesame' " + faulty("mute")});
+  EXPECT_TRUE(support::eventually([&] { return !support::children_of(mute.pid()).empty(); }));
+  EXPECT_EQ(support::read_file("/proc/" + std::to_string(mute.pid()) + "/cmdline").find("sesame"),
+            std::string::npos);
+  kill(mute.pid(), SIGTERM);
+  mute.wait();
   EXPECT_NE(log.find("OPTIONSX=********"), std::string::npos) << log;
   EXPECT_EQ(log.find("sesame"), std::string::npos) << log;
 }

@@ -1,0 +1,67 @@
+#include "cli/interrupt.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <optional>
+
+namespace cli {
+namespace {
+
+volatile std::sig_atomic_t caught = 0;
+std::optional<termios> terminal_at_first;
+
+void note(int signal) {
+  if (signal != SIGALRM && caught == 0) caught = signal;
+  alarm(1);
+}
+
+// Without SA_RESTART: what waits is to notice.
+void handle(int signal) {
+  struct sigaction action {};
+  sigaction(signal, nullptr, &action);
+  if (action.sa_handler == SIG_IGN) return;
+  action = {};
+  action.sa_handler = note;
+  sigaction(signal, &action, nullptr);
+}
+
+// Calls `use` with the terminal, if there is one and this process may speak there.
+template <class Use>
+void with_terminal(Use use) {
+  const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (terminal < 0) return;
+  if (tcgetpgrp(terminal) == getpgrp()) use(terminal);
+  close(terminal);
+}
+
+}  // namespace
+
+void catch_interrupts() {
+  with_terminal([](int terminal) {
+    termios settings{};
+    if (tcgetattr(terminal, &settings) == 0) terminal_at_first = settings;
+  });
+  for (const int signal : {SIGALRM, SIGINT, SIGTERM, SIGHUP}) handle(signal);
+}
+
+bool interrupted() noexcept {
+  return caught != 0;
+}
+
+void throw_if_interrupted() {
+  if (interrupted()) throw Interrupted();
+}
+
+void end_if_interrupted() {
+  if (!interrupted()) return;
+  with_terminal([](int terminal) {
+    if (terminal_at_first) tcsetattr(terminal, TCSANOW, &*terminal_at_first);
+  });
+  std::signal(caught, SIG_DFL);
+  std::raise(caught);
+}
+
+}  // namespace cli
