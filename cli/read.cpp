@@ -40,9 +40,7 @@ fileref::Input open_input(fileref::Host& host, const Request& request) {
 int read(const Request& request) {
   fileref::Host host(host_options(request));
   fileref::Input input = open_input(host, request);
-  RecordOutput output(input.is_stream() ? "" : "\n");
-  for (const std::string_view record : input) output.add(record);
-  output.flush();
+  print_records(input);
   input.close();
   host.deassign(kFileref);
   return kDone;

@@ -1,5 +1,6 @@
 #include "cli/record_output.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,8 +9,23 @@
 #include "cli/interrupt.h"
 
 namespace cli {
+namespace {
+
+[[noreturn]] void fail(const std::error_code& code) {
+  throw std::system_error(code, "standard output");
+}
+
+// Lets us and the reader of our pipe work side by side; with its 64 KiB they take turns.
+void widen_pipe() {
+  constexpr int kWide = 1024 * 1024;
+  const int size = fcntl(STDOUT_FILENO, F_GETPIPE_SZ);
+  if (size >= 0 && size < kWide) fcntl(STDOUT_FILENO, F_SETPIPE_SZ, kWide);
+}
+
+}  // namespace
 
 RecordOutput::RecordOutput(std::string_view terminator) : terminator_(terminator) {
+  widen_pipe();
   text_.reserve(2 * kEnough);
 }
 
@@ -19,10 +35,17 @@ void RecordOutput::flush() {
     throw_if_interrupted();
     const ssize_t count = ::write(STDOUT_FILENO, left.data(), left.size());
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) throw std::system_error(errno, std::generic_category(), "standard output");
+    if (count < 0) fail({errno, std::generic_category()});
     left.remove_prefix(static_cast<std::size_t>(count));
   }
   text_.clear();
+}
+
+void print_records(fileref::Input& input) try {
+  widen_pipe();
+  input.copy_to(STDOUT_FILENO);
+} catch (const std::system_error& error) {
+  fail(error.code());
 }
 
 }  // namespace cli

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "fileref/file.h"
+
 namespace cli {
 
 // Collects whole records, so that what is written out always ends with one. What was not flushed is
@@ -21,9 +23,13 @@ class RecordOutput {
   void flush();
 
  private:
-  static constexpr std::size_t kEnough = 1024 * 1024;
+  static constexpr std::size_t kEnough = 128 * 1024;
   std::string_view terminator_;
   std::string text_;
 };
+
+// Prints all records of an input. Throws Failure when those before it are printed, and
+// std::system_error.
+void print_records(fileref::Input& input);
 
 }  // namespace cli

@@ -4,8 +4,12 @@
 
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
+#include "runtime/temp/file_copy.h"
 
 namespace fileref {
+namespace {
+constexpr std::size_t kEnoughToWrite = 128 * 1024;
+}
 
 OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_length,
                    HOST_FILE* temporary, bool names, rctype (*close_entry)(ptr),
@@ -16,6 +20,7 @@ OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_
       record_length_(record_length),
       temporary_(temporary),
       stream_(temporary != nullptr && runtime::TempMethod::is_stream(temporary)),
+      verbatim_(temporary != nullptr && runtime::TempMethod::is_verbatim(temporary)),
       names_(names),
       close_entry_(close_entry),
       options_(std::move(options)) {}
@@ -45,6 +50,28 @@ bool OpenFile::read(std::string_view& record) {
   record = {static_cast<const char*>(start), static_cast<std::size_t>(length)};
   if (names_) record = name_ = runtime::unescape_name(record);
   return true;
+}
+
+void OpenFile::copy_to(int out) {
+  std::string text;
+  const auto write_out = [&] {
+    runtime::write_all(out, text);
+    text.clear();
+  };
+  std::string_view record;
+  try {
+    while (read(record)) {
+      text.append(record);
+      if (!stream_) text += '\n';
+      HOST_FILE* file = verbatim_ ? host_.runtime().temp.copyable_behind(record.data()) : nullptr;
+      if (file != nullptr || text.size() >= kEnoughToWrite) write_out();
+      if (file != nullptr) runtime::TempMethod::copy_rest(file, out);
+    }
+  } catch (const Failure&) {
+    write_out();
+    throw;
+  }
+  write_out();
 }
 
 void OpenFile::write(std::string_view record) {
@@ -116,6 +143,9 @@ Input::~Input() {
 
 bool Input::next(std::string_view& record) {
   return file_->read(record);
+}
+void Input::copy_to(int out) {
+  file_->copy_to(out);
 }
 long Input::record_length() const {
   return file_->record_length();

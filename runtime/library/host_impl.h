@@ -129,6 +129,7 @@ class OpenFile {
   OpenFile& operator=(const OpenFile&) = delete;
 
   bool read(std::string_view& record);
+  void copy_to(int out);
   void write(std::string_view record);
   void close();
   // Closes without sending.
@@ -148,6 +149,7 @@ class OpenFile {
   long record_length_;
   HOST_FILE* temporary_;  // the file that records go to or come from, or null
   bool stream_;
+  bool verbatim_;     // the records are the file's bytes
   bool names_;        // the records are remote names, which the module hands out escaped
   std::string name_;  // the one that was read last
   rctype (*close_entry_)(ptr);

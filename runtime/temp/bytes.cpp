@@ -32,6 +32,8 @@ class FileSource : public ByteSource {
     return count;
   }
 
+  int file() const override { return file_; }
+
  private:
   int file_;
 };

@@ -13,6 +13,8 @@ class ByteSource {
   virtual ~ByteSource() = default;
   // Reads at most `capacity` bytes. 0 at the end, -1 after a failure that `why` then tells.
   virtual long read(char* buffer, std::size_t capacity) = 0;
+  // The file whose bytes these are, standing behind those that were read; -1 when there is none.
+  virtual int file() const { return -1; }
 
   const std::string& why() const { return why_; }
 

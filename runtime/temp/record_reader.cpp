@@ -1,16 +1,19 @@
 #include "runtime/temp/record_reader.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 
 #include "host/codes.h"
+#include "runtime/temp/file_copy.h"
 
 namespace fileref::runtime {
 namespace {
 constexpr std::size_t kBufferSize = 256 * 1024;
-}
+constexpr std::size_t kWorthCopying = kBufferSize / 4;
+}  // namespace
 
 RecordReader::RecordReader(std::unique_ptr<ByteSource> source, long record_length)
     : source_(std::move(source)),
@@ -72,7 +75,33 @@ wrcode RecordReader::deliver(char*& record, long& length, std::size_t bytes) {
   return kSuccess;
 }
 
+bool RecordReader::can_copy_behind(const char* record) const {
+  return buffer_.data() <= record && record < begin_ && available() >= kWorthCopying &&
+         source_->file() >= 0;
+}
+
+void RecordReader::copy_lines(int out) {
+  go_on_at(runtime::copy_lines(source_->file(), position(), record_length_, out));
+}
+
+void RecordReader::copy_stream(int out) {
+  go_on_at(copy_bytes(source_->file(), position(), out));
+}
+
+off_t RecordReader::position() const {
+  return lseek(source_->file(), 0, SEEK_CUR) - static_cast<off_t>(available());
+}
+
+void RecordReader::go_on_at(off_t offset) {
+  if (offset == position()) return;
+  lseek(source_->file(), offset, SEEK_SET);
+  begin_ = end_ = buffer_.data();
+  source_ended_ = false;
+  copied_ = true;
+}
+
 wrcode RecordReader::too_long() {
+  if (copied_) records_ = count_lines(source_->file(), position());
   why_ =
       fmt::format("Record {} is longer than the record length of {} bytes. Raise it with LRECL=.",
                   records_ + 1, record_length_);

@@ -1,6 +1,8 @@
 // Records out of a temporary file.
 #pragma once
 
+#include <sys/types.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -26,12 +28,24 @@ class RecordReader {
   // `length` is what is wanted: 1 to the record length, or 0 for the record length itself.
   wrcode read_stream(char*& record, long& length);
 
+  // Whether a record that was read last, of whichever reader, is this one's, with so many bytes
+  // behind it that they are better copied than read.
+  bool can_copy_behind(const char* record) const;
+  // Copies to `out` what follows, as far as it consists of lines that can be read, each with its
+  // line feed, or of a stream's bytes. The next read goes on behind it. Throws std::system_error
+  // when `out` cannot be written.
+  void copy_lines(int out);
+  void copy_stream(int out);
+
   const std::string& why() const { return why_; }
 
  private:
   wrcode read_variable_slowly(char*& record, long& length);
   wrcode deliver(char*& record, long& length, std::size_t bytes);
   wrcode too_long();
+  // In the source's file, of what is not delivered yet.
+  off_t position() const;
+  void go_on_at(off_t offset);
   // Makes at least `wanted` bytes available unless the source ends first; fewer are then there.
   bool fill(std::size_t wanted);
   bool read_more();
@@ -44,6 +58,7 @@ class RecordReader {
   char* end_;
   bool source_ended_ = false;
   long records_ = 0;
+  bool copied_ = false;  // records that `records_` does not count
   wrcode failure_ = 0;
   std::string why_;
 };

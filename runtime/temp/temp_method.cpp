@@ -36,6 +36,10 @@ class TempFile : public HOST_FILE {
   bool is_stream() const { return (recfm_ & kRecfmStream) != 0; }
   bool is_fixed() const { return (recfm_ & kRecfmFixed) != 0; }
   void abandon() { abandoned_ = true; }
+  bool can_copy_behind(const char* record) const {
+    return reader_ && reader_->can_copy_behind(record);
+  }
+  void copy_rest(int out) { is_stream() ? reader_->copy_stream(out) : reader_->copy_lines(out); }
 
   // With `converted` the records come through the filter vector, else through the routines.
   void start_reading(std::unique_ptr<ByteSource> source, long record_length, bool converted) {
@@ -228,6 +232,21 @@ bool TempMethod::is_open(const HOST_FILE* file) const {
 
 bool TempMethod::is_stream(const HOST_FILE* file) {
   return static_cast<const TempFile*>(file)->is_stream();
+}
+
+bool TempMethod::is_verbatim(const HOST_FILE* file) {
+  return !static_cast<const TempFile*>(file)->is_fixed() && file->filter == nullptr;
+}
+
+HOST_FILE* TempMethod::copyable_behind(const char* record) const {
+  for (const auto& file : files_) {
+    if (file->can_copy_behind(record)) return file.get();
+  }
+  return nullptr;
+}
+
+void TempMethod::copy_rest(HOST_FILE* file, int out) {
+  static_cast<TempFile*>(file)->copy_rest(out);
 }
 
 HOST_FILE* TempMethod::latest() const {

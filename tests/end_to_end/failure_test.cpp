@@ -37,7 +37,7 @@ struct Case {
 
 TEST_F(Failures, OfTheRequest) {
   support::write_file(remote("plain"), "one\ntwo\n");
-  support::write_file(remote("long"), "short\n" + std::string(300, 'x') + "\n");
+  support::write_file(remote("long"), std::string(300, 'x') + "\n");
   support::fs::create_directory(remote("folder"));
   const std::string plain = local("plain");
   const std::string refused = "sftp://nobody@127.0.0.1:" + std::to_string(support::free_port());
@@ -51,7 +51,7 @@ TEST_F(Failures, OfTheRequest) {
       {"refused", {"read", refused + "/f"}, {"Connection refused", "127.0.0.1"}},
       {"client missing", {"read", plain, "-o", "PATH='/no/such/sftp'"}, {"/no/such/sftp"}},
       {"client does nothing", {"read", plain, "-o", "PATH='/bin/false'"}, {"cannot read"}},
-      {"record too long", {"read", local("long"), "-o", "LRECL=100"}, {"Record 2", "LRECL="}},
+      {"record too long", {"read", local("long"), "-o", "LRECL=100"}, {"Record 1", "LRECL="}},
       {"option unknown", {"read", plain, "-o", "LRECL=80 FOO=1"}, {"LRECL=80 FOO=1", "^^^"}},
       {"value of a wrong type", {"read", plain, "-o", "LRECL=abc"}, {"LRECL=abc", "^^^"}},
       {"value unknown", {"read", plain, "-o", "RECFM=U"}, {"RECFM=U", "^"}},

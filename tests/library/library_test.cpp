@@ -168,6 +168,77 @@ TEST_F(Library, StreamReadsAreMeasuredByAVariable) {
   EXPECT_FALSE(in.next(record));
 }
 
+// Lines of `step` bytes up to `bytes`, and behind them one of `length`.
+std::string lines(std::size_t bytes, std::size_t step, std::size_t length) {
+  std::string text;
+  for (; text.size() + step < bytes; text += '\n') text.append(step, 'a');
+  if (text.size() < bytes) text += std::string(bytes - text.size() - 1, 'b') + "\n";
+  return text + std::string(length, 'c') + "\n";
+}
+
+// Whatever is copied, and wherever that ends, is what record after record would have given.
+TEST_F(Library, CopiesWhatItWouldRead) {
+  constexpr std::size_t kWindow = 1024 * 1024;
+  const std::string more = lines(500'000, 70, 0);
+  std::string sparse = more;
+  for (std::size_t at = 0; at < sparse.size(); at += 3) sparse[at] = "\n\0\r"[at % 9 / 3];
+  struct Files {
+    std::string name;
+    std::vector<std::string> texts;
+    std::vector<std::string> options;
+  };
+  std::vector<Files> cases = {
+      {"short", {"a\n\nb"}, {}},
+      {"empty lines, NUL and CR", {sparse + sparse + sparse + "open"}, {}},
+      {"only empty lines", {std::string(3 * kWindow, '\n')}, {}},
+      {"every line full", {lines(3 * kWindow, 64, 64)}, {"LRECL=64"}},
+      {"one of them longer", {lines(3 * kWindow, 64, 65) + more}, {"LRECL=64"}},
+      {"last one longer and open", {more + std::string(32768, 'x')}, {}},
+      {"longer than a window", {more + lines(0, 1, 2 * kWindow) + more}, {"LRECL=2097152"}},
+      {"stream", {sparse + sparse + sparse}, {"RECFM=S"}},
+      {"fixed", {more + "x"}, {"RECFM=F LRECL=80"}},
+      {"converted", {more + "\xFC\n"}, {"ENCODING='ISO-8859-1'"}},
+      {"several", {more, "", "a", more + "open", more}, {}},
+      {"several, one too long", {more, more + lines(70'000, 70, 32768) + more, more}, {}},
+  };
+  for (const std::size_t length : {32766, 32767, 32768}) {
+    for (const std::size_t before : {0, 1, 2, 32767, 32768, 32769}) {
+      cases.push_back({std::to_string(length) + " bytes, " + std::to_string(before) + " before",
+                       {"x\n" + lines(kWindow - before, 70, length) + more},
+                       {}});
+    }
+  }
+  for (const Files& files : cases) {
+    SCOPED_TRACE(files.name);
+    Target these = target("");
+    for (const std::string& text : files.texts) {
+      these.names.push_back("f" + std::to_string(these.names.size()));
+      put(these.names.back(), text);
+    }
+    host_->assign("F", files.texts.size() > 1 ? these : target("f0"), files.options);
+    std::string wanted;
+    const Failure read = failure([&] {
+      Input input = host_->open("F");
+      for (const std::string_view record : input) {
+        wanted.append(record).append(input.is_stream() ? "" : "\n");
+      }
+    });
+    for (const int appending : {0, O_APPEND}) {
+      const int out =
+          ::open((directory_ / "out").c_str(), O_WRONLY | O_CREAT | O_TRUNC | appending, 0600);
+      const Failure copy = failure([&] { host_->open("F").copy_to(out); });
+      ::close(out);
+      EXPECT_TRUE(get("out") == wanted);
+      EXPECT_EQ(copy.message(), read.message());
+    }
+  }
+  const int full = ::open("/dev/full", O_WRONLY);
+  put("f0", more);
+  host_->assign("F", target("f0"));
+  EXPECT_THROW(host_->open("F").copy_to(full), std::system_error);
+  ::close(full);
+}
+
 TEST_F(Library, RefusesWhatCannotWork) {
   EXPECT_THROW(Host second, std::logic_error);
   host_.reset();

@@ -1,0 +1,118 @@
+#include "runtime/temp/file_copy.h"
+
+#include <sys/mman.h>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+namespace fileref::runtime {
+namespace {
+
+// As much as the largest pipe that everybody may have.
+constexpr std::size_t kWindow = 1024 * 1024;
+
+[[noreturn]] void fail_to_write(int error) {
+  throw std::system_error(error, std::generic_category(), "The records cannot be written");
+}
+
+// A part of a file, mapped while it is looked at.
+class Window {
+ public:
+  // Empty at the end of the file, and when it cannot be mapped.
+  Window(int file, off_t begin, std::size_t length) {
+    struct stat status {};
+    if (fstat(file, &status) != 0 || status.st_size <= begin) return;
+    length = static_cast<std::size_t>(std::min<unsigned long long>(
+        length, static_cast<unsigned long long>(status.st_size - begin)));
+    const auto lead = static_cast<std::size_t>(begin % sysconf(_SC_PAGESIZE));
+    void* map = mmap(nullptr, lead + length, PROT_READ, MAP_PRIVATE, file,
+                     begin - static_cast<off_t>(lead));
+    if (map == MAP_FAILED) return;
+    map_ = {static_cast<const char*>(map), lead + length};
+    bytes_ = map_.substr(lead);
+  }
+  ~Window() {
+    if (!map_.empty()) munmap(const_cast<char*>(map_.data()), map_.size());
+  }
+  Window(const Window&) = delete;
+  Window& operator=(const Window&) = delete;
+
+  std::string_view bytes() const { return bytes_; }
+
+ private:
+  std::string_view map_;
+  std::string_view bytes_;
+};
+
+// The leading lines of a text, each at most `longest` bytes and a line feed. The last line feed
+// within a line's limit ends only lines that keep it, so what stands before it is not looked at.
+std::string_view lines_within(std::string_view text, std::size_t longest) {
+  std::size_t end = 0;
+  for (;;) {
+    const std::string_view reach = text.substr(end).substr(0, longest + 1);
+    const void* feed = memrchr(reach.data(), '\n', reach.size());
+    if (feed == nullptr) return text.substr(0, end);
+    end = static_cast<std::size_t>(static_cast<const char*>(feed) - text.data()) + 1;
+  }
+}
+
+// Copies `text`, which stands in `file` at `begin`. The kernel hands the file's pages on, where
+// `out` can take them.
+void send(int file, off_t begin, std::string_view text, int out) {
+  while (!text.empty()) {
+    const ssize_t count = sendfile(out, file, &begin, text.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && (errno == EINVAL || errno == ENOSYS)) return write_all(out, text);
+    if (count <= 0) fail_to_write(count < 0 ? errno : EIO);
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+}  // namespace
+
+off_t copy_bytes(int file, off_t begin, int out) {
+  for (;;) {
+    const Window window(file, begin, kWindow);
+    if (window.bytes().empty()) return begin;
+    send(file, begin, window.bytes(), out);
+    begin += static_cast<off_t>(window.bytes().size());
+  }
+}
+
+off_t copy_lines(int file, off_t begin, std::size_t longest, int out) {
+  for (;;) {
+    const Window window(file, begin, kWindow);
+    const std::string_view lines = lines_within(window.bytes(), longest);
+    if (lines.empty()) return begin;
+    send(file, begin, lines, out);
+    begin += static_cast<off_t>(lines.size());
+  }
+}
+
+long count_lines(int file, off_t end) {
+  long lines = 0;
+  for (off_t begin = 0; begin < end;) {
+    const Window window(file, begin, kWindow);
+    if (window.bytes().empty()) break;
+    const std::string_view text = window.bytes().substr(0, static_cast<std::size_t>(end - begin));
+    lines += std::count(text.begin(), text.end(), '\n');
+    begin += static_cast<off_t>(text.size());
+  }
+  return lines;
+}
+
+void write_all(int out, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = ::write(out, text.data(), text.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail_to_write(errno);
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+}  // namespace fileref::runtime
