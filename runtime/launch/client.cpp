@@ -41,8 +41,8 @@ bool check_questions(const std::string& adapter, const std::vector<std::string>&
                      std::string* why) {
   if (adapter != "psftp" || has_word(words, "-batch")) return true;
   *why =
-      "psftp would take commands for the answers to its questions, that after an unknown host key "
-      "too: give OPTIONS='-batch ...'";
+      "without -batch psftp takes commands for the answers to its questions, and so may accept an "
+      "unknown host key: give OPTIONS='-batch ...'";
   return false;
 }
 

@@ -245,7 +245,7 @@ bool FramedClient::wait_for_end(Clock::time_point deadline) {
 
 // Passes on what the client wrote on standard output, without its echo of our lines.
 void FramedClient::note_output() {
-  std::vector<std::string> echoes;
+  std::vector<std::string> echoes{adapter_.dialect().echo("")};
   for (const std::string& line : exchange_->request().lines)
     echoes.push_back(adapter_.dialect().echo(line));
   LineBuffer lines([&](std::string_view line) {

@@ -161,6 +161,23 @@ TEST_P(Faults, AServerThatDiedIdleFailsTheNextCommand) {
   EXPECT_EQ(answer(), "end of output");
 }
 
+TEST_P(Faults, ALostSessionIsTakenUpWhereItStood) {
+  support::fs::create_directory(remote_ / "sub");
+  write_file(remote_ / "sub/file", "the right one");
+  retries_ = 1;
+  connect(kServer);
+  ASSERT_EQ(ask("cd \"sub\""), kPrompt);
+  for (const bool server_dies : {true, false}) {
+    const auto victims =
+        server_dies ? sessions() : std::vector<pid_t>{static_cast<pid_t>(client_->pid())};
+    for (const pid_t victim : victims) ::kill(victim, SIGKILL);
+    std::this_thread::sleep_for(milliseconds(50));
+    EXPECT_EQ(get("file"), kPrompt) << told();
+    EXPECT_EQ(read_file(local_), "the right one");
+    EXPECT_EQ(ask("ls "), "sftp> ls\n. .. \nfile\n" + kPrompt);
+  }
+}
+
 TEST_P(Faults, AnAbandonedTransferIsClosedWithoutTraces) {
   limits_.close_grace = milliseconds(100);
   connect_to("stall 65536");
