@@ -97,14 +97,15 @@ class SshServer {
     return "sftp -F none -o BatchMode=yes -o IdentitiesOnly=yes -o IdentityAgent=none -i " +
            private_key("user_key") + " -o UserKnownHostsFile=" + file("known_hosts") + where();
   }
-  std::string psftp() const {
+  std::string psftp() const { return "psftp " + psftp_options() + where(); }
+  std::string psftp_options() const {
     const std::string key = file("user_key.ppk");
     run({"puttygen", file("user_key"), "-O", "private", "-o", key});
     const Outcome fingerprint = run({"ssh-keygen", "-lf", file("host_key.pub")});
     std::istringstream words(fingerprint.out);
     std::string bits, hash;
     words >> bits >> hash;
-    return "psftp -batch -noagent -i " + key + " -hostkey " + hash + where();
+    return "-batch -noagent -i " + key + " -hostkey " + hash;
   }
   // The words for the bare client.
   std::vector<std::string> client_words() const {
