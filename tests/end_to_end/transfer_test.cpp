@@ -64,9 +64,11 @@ std::vector<Case> cases() {
 }
 
 TEST_F(Transfer, ReadsAndWritesEveryKindOfFile) {
-  for (const bool over_ssh : {false, true}) {
+  const std::string ways[] = {"", server_->options(), server_->options_for_psftp()};
+  for (const std::string& options : ways) {
+    const bool over_ssh = !options.empty();
     for (const Case& c : cases()) {
-      SCOPED_TRACE(std::string(c.name) + (over_ssh ? " over SSH" : ""));
+      SCOPED_TRACE(c.name + (" " + options));
       const std::string file = "file " + std::string(c.name);
       const path place = over_ssh ? server_->root() / file : remote(file);
       std::string url = over_ssh ? server_->url(file) : local(file);
@@ -77,7 +79,7 @@ TEST_F(Transfer, ReadsAndWritesEveryKindOfFile) {
       }
       std::vector<std::string> words = {"read", url};
       words.insert(words.end(), c.options.begin(), c.options.end());
-      if (over_ssh) words.insert(words.end(), {"-o", server_->options()});
+      if (over_ssh) words.insert(words.end(), {"-o", options});
       const bool is_read = !c.printed.empty() || c.content.empty();
       const bool is_written = !c.sent.empty() || c.content.empty();
       if (is_read) {

@@ -97,16 +97,8 @@ class SshServer {
     return "sftp -F none -o BatchMode=yes -o IdentitiesOnly=yes -o IdentityAgent=none -i " +
            private_key("user_key") + " -o UserKnownHostsFile=" + file("known_hosts") + where();
   }
-  std::string psftp() const { return "psftp " + psftp_options() + where(); }
-  std::string psftp_options() const {
-    const std::string key = file("user_key.ppk");
-    run({"puttygen", file("user_key"), "-O", "private", "-o", key});
-    const Outcome fingerprint = run({"ssh-keygen", "-lf", file("host_key.pub")});
-    std::istringstream words(fingerprint.out);
-    std::string bits, hash;
-    words >> bits >> hash;
-    return "-batch -noagent -i " + key + " -hostkey " + hash;
-  }
+  std::string psftp() const { return "psftp " + psftp_words() + where(); }
+  std::string options_for_psftp() const { return "PATH='psftp' OPTIONS='" + psftp_words() + "'"; }
   // The words for the bare client.
   std::vector<std::string> client_words() const {
     return {"sftp", "-q",
@@ -131,6 +123,14 @@ class SshServer {
   std::string where() const { return " -P " + std::to_string(port_) + ' ' + user_ + "@127.0.0.1"; }
   // Keys given to the server's user are still ours to use: root may read them.
   std::string private_key(const std::string& key) const { return file(key); }
+  std::string psftp_words() const {
+    const std::string key = file("user_key.ppk");
+    run({"puttygen", file("user_key"), "-O", "private", "-o", key});
+    std::istringstream words(run({"ssh-keygen", "-lf", file("host_key.pub")}).out);
+    std::string bits, hash;
+    words >> bits >> hash;
+    return "-batch -noagent -i " + key + " -hostkey " + hash;
+  }
   bool accepts() const {
     const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
