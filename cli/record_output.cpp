@@ -45,6 +45,7 @@ void print_records(fileref::Input& input) try {
   widen_pipe();
   input.copy_to(STDOUT_FILENO);
 } catch (const std::system_error& error) {
+  throw_if_interrupted();
   fail(error.code());
 }
 

@@ -52,7 +52,8 @@ bool OpenFile::read(std::string_view& record) {
   return true;
 }
 
-void OpenFile::copy_to(int out) {
+void OpenFile::copy_to(int descriptor) {
+  const runtime::Destination out{descriptor, host_.interrupted()};
   std::string text;
   const auto write_out = [&] {
     runtime::write_all(out, text);

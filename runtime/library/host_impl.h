@@ -65,6 +65,7 @@ class Host::Impl {
   // How the client of a fileref is started, should the next entry need it.
   void prepare_launch(const runtime::Name8& name);
   runtime::Runtime& runtime() { return runtime_; }
+  const std::function<bool()>& interrupted() const { return options_.interrupted; }
   // Runs one entry of the module for a fileref. Throws Failure unless it answers 0.
   template <class Call>
   void enter(std::string_view fileref, Call call) {
@@ -129,7 +130,7 @@ class OpenFile {
   OpenFile& operator=(const OpenFile&) = delete;
 
   bool read(std::string_view& record);
-  void copy_to(int out);
+  void copy_to(int descriptor);
   void write(std::string_view record);
   void close();
   // Closes without sending.

@@ -20,6 +20,11 @@ constexpr std::size_t kWindow = 1024 * 1024;
   throw std::system_error(error, std::generic_category(), "The records cannot be written");
 }
 
+// Whether a call that failed with `error` is to be made again.
+bool goes_on(int error, const Destination& out) {
+  return error == EINTR && !(out.interrupted && out.interrupted());
+}
+
 // A part of a file, mapped while it is looked at.
 class Window {
  public:
@@ -53,20 +58,21 @@ class Window {
 // within a line's limit ends only lines that keep it, so what stands before it is not looked at.
 std::string_view lines_within(std::string_view text, std::size_t longest) {
   std::size_t end = 0;
-  for (;;) {
+  while (end < text.size()) {
     const std::string_view reach = text.substr(end).substr(0, longest + 1);
     const void* feed = memrchr(reach.data(), '\n', reach.size());
-    if (feed == nullptr) return text.substr(0, end);
+    if (feed == nullptr) break;
     end = static_cast<std::size_t>(static_cast<const char*>(feed) - text.data()) + 1;
   }
+  return text.substr(0, end);
 }
 
 // Copies `text`, which stands in `file` at `begin`. The kernel hands the file's pages on, where
 // `out` can take them.
-void send(int file, off_t begin, std::string_view text, int out) {
+void send(int file, off_t begin, std::string_view text, const Destination& out) {
   while (!text.empty()) {
-    const ssize_t count = sendfile(out, file, &begin, text.size());
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count = sendfile(out.fd, file, &begin, text.size());
+    if (count < 0 && goes_on(errno, out)) continue;
     if (count < 0 && (errno == EINVAL || errno == ENOSYS)) return write_all(out, text);
     if (count <= 0) fail_to_write(count < 0 ? errno : EIO);
     text.remove_prefix(static_cast<std::size_t>(count));
@@ -75,7 +81,7 @@ void send(int file, off_t begin, std::string_view text, int out) {
 
 }  // namespace
 
-off_t copy_bytes(int file, off_t begin, int out) {
+off_t copy_bytes(int file, off_t begin, const Destination& out) {
   for (;;) {
     const Window window(file, begin, kWindow);
     if (window.bytes().empty()) return begin;
@@ -84,7 +90,7 @@ off_t copy_bytes(int file, off_t begin, int out) {
   }
 }
 
-off_t copy_lines(int file, off_t begin, std::size_t longest, int out) {
+off_t copy_lines(int file, off_t begin, std::size_t longest, const Destination& out) {
   for (;;) {
     const Window window(file, begin, kWindow);
     const std::string_view lines = lines_within(window.bytes(), longest);
@@ -106,10 +112,10 @@ long count_lines(int file, off_t end) {
   return lines;
 }
 
-void write_all(int out, std::string_view text) {
+void write_all(const Destination& out, std::string_view text) {
   while (!text.empty()) {
-    const ssize_t count = ::write(out, text.data(), text.size());
-    if (count < 0 && errno == EINTR) continue;
+    const ssize_t count = ::write(out.fd, text.data(), text.size());
+    if (count < 0 && goes_on(errno, out)) continue;
     if (count < 0) fail_to_write(errno);
     text.remove_prefix(static_cast<std::size_t>(count));
   }

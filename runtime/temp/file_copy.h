@@ -4,23 +4,32 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <functional>
 #include <string_view>
 
 namespace fileref::runtime {
 
+// Where bytes go. Behind each signal that comes while they are written, `interrupted` is asked, if
+// there is one; true ends the writing.
+struct Destination {
+  int fd;
+  std::function<bool()> interrupted = {};
+};
+
 // Each returns the offset in `file` behind what was copied, which may be where it began: where the
-// file cannot be mapped, nothing is. Throws std::system_error when `out` cannot be written.
+// file cannot be mapped, nothing is. Throws std::system_error when `out` cannot be written, with
+// EINTR when that was interrupted.
 
 // Copies what stands from `begin` to the end.
-off_t copy_bytes(int file, off_t begin, int out);
+off_t copy_bytes(int file, off_t begin, const Destination& out);
 // Copies whole lines from `begin` on, up to one that has no line feed, is longer than `longest`
 // bytes without it, or than a megabyte.
-off_t copy_lines(int file, off_t begin, std::size_t longest, int out);
+off_t copy_lines(int file, off_t begin, std::size_t longest, const Destination& out);
 
 // The line feeds before `end`.
 long count_lines(int file, off_t end);
 
-// Writes all of `text`. Throws std::system_error.
-void write_all(int out, std::string_view text);
+// Writes all of `text`. Throws as they do.
+void write_all(const Destination& out, std::string_view text);
 
 }  // namespace fileref::runtime

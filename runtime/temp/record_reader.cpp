@@ -80,11 +80,11 @@ bool RecordReader::can_copy_behind(const char* record) const {
          source_->file() >= 0;
 }
 
-void RecordReader::copy_lines(int out) {
+void RecordReader::copy_lines(const Destination& out) {
   go_on_at(runtime::copy_lines(source_->file(), position(), record_length_, out));
 }
 
-void RecordReader::copy_stream(int out) {
+void RecordReader::copy_stream(const Destination& out) {
   go_on_at(copy_bytes(source_->file(), position(), out));
 }
 

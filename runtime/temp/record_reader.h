@@ -9,6 +9,7 @@
 
 #include "host/types.h"
 #include "runtime/temp/bytes.h"
+#include "runtime/temp/file_copy.h"
 
 namespace fileref::runtime {
 
@@ -34,8 +35,8 @@ class RecordReader {
   // Copies to `out` what follows, as far as it consists of lines that can be read, each with its
   // line feed, or of a stream's bytes. The next read goes on behind it. Throws std::system_error
   // when `out` cannot be written.
-  void copy_lines(int out);
-  void copy_stream(int out);
+  void copy_lines(const Destination& out);
+  void copy_stream(const Destination& out);
 
   const std::string& why() const { return why_; }
 

@@ -39,7 +39,9 @@ class TempFile : public HOST_FILE {
   bool can_copy_behind(const char* record) const {
     return reader_ && reader_->can_copy_behind(record);
   }
-  void copy_rest(int out) { is_stream() ? reader_->copy_stream(out) : reader_->copy_lines(out); }
+  void copy_rest(const Destination& out) {
+    is_stream() ? reader_->copy_stream(out) : reader_->copy_lines(out);
+  }
 
   // With `converted` the records come through the filter vector, else through the routines.
   void start_reading(std::unique_ptr<ByteSource> source, long record_length, bool converted) {
@@ -245,7 +247,7 @@ HOST_FILE* TempMethod::copyable_behind(const char* record) const {
   return nullptr;
 }
 
-void TempMethod::copy_rest(HOST_FILE* file, int out) {
+void TempMethod::copy_rest(HOST_FILE* file, const Destination& out) {
   static_cast<TempFile*>(file)->copy_rest(out);
 }
 

@@ -11,6 +11,7 @@
 #include "runtime/messages.h"
 #include "runtime/names.h"
 #include "runtime/temp/directory.h"
+#include "runtime/temp/file_copy.h"
 #include "runtime/text.h"
 
 namespace fileref::runtime {
@@ -48,7 +49,7 @@ class TempMethod {
   HOST_FILE* copyable_behind(const char* record) const;
   // Copies to `out` what follows, as far as it can be read: lines with their line feeds, a stream's
   // bytes. The next read goes on behind it. Throws std::system_error when `out` cannot be written.
-  static void copy_rest(HOST_FILE* file, int out);
+  static void copy_rest(HOST_FILE* file, const Destination& out);
   // The file that was opened last and is still open, or null.
   HOST_FILE* latest() const;
 
