@@ -49,7 +49,7 @@ bool check_questions(const std::string& adapter, const std::vector<std::string>&
 bool check_host(bool has_host, const std::vector<std::string>& words, std::string* why) {
   if (!has_host) {
     if (names_direct_server(words)) return true;
-    *why = "no host: give HOST=...";
+    *why = "no host: give HOST='...', or a target with one";
     return false;
   }
   if (!words.back().starts_with('-')) return true;
@@ -69,7 +69,7 @@ std::optional<std::vector<std::string>> words_to_run(const LaunchRequest& reques
   std::optional<std::vector<std::string>> words = split_words(request.command_line, why);
   if (!words) return std::nullopt;
   if (words->empty() || words->front().empty()) {
-    *why = "no client program: give PATH=...";
+    *why = "no client program: give PATH='...'";
     return std::nullopt;
   }
   const bool has_host = words->size() > 1 && !request.command_line.ends_with(' ');
@@ -162,7 +162,8 @@ std::string Client::no_answer_within(Limit limit) const {
   const auto ms = (limits().*limit).count();
   return "the client gave no answer within the " + name + " limit of " +
          (ms % 1000 == 0 ? std::to_string(ms / 1000) + " s" : std::to_string(ms) + " ms") +
-         " and was ended (--" + name + "-limit raises it)";
+         " and was ended (--" + name + "-limit raises it)" +
+         (limit == &LaunchLimits::start ? ": check host and port" : "");
 }
 
 }  // namespace fileref::runtime

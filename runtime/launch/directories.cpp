@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "runtime/launch/answers.h"
+#include "runtime/launch/start_failure.h"
 
 namespace fileref::runtime {
 namespace {
@@ -60,6 +61,8 @@ Step Start::take(const Reply& reply) {
 }
 
 Answer Start::lost(Answer failure, std::string_view words) {
+  const std::string cause = explain_start_failure(words);
+  if (failure.status == kEndOfOutput && !cause.empty()) failure.explanation = cause;
   if (failure.status == kEndOfOutput && says_host_is_unknown(words)) {
     return {kSuccess, "host does not exist\n", std::move(failure.explanation), true};
   }

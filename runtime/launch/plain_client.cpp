@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "runtime/launch/start_failure.h"
 #include "runtime/name_escape.h"
 
 namespace fileref::runtime {
@@ -10,6 +11,9 @@ namespace {
 // Beyond this the client is left waiting until somebody reads.
 constexpr std::size_t kMostUndelivered = std::size_t{1} << 20;
 constexpr std::size_t kPromptLength = 6;
+
+// The exit status of a batch that could not be run, or not to its end.
+constexpr int kConnectionFailed = 255;
 
 bool ends_in_prompt(std::string_view text) {
   return text.ends_with("sftp> ") || text.ends_with("sftp>");
@@ -116,6 +120,10 @@ bool PlainClient::listen(Clock::time_point deadline) {
 TKStatus PlainClient::end_of_output() {
   explain_ended();
   const bool failed = std::exchange(outcome_is_open_, false) && exit_status() != 0;
+  const bool lost = failed && exit_status() == kConnectionFailed;
+  if (const std::string cause = explain_start_failure(words()); lost && !cause.empty()) {
+    explain(cause);
+  }
   return failed ? kProcessFailed : kEndOfOutput;
 }
 

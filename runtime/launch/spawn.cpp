@@ -148,7 +148,7 @@ std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_ses
   const std::string path = find_program(words.front());
   if (path.empty()) {
     *why = "the client program \"" + words.front() +
-           "\" is not in PATH: install it, or give its full path";
+           "\" is not in PATH: install it, or give its full path with PATH='...'";
     return std::nullopt;
   }
   Pipe in, out, err, failure;

@@ -47,8 +47,21 @@ TEST_F(Failures, OfTheRequest) {
       {"a directory", {"read", local("folder")}, {"folder"}},
       {"write over a directory", {"write", local("folder")}, {"folder"}},
       {"write into a missing directory", {"write", local("no/file")}, {"remote/no"}},
-      {"host unknown", {"read", "sftp://no-such-host.invalid/f"}, {"no-such-host.invalid"}},
-      {"refused", {"read", refused + "/f"}, {"Connection refused", "127.0.0.1"}},
+      {"host unknown", {"read", "sftp://no-such-host.invalid/f"}, {"no host of that name"}},
+      {"refused", {"read", refused + "/f"}, {"nothing listens at that host", "127.0.0.1"}},
+      {"no answer",
+       {"ls", local(""), "-o", faulty("mute"), "--start-limit", "0.2"},
+       {"start limit of 200 ms", "--start-limit", "check host and port"}},
+      {"shell prints",
+       {"read", plain, "-o", "OPTIONS='-D \"/bin/echo Welcome back\"'"},
+       {"something else than SFTP"}},
+      {"no file server",
+       {"read", plain, "-o", "OPTIONS='-D /no/such'"},
+       {"cannot run a program", "/no/such"}},
+      {"client not in PATH", {"read", plain, "-o", "PATH='sfpt'"}, {"\"sfpt\"", "install it"}},
+      {"no such option of the client",
+       {"read", plain, "-o", "OPTIONS='-Z'"},
+       {"does not know a word of OPTIONS"}},
       {"client missing", {"read", plain, "-o", "PATH='/no/such/sftp'"}, {"/no/such/sftp"}},
       {"client does nothing", {"read", plain, "-o", "PATH='/bin/false'"}, {"cannot read"}},
       {"record too long", {"read", local("long"), "-o", "LRECL=100"}, {"Record 1", "LRECL="}},
@@ -69,6 +82,9 @@ TEST_F(Failures, OfTheRequest) {
     SCOPED_TRACE(c.name);
     expect_failure(fileref(c.words, "data\n"), c.said);
   }
+  // A batch prints what the client says.
+  EXPECT_NE(fileref({"batch", "/dev/null", refused}).err.find("nothing listens"),
+            std::string::npos);
 }
 
 TEST_F(Failures, SecretsAreNotShown) {
@@ -96,7 +112,10 @@ TEST_F(Failures, OfPermissionsAndLogins) {
   server_->give_to_user(server_->root());
   support::fs::permissions(server_->root() / "secret", support::fs::perms::none);
   support::fs::permissions(server_->root() / "closed", support::fs::perms(0555));
-  support::write_file(directory_ / "nothing_known", "");
+  // The server is known by another key.
+  std::string other = support::read_file(server_->file("other_key.pub"));
+  support::write_file(server_->file("changed_hosts"),
+                      "[127.0.0.1]:" + std::to_string(server_->port()) + " " + other);
   const auto with = [this](const char* command, const char* name, const std::string& options) {
     return std::vector<std::string>{command, server_->url(name), "-o", options};
   };
@@ -104,10 +123,18 @@ TEST_F(Failures, OfPermissionsAndLogins) {
   const std::vector<Case> cases = {
       {"not readable", with("read", "secret", good), {"secret", "Permission denied"}},
       {"not writable", with("write", "closed/f", good), {"closed/f", "Permission denied", "kept"}},
-      {"login refused", with("read", "f", server_->options("other_key")), {"Permission denied"}},
+      {"login refused",
+       with("read", "f", server_->options("other_key")),
+       {"the login was refused: check the user name and the key"}},
       {"host key unknown",
        with("read", "f", server_->options("user_key", "no_such_file")),
-       {"Host key verification failed"}},
+       {"Host key verification failed", "the key of the host is not known here"}},
+      {"host key changed",
+       with("read", "f", server_->options("user_key", "changed_hosts")),
+       {"the host shows another key"}},
+      {"no SFTP service",
+       {"ls", server_->url(""), "-o", good, "-o", "OPTIONSX='-s nosuch'"},
+       {"the server has no SFTP service"}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

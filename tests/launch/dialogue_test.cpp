@@ -72,7 +72,7 @@ TEST_F(Dialogue, ASilentClientIsEndedAtTheLimit) {
     EXPECT_EQ(answer(), "no answer in time") << adapter;
     EXPECT_EQ(client_->explanation(),
               "the client gave no answer within the start limit of 100 ms and was ended "
-              "(--start-limit raises it)");
+              "(--start-limit raises it): check host and port");
     EXPECT_TRUE(client_->exit_status());
     EXPECT_EQ(ask("cd \"x\""), "not sent");
   }

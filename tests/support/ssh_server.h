@@ -84,6 +84,8 @@ class SshServer {
   std::string url(const std::string& name) const {
     return "sftp://" + user_ + "@127.0.0.1:" + std::to_string(port_) + (root() / name).string();
   }
+  // Of its own: keys, lists of known hosts.
+  std::string file(const std::string& name) const { return directory_ / name; }
   // For -o: the key to log in with and where host keys are known from.
   std::string options(const std::string& key = "user_key",
                       const std::string& known_hosts = "known_hosts") const {
@@ -119,7 +121,6 @@ class SshServer {
   }
 
  private:
-  std::string file(const std::string& name) const { return directory_ / name; }
   std::string where() const { return " -P " + std::to_string(port_) + ' ' + user_ + "@127.0.0.1"; }
   // Keys given to the server's user are still ours to use: root may read them.
   std::string private_key(const std::string& key) const { return file(key); }

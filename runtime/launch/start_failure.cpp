@@ -1,0 +1,86 @@
+#include "runtime/launch/start_failure.h"
+
+namespace fileref::runtime {
+namespace {
+
+struct Cause {
+  const char* said;
+  const char* advice;
+};
+
+constexpr const char* kNoSuchHost =
+    "no host of that name is known: check how it is spelled, and the name service";
+constexpr const char* kNoRoute = "there is no way from here to that host: check the network";
+constexpr const char* kSilent =
+    "the host does not answer: check host and port, and whether a firewall is in the way";
+constexpr const char* kOtherHostKey =
+    "the host shows another key than it used to: if there is a good reason, forget the old key "
+    "(ssh-keygen -R HOST) and connect once by hand";
+constexpr const char* kNewHostKey =
+    "the key of the host is not known here: connect once by hand, compare the key and accept it";
+constexpr const char* kNoSuchKeyFile =
+    "the file of the login key cannot be read: check the file that OPTIONS names";
+constexpr const char* kKeyRefused =
+    "the login was refused: check the user name and the key (OPTIONS='-i FILE'); a key with a "
+    "passphrase needs an agent (ssh-add) where there is no terminal to ask on";
+constexpr const char* kPasswordRefused =
+    "the login was refused: check user name and password; where there is no terminal to ask on, "
+    "use a key that needs no answer (OPTIONS='-i FILE')";
+constexpr const char* kNoSftp =
+    "the server has no SFTP service: have it switched on, or name its file server program "
+    "(OPTIONS='-s /usr/lib/openssh/sftp-server')";
+constexpr const char* kNoise =
+    "something else than SFTP arrives, most likely what the login shell prints: let its start-up "
+    "files (.bashrc) print nothing when it is not interactive";
+constexpr const char* kNoSshServer =
+    "what listens at that port hung up at once: check the port, and whether the server lets you in";
+constexpr const char* kWrongOption = "the client does not know a word of OPTIONS: check them";
+
+// The first that was said counts, wherever in a line it stands.
+constexpr Cause kCauses[] = {
+    {"Could not resolve hostname", kNoSuchHost},
+    {"ssh_init: Name or service not known", kNoSuchHost},
+    {"Temporary failure in name resolution", kNoSuchHost},
+    {"Connection refused",
+     "nothing listens at that host and port: check both, and whether the SSH server runs"},
+    {"Network is unreachable", kNoRoute},
+    {"No route to host", kNoRoute},
+    {"timed out", kSilent},
+    {"REMOTE HOST IDENTIFICATION HAS CHANGED", kOtherHostKey},
+    {"POTENTIAL SECURITY BREACH", kOtherHostKey},
+    {"Host key not in manually configured list", kOtherHostKey},
+    {"Host key verification failed", kNewHostKey},
+    {"host key is not cached", kNewHostKey},
+    {"UNPROTECTED PRIVATE KEY FILE",
+     "the file of the login key is open to others, so it is not used: chmod 600 it"},
+    {"no such identity: ", kNoSuchKeyFile},
+    {"not accessible: No such file", kNoSuchKeyFile},
+    {"Unable to use key file", kNoSuchKeyFile},
+    {"Permission denied, please try again", kPasswordRefused},
+    {"Configured password was not accepted", kPasswordRefused},
+    {"Cannot answer interactive prompts", kPasswordRefused},
+    {"Too many authentication failures",
+     "the server gave up before the right key was offered: offer that one only "
+     "(OPTIONS='-i FILE -o IdentitiesOnly=yes')"},
+    {"Permission denied (", kKeyRefused},
+    {"No supported authentication methods available", kKeyRefused},
+    {"subsystem request failed", kNoSftp},
+    {"Received message too long", kNoise},
+    {"unable to initialise SFTP", kNoise},
+    {"kex_exchange_identification", kNoSshServer},
+    {"Connection reset by peer", kNoSshServer},
+    {"Bad configuration option", kWrongOption},
+    {"unknown option", kWrongOption},
+    {"exec: ", "the client cannot run a program that it needs: install it, or check OPTIONS"},
+};
+
+}  // namespace
+
+std::string explain_start_failure(std::string_view words) {
+  for (const Cause& cause : kCauses) {
+    if (words.find(cause.said) != words.npos) return cause.advice;
+  }
+  return {};
+}
+
+}  // namespace fileref::runtime

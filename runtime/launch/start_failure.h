@@ -1,0 +1,13 @@
+// What a client says when no session comes up, put in words for who has never seen it.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace fileref::runtime {
+
+// A sentence that says why no session came up and what to do about it, from what `sftp` or `psftp`
+// said. Empty when nothing in it is known.
+std::string explain_start_failure(std::string_view words);
+
+}  // namespace fileref::runtime
