@@ -41,6 +41,12 @@ std::string one_line(const std::string& text) {
   return line;
 }
 
+std::string first_columns(const std::string& text, std::size_t count) {
+  const auto end = std::find_if(text.begin(), text.end(),
+                                [&count](char c) { return !is_continuation(c) && count-- == 0; });
+  return {text.begin(), end};
+}
+
 std::string describe(const std::string& what_failed, const fileref::Failure& failure) {
   std::string block = fmt::format("fileref: {}\n", what_failed);
   block += fmt::format("  {}\n", one_line(failure.message()));

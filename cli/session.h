@@ -5,6 +5,7 @@
 
 #include "cli/interrupt.h"
 #include "cli/log_file.h"
+#include "cli/progress_line.h"
 #include "cli/report.h"
 #include "cli/request.h"
 #include "fileref/fileref.h"
@@ -18,6 +19,7 @@ inline fileref::HostOptions host_options(const Request& request) {
   log_to(request.log_path, options);
   options.interrupted = interrupted;
   if (request.quiet) return options;
+  show_progress(options);
   options.warn = [](std::string_view warning) {
     fmt::print(stderr, "fileref: {}\n", one_line(std::string(warning)));
   };

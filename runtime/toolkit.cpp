@@ -177,6 +177,7 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
     log_.write("client", text);
     if (client_said) client_said(text);
   };
+  request.progress = progress;
   request.keep_unsent = keep_unsent;
   std::string why;
   auto client = Client::launch(std::move(request), &why);

@@ -36,6 +36,7 @@ class Toolkit {
   std::string adapter;                       // empty: by the program's name
   std::vector<std::string> extra_arguments;  // right behind the program
   std::function<bool()> interrupted;         // true ends the client and fails the call
+  ProgressReport progress;                   // of transfers
   // Keeps a local file whose upload failed; returns where, or nothing when it could not.
   std::function<std::string(const std::string& local)> keep_unsent;
   Launcher launcher;

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -23,6 +24,15 @@
 #include "fileref/target.h"
 
 namespace fileref {
+
+/// How far a transfer has come.
+struct Progress {
+  bool is_upload = false;
+  std::string_view file;  ///< the remote name; valid during the call
+  std::uint64_t bytes = 0;
+  std::optional<std::uint64_t> total;  ///< bytes; not set: not known
+  bool ended = false;                  ///< told a last time, whether or not the transfer succeeded
+};
 
 struct HostOptions {
   /// Is told of what went wrong without failing a call: a file of several that was skipped, say.
@@ -57,6 +67,10 @@ struct HostOptions {
   /// Is asked at least every 100 ms while the client is waited for, and whenever a signal came in.
   /// True ends the client and fails the call, and must stay true until the call has failed.
   std::function<bool()> interrupted;
+
+  /// Is told about five times a second how far a transfer has come; of a shorter one nothing. It
+  /// must not throw.
+  std::function<void(const Progress&)> progress;
 
   /// Whether the client may ask on the terminal (for a password, say) if there is one.
   bool may_ask = true;

@@ -103,7 +103,10 @@ std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) 
 }
 
 Client::Client(LaunchRequest request, std::vector<std::string> words, std::unique_ptr<Child> child)
-    : request_(std::move(request)), words_(std::move(words)), child_(std::move(child)) {}
+    : request_(std::move(request)),
+      words_(std::move(words)),
+      child_(std::move(child)),
+      watch_(request_.progress) {}
 
 Client::~Client() {
   child_->end(limits().close_grace, limits().close_grace);

@@ -20,6 +20,7 @@
 #include "host/toolkit.h"
 #include "runtime/launch/child.h"
 #include "runtime/launch/line_buffer.h"
+#include "runtime/launch/transfer_watch.h"
 
 namespace fileref::runtime {
 
@@ -54,6 +55,8 @@ struct LaunchRequest {
   std::function<bool()> interrupted;
   // Is told each line that is sent ("> " and the line), and each line that the client says.
   std::function<void(std::string_view)> journal;
+  // Is told about five times a second how far a transfer has come. It must not throw.
+  ProgressReport progress;
   // Is called when an upload failed: keeps that local file and returns where, "" if it could not.
   std::function<std::string(const std::string& local)> keep_unsent;
 };
@@ -112,6 +115,7 @@ class Client {
   bool restart(std::string* why);
 
   const LaunchLimits& limits() const { return request_.limits; }
+  TransferWatch& watch() { return watch_; }
   int retries() const { return request_.retries; }
   bool interrupted() const { return request_.interrupted && request_.interrupted(); }
   Child& child() { return *child_; }
@@ -133,6 +137,7 @@ class Client {
   LaunchRequest request_;
   std::vector<std::string> words_;
   std::unique_ptr<Child> child_;
+  TransferWatch watch_;
   std::string explanation_, error_words_, output_words_;
 };
 

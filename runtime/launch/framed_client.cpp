@@ -117,6 +117,7 @@ void FramedClient::start_exchange(Request request) {
   limit_ = request.transfer ? &LaunchLimits::transfer : quick_limit_;
   deadline_ = deadline_after(limits().*limit_);
   exchange_.emplace(std::move(request), adapter_.dialect().sentinel(nonce));
+  watch().begin(exchange_->request());
   child().queue(exchange_->input());
   listen(Clock::now());
 }
@@ -130,7 +131,8 @@ void FramedClient::run_until(Clock::time_point deadline) {
       if (!exchange_ && Clock::now() >= deadline) return;
       continue;
     }
-    if (!exchange_->complete()) listen(std::min(deadline, deadline_));
+    if (!exchange_->complete()) listen(std::min({deadline, deadline_, watch().due()}));
+    watch().look(child().pid());
     if (exchange_->complete()) {
       settle();
     } else if (!child().talking()) {
@@ -159,6 +161,7 @@ void FramedClient::settle() {
   listen(Clock::now());
   error_lines_.flush();
   note_output();
+  watch().end();
   const Exchange done = *std::move(exchange_);
   exchange_.reset();
   if (!done.request().look) remember_errors(adapter_.dialect().complaint(done.reply()));
@@ -187,6 +190,7 @@ void FramedClient::lose(TKStatus status, std::string reason) {
     note_output();
     remember_errors(exchange_->reply().err + err);
   }
+  watch().end();
   exchange_.reset();
   if (child().talking()) child().end(Milliseconds{0}, limits().close_grace);
   if (reason.empty()) reason = how_it_ended();

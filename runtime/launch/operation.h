@@ -1,6 +1,8 @@
 // One command of the module as a series of exchanges with the client: pure, no process in sight.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -11,11 +13,19 @@
 
 namespace fileref::runtime {
 
+// The file whose contents a request moves.
+struct Transfer {
+  bool is_upload = false;
+  std::string remote = {}, local = {};
+  std::optional<std::uint64_t> total = {};  // in bytes; nothing: not known
+};
+
 // Lines for the client, without line feeds. They are answered together by one Reply.
 struct Request {
   std::vector<std::string> lines;
   bool transfer = false;  // moves file contents, so it may take as long as it takes
   bool look = false;      // only looks at what is there: a complaint explains no failure
+  Transfer moves = {};    // of a transfer: what
 };
 
 // What the client wrote on its two output streams in answer to a Request.

@@ -64,7 +64,10 @@ Step Download::transfer() {
     return fail("cannot remove " + quoted(part_) + ": " + std::strerror(error));
   }
   state_ = State::kTransfer;
-  return Request{{dialect_.download(command_.remote, part_)}, true, false};
+  return Request{{dialect_.download(command_.remote, part_)},
+                 true,
+                 false,
+                 {false, command_.remote, part_, before_.size}};
 }
 
 Step Download::take(const Reply& reply) {
@@ -186,7 +189,10 @@ Step Upload::transfer() {
   // that fail, the upload is still good.
   set_local_mode(command_.local, default_file_mode());
   state_ = State::kTransfer;
-  return Request{{dialect_.upload(command_.local, command_.remote)}, true, false};
+  return Request{{dialect_.upload(command_.local, command_.remote)},
+                 true,
+                 false,
+                 {true, command_.remote, command_.local, local_size(command_.local)}};
 }
 
 Step Upload::judge(const RemoteFile& arrived) {
@@ -208,7 +214,10 @@ Step Upload::judge(const RemoteFile& arrived) {
     return fail("cannot remove " + quoted(copy_) + ": " + std::strerror(error));
   }
   state_ = State::kReadBack;
-  return Request{{dialect_.download(command_.remote, copy_)}, true, true};
+  return Request{{dialect_.download(command_.remote, copy_)},
+                 true,
+                 true,
+                 {false, command_.remote, copy_, size}};
 }
 
 // Where the file cannot be read back whole, its size has to do.

@@ -61,6 +61,11 @@ Host::Impl::Impl(HostOptions options)
   toolkit.limits.transfer = options_.transfer_limit;
   toolkit.retries = options_.retries;
   toolkit.may_ask = options_.may_ask && has_terminal();
+  if (options_.progress) {
+    toolkit.progress = [this](const runtime::Transfer& transfer, std::uint64_t bytes, bool ended) {
+      options_.progress({transfer.is_upload, transfer.remote, bytes, transfer.total, ended});
+    };
+  }
   toolkit.interrupted = options_.interrupted;
   toolkit.verify_uploads = options_.verify_uploads;
   toolkit.adapter = options_.client;

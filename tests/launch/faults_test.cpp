@@ -134,6 +134,20 @@ TEST_P(Faults, TransfersAreNotHeldToTheLimitOfQuickCommands) {
   EXPECT_EQ(get("file"), kPrompt);
   EXPECT_GT(Clock::now() - start, milliseconds(400));
   EXPECT_EQ(read_file(local_), content_);
+  EXPECT_EQ(put("copy"), kPrompt);
+  // Both were long enough to tell how far they came.
+  std::uint64_t before = 0;
+  int ended = 0;
+  for (const Told& told : progress_) {
+    EXPECT_EQ(told.transfer.is_upload, ended == 1);
+    EXPECT_EQ(told.transfer.remote, told.transfer.is_upload ? "copy" : "file");
+    EXPECT_EQ(told.transfer.total, content_.size());
+    EXPECT_GE(told.bytes, before);
+    EXPECT_LE(told.bytes, content_.size());
+    before = told.ended ? 0 : told.bytes;
+    ended += told.ended;
+  }
+  EXPECT_EQ(ended, 2);
 }
 
 TEST_P(Faults, PumpLetsTimePassWhileTheAnswerIsUnderWay) {

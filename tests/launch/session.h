@@ -50,6 +50,9 @@ class Session : public testing::Test {
     request.verify_uploads = verify_;
     request.retries = retries_;
     request.journal = [this](std::string_view line) { journal_ += std::string(line) + "\n"; };
+    request.progress = [this](const Transfer& transfer, std::uint64_t bytes, bool ended) {
+      progress_.push_back({transfer, bytes, ended});
+    };
     request.keep_unsent = [this](const std::string& local) { return kept_ = local; };
     client_ = Client::launch(std::move(request), &why_);
     return client_ != nullptr;
@@ -91,6 +94,12 @@ class Session : public testing::Test {
   int retries_ = 0;
   std::unique_ptr<Client> client_;
   std::string why_, journal_, kept_;
+  struct Told {
+    Transfer transfer;
+    std::uint64_t bytes;
+    bool ended;
+  };
+  std::vector<Told> progress_;
 };
 
 }  // namespace fileref::runtime
