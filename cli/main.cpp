@@ -147,7 +147,7 @@ constexpr const char* kTargets =
     "  ENCODING=NAME  encoding of the remote text\n"
     "  USER= HOST=    as in the target\n"
     "  CD='DIR'       remote directory to enter first; NEW makes it when it is missing\n"
-    "  OPTIONS='...'  words for the client's command line; OPTIONSX='...' the same, never shown\n"
+    "  OPTIONS='...'  words for the client's command line; OPTIONSX='...' the same, kept secret\n"
     "  PATH='...'     the client program (sftp)\n"
     "\nExit status: 0 done, 1 failed (of exists: no), 2 used wrongly, 3 (of exists) failed.\n";
 

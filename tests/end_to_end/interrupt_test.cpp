@@ -1,4 +1,7 @@
 // A signal ends the command at once, whatever it waits for, and nothing is left behind.
+#include <algorithm>
+#include <array>
+
 #include "tests/end_to_end/command_fixture.h"
 
 namespace fileref {
