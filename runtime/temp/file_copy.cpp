@@ -14,7 +14,7 @@ namespace fileref::runtime {
 namespace {
 
 // As much as the largest pipe that everybody may have.
-constexpr std::size_t kWindow = 1024 * 1024;
+constexpr off_t kWindow = 1024 * 1024;
 
 [[noreturn]] void fail_to_write(int error) {
   throw std::system_error(error, std::generic_category(), "The records cannot be written");
@@ -25,21 +25,19 @@ bool goes_on(int error, const Destination& out) {
   return error == EINTR && !(out.interrupted && out.interrupted());
 }
 
-// A part of a file, mapped while it is looked at.
+// The next part of a file, mapped while it is looked at.
 class Window {
  public:
   // Empty at the end of the file, and when it cannot be mapped.
-  Window(int file, off_t begin, std::size_t length) {
+  Window(int file, off_t begin) {
     struct stat status {};
     if (fstat(file, &status) != 0 || status.st_size <= begin) return;
-    length = static_cast<std::size_t>(std::min<unsigned long long>(
-        length, static_cast<unsigned long long>(status.st_size - begin)));
-    const auto lead = static_cast<std::size_t>(begin % sysconf(_SC_PAGESIZE));
-    void* map = mmap(nullptr, lead + length, PROT_READ, MAP_PRIVATE, file,
-                     begin - static_cast<off_t>(lead));
+    const off_t lead = begin % sysconf(_SC_PAGESIZE);
+    const auto length = static_cast<std::size_t>(lead + std::min(kWindow, status.st_size - begin));
+    void* map = mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file, begin - lead);
     if (map == MAP_FAILED) return;
-    map_ = {static_cast<const char*>(map), lead + length};
-    bytes_ = map_.substr(lead);
+    map_ = {static_cast<const char*>(map), length};
+    bytes_ = map_.substr(static_cast<std::size_t>(lead));
   }
   ~Window() {
     if (!map_.empty()) munmap(const_cast<char*>(map_.data()), map_.size());
@@ -83,7 +81,7 @@ void send(int file, off_t begin, std::string_view text, const Destination& out) 
 
 off_t copy_bytes(int file, off_t begin, const Destination& out) {
   for (;;) {
-    const Window window(file, begin, kWindow);
+    const Window window(file, begin);
     if (window.bytes().empty()) return begin;
     send(file, begin, window.bytes(), out);
     begin += static_cast<off_t>(window.bytes().size());
@@ -92,7 +90,7 @@ off_t copy_bytes(int file, off_t begin, const Destination& out) {
 
 off_t copy_lines(int file, off_t begin, std::size_t longest, const Destination& out) {
   for (;;) {
-    const Window window(file, begin, kWindow);
+    const Window window(file, begin);
     const std::string_view lines = lines_within(window.bytes(), longest);
     if (lines.empty()) return begin;
     send(file, begin, lines, out);
@@ -103,7 +101,7 @@ off_t copy_lines(int file, off_t begin, std::size_t longest, const Destination& 
 long count_lines(int file, off_t end) {
   long lines = 0;
   for (off_t begin = 0; begin < end;) {
-    const Window window(file, begin, kWindow);
+    const Window window(file, begin);
     if (window.bytes().empty()) break;
     const std::string_view text = window.bytes().substr(0, static_cast<std::size_t>(end - begin));
     lines += std::count(text.begin(), text.end(), '\n');
