@@ -114,6 +114,7 @@ class Client {
   // Runs the same words anew, once the child has ended. False, and why, when that fails.
   bool restart(std::string* why);
 
+  const std::string& adapter() const { return request_.adapter; }
   const LaunchLimits& limits() const { return request_.limits; }
   TransferWatch& watch() { return watch_; }
   int retries() const { return request_.retries; }

@@ -34,7 +34,8 @@ PlainClient::PlainClient(LaunchRequest request, std::vector<std::string> words,
       }),
       error_lines_([this](std::string_view line) {
         note(line);
-        remember_error(line);
+        // It tells of failures on its standard output, so all that it says belongs together.
+        adapter() == "psftp" ? remember_output(line) : remember_error(line);
       }),
       outcome_is_open_(batch) {
   expect_answer(batch ? &LaunchLimits::transfer : &LaunchLimits::start);

@@ -112,6 +112,7 @@ TEST_P(Psftp, RunsABatchToItsEnd) {
     while ((last = answer()) != end) ASSERT_FALSE((output += last).empty());
     EXPECT_EQ(output.find("Remote directory is /") != output.npos, status == 0) << output;
     EXPECT_EQ(client_->exit_status(), status) << commands;
+    EXPECT_EQ(tells("open for read: no such file"), status != 0) << told();
   }
 }
 
