@@ -143,7 +143,7 @@ class Dialogue {
     if (!rest_.empty()) rest_.remove_prefix(1);
     for (const char* part : {".part", ".sent"}) {
       for (const std::string& line : request.lines) {
-        if (line.find(local_ + part) != line.npos) {
+        if (line.ends_with(' ' + openssh::quote(local_ + part))) {
           std::ofstream(local_ + part) << std::string(size, 'x');
         }
       }
