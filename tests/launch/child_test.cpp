@@ -8,7 +8,7 @@
 namespace fileref::runtime {
 namespace {
 
-class ChildTest : public Session {
+class ChildTest : public ClientTest {
  protected:
   std::unique_ptr<Child> shell(const std::string& script) {
     auto child = Child::start({"sh", "-c", script}, true, &why_);

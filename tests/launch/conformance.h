@@ -17,7 +17,7 @@ const auto kWays = testing::Values(Way::kSftpDirectly, Way::kSftpOverSsh, Way::k
 const std::string kAnotherUser =
     geteuid() == 0 ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
 
-class Conformance : public Session, public testing::WithParamInterface<Way> {
+class Conformance : public ClientTest, public testing::WithParamInterface<Way> {
  public:
   static std::string name(const testing::TestParamInfo<Way>& info) {
     constexpr const char* kNames[] = {"SftpDirectly", "SftpOverSsh", "PsftpOverSsh"};

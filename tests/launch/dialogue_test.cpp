@@ -7,7 +7,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-class Dialogue : public Session {
+class Dialogue : public ClientTest {
  protected:
   Dialogue() { limits_.close_grace = milliseconds(100); }
 

@@ -6,7 +6,7 @@
 namespace fileref::runtime {
 namespace {
 
-class Openssh : public Session {};
+class Openssh : public ClientTest {};
 
 TEST_F(Openssh, GivesNewRemoteFilesOrdinaryPermissions) {
   connect(kServer);

@@ -23,10 +23,10 @@ inline const std::string kPrompt = "sftp> ";
 inline const std::string kNotThere = "no such file or directory\nsftp> ";
 inline const std::string kRefused = "unable to open: no such file or directory\nsftp> ";
 
-class Session : public testing::Test {
+class ClientTest : public testing::Test {
  protected:
-  Session() { support::fs::create_directory(remote_); }
-  ~Session() override {
+  ClientTest() { support::fs::create_directory(remote_); }
+  ~ClientTest() override {
     const long pid = client_ ? client_->pid() : 0;
     client_.reset();
     EXPECT_EQ(descriptors(), descriptors_before_);
