@@ -217,9 +217,11 @@ TEST_P(Listings, IsWholeOrFails) {
   }
   limits_.command = limits_.close_grace = milliseconds(300);
   connect(kFaultyServer + " none");
-  for (const pid_t server : sessions()) ASSERT_EQ(kill(server, SIGSTOP), 0);
+  const auto stopped = sessions();
+  for (const pid_t server : stopped) ASSERT_EQ(kill(server, SIGSTOP), 0);
   EXPECT_EQ(list(""), Names{"failed"});
   EXPECT_NE(client_->explanation().find("no answer within"), std::string::npos);
+  for (const pid_t server : stopped) kill(server, SIGCONT);
 }
 
 TEST_P(Listings, SparesTheQuestionForASizeThatItKnows) {
