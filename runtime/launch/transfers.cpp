@@ -54,14 +54,15 @@ Step Download::ask_size() {
 }
 
 Step Download::transfer() {
+  // What an attempt with an outdated size left goes, too.
+  if (const int error = remove_local(part_)) {
+    return fail("cannot remove " + quoted(part_) + ": " + std::strerror(error));
+  }
   const bool irregular =
       before_.kind == RemoteFile::Kind::kDirectory || before_.kind == RemoteFile::Kind::kOther;
   if (irregular) {
     return refusal("unable to open: no such file or directory",
                    quoted(command_.remote) + " is not a regular file");
-  }
-  if (const int error = remove_local(part_)) {
-    return fail("cannot remove " + quoted(part_) + ": " + std::strerror(error));
   }
   state_ = State::kTransfer;
   return Request{{dialect_.download(command_.remote, part_)},
