@@ -17,6 +17,9 @@ constexpr std::string_view kRemoteScheme = "sftp://";
 constexpr std::string_view kLocalScheme = "local:";
 constexpr const char* kServerProgram = "/usr/lib/openssh/sftp-server";
 
+// Without a network, few requests under way at a time keep the data in the processor's cache.
+const std::vector<std::string> kLocalArguments = {"-B", "131072", "-R", "8", "-D", kServerProgram};
+
 [[noreturn]] void refuse(std::string_view text, std::string_view why) {
   throw std::invalid_argument(fmt::format("\"{}\" {}", runtime::printable(text), why));
 }
@@ -107,7 +110,7 @@ Target Target::parse(std::string_view text) {
     target = parse_remote(text);
   } else if (text.starts_with(kLocalScheme)) {
     target.path = text.substr(kLocalScheme.size());
-    target.client_arguments = {"-D", kServerProgram};
+    target.client_arguments = kLocalArguments;
   } else {
     refuse(text, "is no target. Write sftp://[USER@]HOST[:PORT]/PATH or local:PATH");
   }

@@ -286,7 +286,7 @@ TEST(Targets, AreTakenApart) {
       {"sftp://u@[::1]:22/f", "u|[::1]|/f|-P 22 "},
       {"sftp://[::1]/f", "|[::1]|/f|"},
       {"sftp://do%40main@h/f", "do@main|h|/f|"},
-      {"local:/f%20", "||/f%20|-D /usr/lib/openssh/sftp-server "},
+      {"local:/f%20", "||/f%20|-B 131072 -R 8 -D /usr/lib/openssh/sftp-server "},
   };
   for (const auto& c : cases) {
     const Target target = Target::parse(c.text);
