@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "runtime/launch/command_line.h"
 #include "runtime/launch/framed_client.h"
@@ -46,6 +47,13 @@ bool check_questions(const std::string& adapter, const std::vector<std::string>&
   return false;
 }
 
+// Where nobody can be asked, OpenSSH is to give up at the first question: else it tries empty
+// passwords, which a server may count against the user.
+bool gives_up_at_questions(const LaunchRequest& request, const std::string& program) {
+  return adapter_for(program) == "openssh" && !request.may_ask &&
+         std::getenv("SSH_ASKPASS") == nullptr;
+}
+
 bool check_host(bool has_host, const std::vector<std::string>& words, std::string* why) {
   if (!has_host) {
     if (names_direct_server(words)) return true;
@@ -81,7 +89,7 @@ std::optional<std::vector<std::string>> words_to_run(const LaunchRequest& reques
 }  // namespace
 
 std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) {
-  const std::optional<std::vector<std::string>> words = words_to_run(request, why);
+  std::optional<std::vector<std::string>> words = words_to_run(request, why);
   if (!words) return nullptr;
   if (request.adapter.empty()) request.adapter = adapter_for(words->front());
   std::unique_ptr<Dialect> dialect = dialect_for(request.adapter);
@@ -91,6 +99,9 @@ std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) 
     return nullptr;
   }
   if (!check_questions(request.adapter, *words, why)) return nullptr;
+  if (gives_up_at_questions(request, words->front())) {
+    words->insert(words->begin() + 1, "-oBatchMode=yes");
+  }
   std::unique_ptr<Child> child = Child::start(*words, !request.may_ask, why, request.interrupted);
   if (!child) return nullptr;
   const bool batch = dialect && has_word(*words, "-b");

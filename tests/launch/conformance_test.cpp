@@ -75,6 +75,7 @@ TEST_P(Conformance, EveryOutcomeIsReadAsWhatItIs) {
       {"get \"\" \"$L\"", kRefused, "the remote name is empty"},
       {"get \"file\" \"$L.none/x\"", "failed", missing},
       {"get \"file\" \"$L.directory\"", "failed", "is a directory"},
+      {"get \"file\" \"/dev/null/x\"", "failed", "not a directory"},
       {"put \"$L\" \"uploaded\"", kPrompt},
       {"put \"$L\" \"uploaded\"", kPrompt},
       {"put \"$L\" \"file\"", kPrompt},
