@@ -21,8 +21,10 @@ constexpr const char* kNewHostKey =
 constexpr const char* kNoSuchKeyFile =
     "the file of the login key cannot be read: check the file that OPTIONS names";
 constexpr const char* kKeyRefused =
-    "the login was refused: check the user name and the key (OPTIONS='-i FILE'); a key with a "
-    "passphrase needs an agent (ssh-add) where there is no terminal to ask on";
+    "the login was refused: check the user name and the key (OPTIONS='-i FILE'); where there is no "
+    "terminal to ask on, a key with a passphrase needs an agent (ssh-add), and a password cannot "
+    "be "
+    "asked for";
 constexpr const char* kPasswordRefused =
     "the login was refused: check user name and password; where there is no terminal to ask on, "
     "use a key that needs no answer (OPTIONS='-i FILE')";
