@@ -34,7 +34,7 @@ Step List::begin() {
   state_ = State::kList;
   asked_ = 0;
   found_.clear();
-  return Request{{list_names(selection_.path)}, false, true};
+  return Request{{list_names(selection().path)}, false, true};
 }
 
 Step List::take(const Reply& reply) {
@@ -59,10 +59,10 @@ Step List::judge(const Reply& reply) {
     // Empty, or one in which no name can be looked at.
     state_ = State::kEnter;
     return Request{
-        {dialect_.look(selection_.path.empty() ? "." : selection_.path + "/.")}, false, true};
+        {dialect_.look(selection().path.empty() ? "." : selection().path + "/.")}, false, true};
   }
-  if (names_one_file(lines)) return answer_file(selection_);
-  const std::string_view path = selection_.path;
+  if (names_one_file(lines)) return answer_file(selection());
+  const std::string_view path = selection().path;
   const std::size_t depth = slashes(path) + (path.ends_with('/') ? 0 : 1);
   std::string why;
   listing_ = DirectoryListing::parse(lines, {false, true, depth}, &why);
@@ -71,7 +71,7 @@ Step List::judge(const Reply& reply) {
 
 // Asked about something that is no directory, the client lists that.
 bool List::names_one_file(std::string_view lines) const {
-  const std::string_view path = selection_.path;
+  const std::string_view path = selection().path;
   return !path.empty() && !path.ends_with('/') && lines.find('\n') + 1 == lines.size() &&
          slashes(lines) == slashes(path);
 }
@@ -81,13 +81,12 @@ Step List::judge_silence(const Reply& reply) {
   if (!reply.err.empty()) return fail("the client complains, and lists nothing");
   std::string why;
   listing_ = DirectoryListing::parse({}, {false, true, 1}, &why);
-  return answer();
+  return answer(std::move(listing_));
 }
 
 Step List::next_name() {
   if (asked_ == listing_->unclear().size()) {
-    listing_->sort();
-    return answer();
+    return answer(std::move(listing_));
   }
   unclear_.emplace(listing_->entries()[listing_->unclear()[asked_]].name);
   return ask_name();
@@ -100,7 +99,7 @@ Step List::ask_name() {
     return fail("the true name of \"" + std::string(entry.name) + "\" cannot be found out");
   }
   candidate_ = *std::move(candidate);
-  const std::string line = list_names(literal_path(selection_.prefix + candidate_.name));
+  const std::string line = list_names(literal_path(selection().prefix + candidate_.name));
   if (line.size() > dialect_.longest_line())
     return fail("its path is too long to ask about its names");
   state_ = State::kAskName;
@@ -114,29 +113,6 @@ Step List::judge_name(const Reply& reply) {
   if (!fits || !found_.insert(candidate_.name).second) return ask_name();
   listing_->set_name(listing_->unclear()[asked_++], candidate_.name);
   return next_name();
-}
-
-Answer List::answer() {
-  Answer answer = answer_names(selection_, *listing_);
-  if (answer.status != kSuccess) return fail(answer.explanation);
-  if (selection_.path.empty()) {
-    session_->listed = std::move(listing_);
-    session_->listed_directory = session_->directory;
-    session_->looks_saved = 0;
-  }
-  return answer;
-}
-
-Answer List::fail(const std::string& reason) const {
-  const std::string& what = selection_.path.empty() ? session_->directory : selection_.path;
-  return failure("the listing of " + quoted(what) + " failed: " + reason);
-}
-
-// The end of the client's output would pass for the end of the names.
-Answer List::lost(Answer failure, std::string_view) {
-  if (failure.status == kEndOfOutput) failure.status = kProcessFailed;
-  failure.explanation = fail(failure.explanation).explanation;
-  return failure;
 }
 
 }  // namespace fileref::runtime::openssh

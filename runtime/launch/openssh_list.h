@@ -9,17 +9,17 @@
 #include <string_view>
 
 #include "runtime/launch/dialect.h"
+#include "runtime/launch/list_operation.h"
 #include "runtime/launch/unclear_name.h"
 
 namespace fileref::runtime::openssh {
 
-class List : public Operation {
+class List : public ListOperation {
  public:
   List(const Dialect& dialect, Session* session, Selection selection)
-      : dialect_(dialect), session_(session), selection_(std::move(selection)) {}
+      : ListOperation(session, std::move(selection)), dialect_(dialect) {}
   Step begin() override;
   Step take(const Reply& reply) override;
-  Answer lost(Answer failure, std::string_view words) override;
 
  private:
   enum class State { kList, kEnter, kAskName };
@@ -30,12 +30,8 @@ class List : public Operation {
   Step next_name();
   Step ask_name();
   Step judge_name(const Reply& reply);
-  Answer answer();
-  Answer fail(const std::string& reason) const;
 
   const Dialect& dialect_;
-  Session* session_;
-  Selection selection_;
   State state_ = State::kList;
   std::unique_ptr<DirectoryListing> listing_;
   // While unclear names are asked for:

@@ -32,7 +32,7 @@ void for_each_name(std::string_view lines, Take take) {
 Step List::begin() {
   state_ = State::kList;
   unconfirmed_.clear();
-  return Request{{list_names(selection_.path)}, false, true};
+  return Request{{list_names(selection().path)}, false, true};
 }
 
 Step List::take(const Reply& reply) {
@@ -55,29 +55,29 @@ Step List::judge(const Reply& reply) {
   const std::optional<Listed> listed = read_listed(reply.out);
   if (!listed) return fail("the client's answer is not understood");
   if (listed->complaint.ends_with(": no such file or directory")) {
-    if (selection_.path.empty() || selection_.path.ends_with('/')) {
+    if (selection().path.empty() || selection().path.ends_with('/')) {
       return refusal("no such file or directory");
     }
-    return ask(State::kFile, list_only(selection_.path));
+    return ask(State::kFile, list_only(selection().path));
   }
   if (!listed->complaint.empty()) return fail("the client cannot read it");
   lines_ = listed->lines;
   // Empty, or one in which no name can be looked at: most servers list "." in the former.
   if (lines_.empty()) return ask(State::kRoot, list_matches("/", "[.]"));
-  return ask(State::kUnusual, list_matches(selection_.path, kUnusual));
+  return ask(State::kUnusual, list_matches(selection().path, kUnusual));
 }
 
 Step List::judge_file(const Reply& reply) {
   const std::optional<Listed> listed = read_listed(reply.out);
   const bool is_there = listed && !listed->lines.empty();
-  return is_there ? answer_file(selection_) : refusal("no such file or directory");
+  return is_there ? answer_file(selection()) : refusal("no such file or directory");
 }
 
 Step List::judge_root(const Reply& reply) {
   const std::optional<Listed> listed = read_listed(reply.out);
   const bool lists_dots = !listed || !listed->complaint.empty() || !listed->lines.empty();
   if (lists_dots) return fail("it may be read, but not entered");
-  return answer();
+  return answer_lines();
 }
 
 Step List::judge_unusual(const Reply& reply) {
@@ -95,9 +95,9 @@ Step List::judge_unusual(const Reply& reply) {
 }
 
 Step List::next_length() {
-  if (unconfirmed_.empty()) return answer();
+  if (unconfirmed_.empty()) return answer_lines();
   const std::string pattern(unconfirmed_.begin()->first, '?');
-  return ask(State::kOfLength, list_matches(selection_.path, pattern));
+  return ask(State::kOfLength, list_matches(selection().path, pattern));
 }
 
 Step List::judge_length(const Reply& reply) {
@@ -116,36 +116,15 @@ Step List::ask(State state, const std::optional<std::string>& line) {
   return Request{{*line}, false, true};
 }
 
-Answer List::answer() {
+Answer List::answer_lines() {
   std::string why;
   std::unique_ptr<DirectoryListing> listing = DirectoryListing::parse(lines_, kForm, &why);
-  if (!listing) return fail(why);
-  listing->sort();
-  Answer answer = answer_names(selection_, *listing);
-  if (answer.status != kSuccess) return fail(answer.explanation);
-  if (selection_.path.empty()) {
-    session_->listed = std::move(listing);
-    session_->listed_directory = session_->directory;
-    session_->looks_saved = 0;
-  }
-  return answer;
-}
-
-Answer List::fail(const std::string& reason) const {
-  const std::string& what = selection_.path.empty() ? session_->directory : selection_.path;
-  return failure("the listing of " + quoted(what) + " failed: " + reason);
+  return listing ? answer(std::move(listing)) : fail(why);
 }
 
 Answer List::fail_hidden(std::string_view shown) const {
   return fail("psftp does not show the name " + quoted(std::string(shown)) +
               " whole: rename that file, or use sftp");
-}
-
-// The end of the client's output would pass for the end of the names.
-Answer List::lost(Answer failure, std::string_view) {
-  if (failure.status == kEndOfOutput) failure.status = kProcessFailed;
-  failure.explanation = fail(failure.explanation).explanation;
-  return failure;
 }
 
 }  // namespace fileref::runtime::psftp

@@ -14,16 +14,15 @@
 #include <string_view>
 
 #include "runtime/launch/dialect.h"
+#include "runtime/launch/list_operation.h"
 
 namespace fileref::runtime::psftp {
 
-class List : public Operation {
+class List : public ListOperation {
  public:
-  List(Session* session, Selection selection)
-      : session_(session), selection_(std::move(selection)) {}
+  List(Session* session, Selection selection) : ListOperation(session, std::move(selection)) {}
   Step begin() override;
   Step take(const Reply& reply) override;
-  Answer lost(Answer failure, std::string_view words) override;
 
  private:
   enum class State { kList, kFile, kRoot, kUnusual, kOfLength };
@@ -35,12 +34,9 @@ class List : public Operation {
   Step judge_length(const Reply& reply);
   Step ask(State state, const std::optional<std::string>& line);
   Step next_length();
-  Answer answer();
-  Answer fail(const std::string& reason) const;
+  Answer answer_lines();
   Answer fail_hidden(std::string_view shown) const;
 
-  Session* session_;
-  Selection selection_;
   State state_ = State::kList;
   std::string lines_;                                         // of the directory
   std::map<std::size_t, std::set<std::string>> unconfirmed_;  // unusual names, by their length
