@@ -74,7 +74,7 @@ void RecordLoop(benchmark::State& state) {
   const ModuleLoader loader(FILEREF_MODULE_PATH);
   Runtime runtime({});
   runtime.connect(loader.connect_routine());
-  runtime.toolkit.extra_arguments = {"-D", "/usr/lib/openssh/sftp-server"};
+  runtime.toolkit.launch.extra_arguments = {"-D", "/usr/lib/openssh/sftp-server"};
   rctype rc = 0;
   AMENT& table = *runtime.method_block(&rc)->ament;
   char method[] = "SFTP    ";

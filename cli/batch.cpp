@@ -18,10 +18,10 @@ int batch(const Request& request) {
   host.assign(kFileref, target, options);
   // No exception may pass through the client's dialogue.
   std::exception_ptr failure;
-  host.run_batch(kFileref, [&failure](std::string_view line) {
+  RecordOutput output("\n");
+  host.run_batch(kFileref, [&](std::string_view line) {
     if (failure) return;
     try {
-      RecordOutput output("\n");
       output.add(line);
       output.flush();
     } catch (...) {

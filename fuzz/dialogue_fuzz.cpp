@@ -42,7 +42,8 @@ class Dialogue {
   Dialogue(std::string_view bytes, const std::string& directory)
       : rest_(bytes),
         local_(directory + "/local"),
-        adapter_(dialect_of(bytes.front()), Session{[](const std::string& kept) { return kept; }}) {
+        adapter_(fuzz::dialect_of(bytes.front()),
+                 Session{[](const std::string& kept) { return kept; }}) {
     rest_.remove_prefix(1);
   }
 
@@ -68,9 +69,6 @@ class Dialogue {
   }
 
  private:
-  using Dialect = fileref::runtime::Dialect;
-  static std::unique_ptr<Dialect> dialect_of(char client) { return fuzz::dialect_of(client); }
-
   std::string take_line() {
     const std::size_t end = std::min(rest_.find('\n'), rest_.size());
     std::string line(rest_.substr(0, end));

@@ -164,21 +164,12 @@ Toolkit::Toolkit(Log& log, FaultPoint& allocation_faults, FaultPoint& service_fa
 }
 
 TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* process) {
-  LaunchRequest request;
+  LaunchRequest request = launch;
   request.command_line = command_line;
-  request.extra_arguments = extra_arguments;
-  request.adapter = adapter;
-  request.limits = limits;
-  request.retries = retries;
-  request.may_ask = may_ask;
-  request.interrupted = interrupted;
-  request.verify_uploads = verify_uploads;
   request.journal = [this](std::string_view text) {
     log_.write("client", text);
     if (client_said) client_said(text);
   };
-  request.progress = progress;
-  request.keep_unsent = keep_unsent;
   std::string why;
   auto client = Client::launch(std::move(request), &why);
   if (!client) {

@@ -28,17 +28,9 @@ class Toolkit {
 
   TK_HNDL_S* handle() { return &handle_; }
 
-  // How the next clients are launched.
-  LaunchLimits limits;
-  int retries = 2;
-  bool may_ask = false;
-  bool verify_uploads = false;               // read what was sent back and compare
-  std::string adapter;                       // empty: by the program's name
-  std::vector<std::string> extra_arguments;  // right behind the program
-  std::function<bool()> interrupted;         // true ends the client and fails the call
-  ProgressReport progress;                   // of transfers
-  // Keeps a local file whose upload failed; returns where, or nothing when it could not.
-  std::function<std::string(const std::string& local)> keep_unsent;
+  // How the next clients are launched; their command lines come from the module, and the journal is
+  // the log.
+  LaunchRequest launch;
   Launcher launcher;
   // Is told each line that clients say.
   std::function<void(std::string_view line)> client_said;

@@ -59,8 +59,7 @@ class Input {
   /// Writes the records that are left to a descriptor, each with a line feed behind it (those of a
   /// stream without), faster than reading them one by one. Throws Failure as `next` would, when the
   /// records before it are written; std::system_error when `out` cannot be written, with EINTR when
-  /// HostOptions::interrupted says so behind a signal, and then the
-  /// input can only be closed.
+  /// HostOptions::interrupted says so behind a signal, and then the input can only be closed.
   void copy_to(int out);
 
   /// In bytes, as the open settled it.

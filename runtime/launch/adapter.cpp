@@ -42,10 +42,6 @@ std::vector<std::string> lines_for(const Dialect& dialect, const Command& comman
 
 }  // namespace
 
-std::string literal_path(std::string_view name) {
-  return (name.starts_with('-') ? "./" : "") + std::string(name);
-}
-
 std::unique_ptr<Operation> Adapter::start() {
   return std::make_unique<Start>(*dialect_, &session_);
 }

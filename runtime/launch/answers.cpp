@@ -1,6 +1,6 @@
 #include "runtime/launch/answers.h"
 
-#include <algorithm>
+#include "runtime/launch/line_buffer.h"
 
 namespace fileref::runtime {
 
@@ -23,12 +23,10 @@ std::string quoted(const std::string& name) {
 
 bool has_line(std::string_view text, std::initializer_list<std::string_view> openings) {
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    const std::string_view line = text.substr(0, end);
+    const std::string_view line = take_line(&text);
     for (const std::string_view opening : openings) {
       if (line.starts_with(opening)) return true;
     }
-    text.remove_prefix(std::min(end + 1, text.size()));
   }
   return false;
 }

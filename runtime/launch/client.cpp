@@ -114,10 +114,7 @@ std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) 
 }
 
 Client::Client(LaunchRequest request, std::vector<std::string> words, std::unique_ptr<Child> child)
-    : request_(std::move(request)),
-      words_(std::move(words)),
-      child_(std::move(child)),
-      watch_(request_.progress) {}
+    : request_(std::move(request)), words_(std::move(words)), child_(std::move(child)) {}
 
 Client::~Client() {
   child_->end(limits().close_grace, limits().close_grace);
@@ -125,8 +122,9 @@ Client::~Client() {
 
 bool Client::restart(std::string* why) {
   std::unique_ptr<Child> child = Child::start(words_, !request_.may_ask, why, request_.interrupted);
-  if (child) child_ = std::move(child);
-  return child_->talking();
+  if (!child) return false;
+  child_ = std::move(child);
+  return true;
 }
 
 TKStatus Client::kill() {

@@ -116,7 +116,7 @@ class Client {
 
   const std::string& adapter() const { return request_.adapter; }
   const LaunchLimits& limits() const { return request_.limits; }
-  TransferWatch& watch() { return watch_; }
+  const ProgressReport& progress() const { return request_.progress; }
   int retries() const { return request_.retries; }
   bool interrupted() const { return request_.interrupted && request_.interrupted(); }
   Child& child() { return *child_; }
@@ -138,7 +138,6 @@ class Client {
   LaunchRequest request_;
   std::vector<std::string> words_;
   std::unique_ptr<Child> child_;
-  TransferWatch watch_;
   std::string explanation_, error_words_, output_words_;
 };
 

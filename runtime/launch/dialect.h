@@ -75,6 +75,8 @@ class Dialect {
 };
 
 // The path by which no client takes a name for an option.
-std::string literal_path(std::string_view name);
+inline std::string literal_path(std::string_view name) {
+  return (name.starts_with('-') ? "./" : "") + std::string(name);
+}
 
 }  // namespace fileref::runtime

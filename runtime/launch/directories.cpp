@@ -1,6 +1,5 @@
 #include "runtime/launch/directories.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "runtime/launch/answers.h"
@@ -9,26 +8,18 @@
 namespace fileref::runtime {
 namespace {
 
-bool says_host_is_unknown(std::string_view words) {
-  while (!words.empty()) {
-    const std::size_t end = std::min(words.find('\n'), words.size());
-    const std::string_view line = words.substr(0, end);
-    const auto says = [&](std::string_view text) { return line.find(text) != line.npos; };
-    if ((says("Could not resolve hostname") || says("Name or service not known")) &&
-        !says("Temporary failure in name resolution")) {
-      return true;
-    }
-    words.remove_prefix(std::min(end + 1, words.size()));
-  }
-  return false;
-}
-
 // Enters one directory after the other, and asks for the last.
 Request enter(const Dialect& dialect, const std::vector<std::string>& trail) {
   Request request;
   for (const std::string& name : trail) request.lines.push_back(dialect.change_directory(name));
   request.lines.emplace_back("pwd");
   return request;
+}
+
+// Whether the current directory was entered from the one to go back to.
+bool came_by_name(const Session& session) {
+  const std::optional<std::vector<std::string>>& trail = session.trail;
+  return trail && !trail->empty() && !trail->back().starts_with('/');
 }
 
 }  // namespace
@@ -61,9 +52,10 @@ Step Start::take(const Reply& reply) {
 }
 
 Answer Start::lost(Answer failure, std::string_view words) {
+  if (failure.status != kEndOfOutput) return failure;
   const std::string cause = explain_start_failure(words);
-  if (failure.status == kEndOfOutput && !cause.empty()) failure.explanation = cause;
-  if (failure.status == kEndOfOutput && says_host_is_unknown(words)) {
+  if (!cause.empty()) failure.explanation = cause;
+  if (says_host_is_unknown(words)) {
     return {kSuccess, "host does not exist\n", std::move(failure.explanation), true};
   }
   return failure;
@@ -96,11 +88,9 @@ bool ChangeDirectory::succeeded(Verdict verdict, const std::string& before) cons
 
 Step LeaveDirectory::begin() {
   if (target_.empty()) return failure("there is no directory to go back to");
-  const std::optional<std::vector<std::string>>& trail = session_->trail;
-  const bool retraces = trail && !trail->empty() && !trail->back().starts_with('/') &&
-                        !dialect_.shows_exactly(target_);
-  if (retraces) {
-    Request request = enter(dialect_, {trail->begin(), trail->end() - 1});
+  if (came_by_name(*session_) && !dialect_.shows_exactly(target_)) {
+    const std::vector<std::string>& trail = *session_->trail;
+    Request request = enter(dialect_, {trail.begin(), trail.end() - 1});
     request.lines.insert(request.lines.begin(), "cd");  // to where the session began
     return request;
   }
@@ -111,13 +101,12 @@ Step LeaveDirectory::begin() {
 
 // In another directory, names would stand for other files.
 Step LeaveDirectory::take(const Reply& reply) {
-  std::optional<std::vector<std::string>>& trail = session_->trail;
-  if (trail && !trail->empty() && !trail->back().starts_with('/')) {
-    trail->pop_back();
+  if (came_by_name(*session_)) {
+    session_->trail->pop_back();
   } else if (dialect_.shows_exactly(target_)) {
-    trail = {target_};
+    session_->trail = {target_};
   } else {
-    trail.reset();
+    session_->trail.reset();
   }
   session_->directory = target_;
   if (dialect_.working_directory(reply) == target_) return done();
@@ -131,7 +120,7 @@ Step MakeDirectory::begin() {
   if (std::exchange(state_, State::kMake) == State::kNew) return make();
   // It may have been made before the session was lost.
   state_ = State::kLook;
-  return Request{{dialect_.look(name_)}, false, true};
+  return looking(dialect_.look(name_));
 }
 
 Step MakeDirectory::make() {

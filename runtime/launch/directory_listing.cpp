@@ -11,7 +11,7 @@ namespace {
 
 // OpenSSH cuts a long line in silence before it makes bytes visible.
 constexpr std::size_t kLongestLine = 1022;
-constexpr std::size_t kShownByte = 4;
+constexpr std::size_t kOctalDigits = 3;
 
 bool before(const DirectoryListing::Entry& a, const DirectoryListing::Entry& b) {
   return a.name < b.name;
@@ -47,7 +47,7 @@ std::string DirectoryListing::parse_lines(const ListingForm& form) {
     const std::string_view name = parsed->path.substr(parsed->path.rfind('/') + 1);
     previous = name;
     const std::size_t hidden = form.shows_octal ? hidden_bytes(name) : 0;
-    if (form.long_lines && line.size() - (kShownByte - 1) * hidden > kLongestLine) {
+    if (form.long_lines && line.size() - kOctalDigits * hidden > kLongestLine) {
       return "the client cuts the long path \"" + std::string(parsed->path) + "\"";
     }
     if (name == "." || name == "..") continue;

@@ -33,6 +33,7 @@ FramedClient::FramedClient(LaunchRequest request, std::vector<std::string> words
                            std::unique_ptr<Child> child, Adapter adapter)
     : Client(std::move(request), std::move(words), std::move(child)),
       adapter_(std::move(adapter)),
+      watch_(progress()),
       error_lines_([this](std::string_view line) { note(line); }) {
   begin(adapter_.start(), &LaunchLimits::start);
 }
@@ -114,10 +115,10 @@ void FramedClient::start_exchange(Request request) {
   const std::string nonce = make_nonce();
   if (nonce.empty()) return lose(kProcessFailed, "the system gives no random numbers");
   for (const std::string& line : request.lines) note_sent(line);
-  limit_ = request.transfer ? &LaunchLimits::transfer : quick_limit_;
+  limit_ = request.moves ? &LaunchLimits::transfer : quick_limit_;
   deadline_ = deadline_after(limits().*limit_);
   exchange_.emplace(std::move(request), adapter_.dialect().sentinel(nonce));
-  watch().begin(exchange_->request());
+  watch_.begin(exchange_->request());
   child().queue(exchange_->input());
   listen(Clock::now());
 }
@@ -131,8 +132,8 @@ void FramedClient::run_until(Clock::time_point deadline) {
       if (!exchange_ && Clock::now() >= deadline) return;
       continue;
     }
-    if (!exchange_->complete()) listen(std::min({deadline, deadline_, watch().due()}));
-    watch().look(child().pid());
+    if (!exchange_->complete()) listen(std::min({deadline, deadline_, watch_.due()}));
+    watch_.look(child().pid());
     if (exchange_->complete()) {
       settle();
     } else if (!child().talking()) {
@@ -161,7 +162,7 @@ void FramedClient::settle() {
   listen(Clock::now());
   error_lines_.flush();
   note_output();
-  watch().end();
+  watch_.end();
   const Exchange done = *std::move(exchange_);
   exchange_.reset();
   if (!done.request().look) remember_errors(adapter_.dialect().complaint(done.reply()));
@@ -170,11 +171,12 @@ void FramedClient::settle() {
 
 void FramedClient::finish(Answer answer) {
   operation_.reset();
-  if (answer.status == kSuccess && !answer.refused) was_up_ = true;
+  const bool succeeded = answer.status == kSuccess && !answer.refused;
+  was_up_ = was_up_ || succeeded;
   answer_.append(answer.text);
   failure_ = answer.status;
   if (answer.ends_client) child().end(Milliseconds{0}, limits().close_grace);
-  if (answer.status == kSuccess && !answer.refused) forget_failure();
+  if (succeeded) forget_failure();
   explain(std::move(answer.explanation));
 }
 
@@ -190,7 +192,7 @@ void FramedClient::lose(TKStatus status, std::string reason) {
     note_output();
     remember_errors(exchange_->reply().err + err);
   }
-  watch().end();
+  watch_.end();
   exchange_.reset();
   if (child().talking()) child().end(Milliseconds{0}, limits().close_grace);
   if (reason.empty()) reason = how_it_ended();

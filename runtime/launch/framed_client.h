@@ -46,6 +46,7 @@ class FramedClient : public Client {
   void remember_errors(std::string_view text);
 
   Adapter adapter_;
+  TransferWatch watch_;
   std::unique_ptr<Operation> operation_;  // while an answer is under way
   std::unique_ptr<Operation> resume_;     // that brings the session up for it again
   std::optional<Exchange> exchange_;      // none under way: the repetition is waited for

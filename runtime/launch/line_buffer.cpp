@@ -1,5 +1,7 @@
 #include "runtime/launch/line_buffer.h"
 
+#include <algorithm>
+
 namespace fileref::runtime {
 namespace {
 
@@ -10,6 +12,13 @@ std::string_view without_carriage_returns(std::string_view line) {
 }
 
 }  // namespace
+
+std::string_view take_line(std::string_view* text) {
+  const std::size_t end = std::min(text->find('\n'), text->size());
+  const std::string_view line = text->substr(0, end);
+  text->remove_prefix(std::min(end + 1, text->size()));
+  return line;
+}
 
 void LineBuffer::add(std::string_view bytes) {
   for (std::size_t end; (end = bytes.find('\n')) != bytes.npos; bytes.remove_prefix(end + 1)) {

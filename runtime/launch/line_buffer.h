@@ -7,6 +7,9 @@
 
 namespace fileref::runtime {
 
+// Takes the first line off `text`, and its line feed, if it has one.
+std::string_view take_line(std::string_view* text);
+
 // Clients write for a terminal: the carriage returns at both ends of a line are taken off.
 class LineBuffer {
  public:

@@ -4,12 +4,12 @@ namespace fileref::runtime {
 
 Request Look::begin() {
   more_ = 2;
-  return {{dialect_.look(path_)}, false, true};
+  return looking(dialect_.look(path_));
 }
 
 std::optional<Request> Look::take(const Reply& reply) {
   const std::string line = more_-- > 0 ? dialect_.look_on(reply, path_) : "";
-  if (!line.empty()) return Request{{line}, false, true};
+  if (!line.empty()) return looking(line);
   found_ = dialect_.found(reply, path_);
   return std::nullopt;
 }

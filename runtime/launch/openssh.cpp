@@ -1,8 +1,7 @@
 #include "runtime/launch/openssh.h"
 
-#include <algorithm>
-
 #include "runtime/launch/answers.h"
+#include "runtime/launch/line_buffer.h"
 #include "runtime/launch/openssh_list.h"
 
 namespace fileref::runtime::openssh {
@@ -34,11 +33,6 @@ bool says_failed(Command::Verb verb, std::string_view err) {
   }
 }
 
-// The reply's output behind the echo of its one line.
-std::string_view behind_echo(std::string_view out) {
-  return out.substr(std::min(out.find('\n'), out.size() - 1) + 1);
-}
-
 }  // namespace
 
 std::string quote(std::string_view name) {
@@ -51,6 +45,11 @@ std::string quote_for_listing(std::string_view name) {
 // The names are sorted here: that is faster.
 std::string list_names(std::string_view path) {
   return "ls -1af " + (path.empty() ? "." : quote_for_listing(path));
+}
+
+std::string_view behind_echo(std::string_view out) {
+  take_line(&out);
+  return out;
 }
 
 Sentinel OpensshDialect::sentinel(const std::string& nonce) const {

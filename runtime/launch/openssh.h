@@ -20,6 +20,9 @@ std::string quote_for_listing(std::string_view name);
 // passes for no name.
 std::string list_names(std::string_view path);
 
+// What stands in a reply's output behind the echo of its one line.
+std::string_view behind_echo(std::string_view out);
+
 class OpensshDialect : public Dialect {
  public:
   Sentinel sentinel(const std::string& nonce) const override;

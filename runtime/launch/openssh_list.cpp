@@ -1,6 +1,5 @@
 #include "runtime/launch/openssh_list.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "runtime/launch/answers.h"
@@ -8,12 +7,6 @@
 
 namespace fileref::runtime::openssh {
 namespace {
-
-// The reply's output behind the echo of its one line.
-std::string_view listed(const Reply& reply) {
-  const std::string_view out = reply.out;
-  return out.substr(std::min(out.find('\n'), out.size() - 1) + 1);
-}
 
 bool says_nothing_is_there(std::string_view err) {
   return has_line(err, {"Can't ls: "});
@@ -34,7 +27,7 @@ Step List::begin() {
   state_ = State::kList;
   asked_ = 0;
   found_.clear();
-  return Request{{list_names(selection().path)}, false, true};
+  return looking(list_names(selection().path));
 }
 
 Step List::take(const Reply& reply) {
@@ -50,7 +43,7 @@ Step List::take(const Reply& reply) {
 }
 
 Step List::judge(const Reply& reply) {
-  const std::string_view lines = listed(reply);
+  const std::string_view lines = behind_echo(reply.out);
   if (says_directory_is_gone(reply.err)) return refusal("no such file or directory");
   if (says_unreadable(reply.err)) return fail("the client cannot read it");
   if (lines.empty()) {
@@ -58,8 +51,7 @@ Step List::judge(const Reply& reply) {
     if (!reply.err.empty()) return fail("the client complains, and lists nothing");
     // Empty, or one in which no name can be looked at.
     state_ = State::kEnter;
-    return Request{
-        {dialect_.look(selection().path.empty() ? "." : selection().path + "/.")}, false, true};
+    return looking(dialect_.look(selection().path.empty() ? "." : selection().path + "/."));
   }
   if (names_one_file(lines)) return answer_file(selection());
   const std::string_view path = selection().path;
@@ -85,9 +77,7 @@ Step List::judge_silence(const Reply& reply) {
 }
 
 Step List::next_name() {
-  if (asked_ == listing_->unclear().size()) {
-    return answer(std::move(listing_));
-  }
+  if (asked_ == listing_->unclear().size()) return answer(std::move(listing_));
   unclear_.emplace(listing_->entries()[listing_->unclear()[asked_]].name);
   return ask_name();
 }
@@ -103,7 +93,7 @@ Step List::ask_name() {
   if (line.size() > dialect_.longest_line())
     return fail("its path is too long to ask about its names");
   state_ = State::kAskName;
-  return Request{{line}, false, true};
+  return looking(line);
 }
 
 // The echo proves that the client shows the candidate like the name in question, and not plainly.

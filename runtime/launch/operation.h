@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -23,10 +24,13 @@ struct Transfer {
 // Lines for the client, without line feeds. They are answered together by one Reply.
 struct Request {
   std::vector<std::string> lines;
-  bool transfer = false;  // moves file contents, so it may take as long as it takes
-  bool look = false;      // only looks at what is there: a complaint explains no failure
-  Transfer moves = {};    // of a transfer: what
+  bool look = false;  // only looks at what is there: a complaint explains no failure
+  std::optional<Transfer> moves = {};  // file contents, so it may take as long as it takes
 };
+
+inline Request looking(std::string line) {
+  return {{std::move(line)}, true};
+}
 
 // What the client wrote on its two output streams in answer to a Request.
 struct Reply {

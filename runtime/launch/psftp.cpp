@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/launch/line_buffer.h"
 #include "runtime/launch/psftp_list.h"
 
 namespace fileref::runtime::psftp {
@@ -36,13 +37,6 @@ std::string pattern_of(std::string_view name) {
 std::string_view without_prompts(std::string_view line) {
   while (line.starts_with(kPrompt)) line.remove_prefix(kPrompt.size());
   if (line.ends_with(kPrompt)) line.remove_suffix(kPrompt.size());
-  return line;
-}
-
-std::string_view take_line(std::string_view* text) {
-  const std::size_t end = std::min(text->find('\n'), text->size());
-  const std::string_view line = text->substr(0, end);
-  text->remove_prefix(std::min(end + 1, text->size()));
   return line;
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "runtime/launch/answers.h"
+#include "runtime/launch/line_buffer.h"
 #include "runtime/launch/psftp.h"
 
 namespace fileref::runtime::psftp {
@@ -20,10 +21,8 @@ bool is_unusual(std::string_view name) {
 template <class Take>
 void for_each_name(std::string_view lines, Take take) {
   while (!lines.empty()) {
-    const std::size_t end = std::min(lines.find('\n'), lines.size());
-    const std::optional<LongLine> line = parse_long_line(lines.substr(0, end));
+    const std::optional<LongLine> line = parse_long_line(take_line(&lines));
     take(line ? line->path : "");
-    lines.remove_prefix(std::min(end + 1, lines.size()));
   }
 }
 
@@ -32,7 +31,7 @@ void for_each_name(std::string_view lines, Take take) {
 Step List::begin() {
   state_ = State::kList;
   unconfirmed_.clear();
-  return Request{{list_names(selection().path)}, false, true};
+  return looking(list_names(selection().path));
 }
 
 Step List::take(const Reply& reply) {
@@ -113,7 +112,7 @@ Step List::judge_length(const Reply& reply) {
 Step List::ask(State state, const std::optional<std::string>& line) {
   if (!line) return fail("psftp takes *, ?, [ and ] in its path for wildcards: enter it first");
   state_ = state;
-  return Request{{*line}, false, true};
+  return looking(*line);
 }
 
 Answer List::answer_lines() {

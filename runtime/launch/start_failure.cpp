@@ -1,5 +1,7 @@
 #include "runtime/launch/start_failure.h"
 
+#include "runtime/launch/line_buffer.h"
+
 namespace fileref::runtime {
 namespace {
 
@@ -77,6 +79,18 @@ constexpr Cause kCauses[] = {
 };
 
 }  // namespace
+
+bool says_host_is_unknown(std::string_view words) {
+  while (!words.empty()) {
+    const std::string_view line = take_line(&words);
+    const auto says = [&](std::string_view text) { return line.find(text) != line.npos; };
+    if ((says("Could not resolve hostname") || says("Name or service not known")) &&
+        !says("Temporary failure in name resolution")) {
+      return true;
+    }
+  }
+  return false;
+}
 
 std::string explain_start_failure(std::string_view words) {
   for (const Cause& cause : kCauses) {

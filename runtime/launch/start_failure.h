@@ -6,6 +6,8 @@
 
 namespace fileref::runtime {
 
+bool says_host_is_unknown(std::string_view words);
+
 // A sentence that says why no session came up and what to do about it, from what `sftp` or `psftp`
 // said. Empty when nothing in it is known.
 std::string explain_start_failure(std::string_view words);

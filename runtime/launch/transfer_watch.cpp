@@ -37,7 +37,7 @@ std::optional<std::uint64_t> position_in(const std::string& local, pid_t process
 }  // namespace
 
 void TransferWatch::begin(const Request& request) {
-  if (!report_ || !request.transfer) return;
+  if (!report_ || !request.moves) return;
   transfer_ = request.moves;
   due_ = Clock::now() + kLookInterval;
   told_.reset();

@@ -42,7 +42,7 @@ Step Download::find_size() {
   const std::size_t names = lacks_sizes ? session_->listed->entries().size() : 0;
   if (lacks_sizes && ++session_->looks_saved > names / kNamesListedInTheTimeOfALook) {
     state_ = State::kAskAllSizes;
-    return Request{{dialect_.look_at_all()}, false, true};
+    return looking(dialect_.look_at_all());
   }
   return ask_size();
 }
@@ -66,9 +66,8 @@ Step Download::transfer() {
   }
   state_ = State::kTransfer;
   return Request{{dialect_.download(command_.remote, part_)},
-                 true,
                  false,
-                 {false, command_.remote, part_, before_.size}};
+                 Transfer{false, command_.remote, part_, before_.size}};
 }
 
 Step Download::take(const Reply& reply) {
@@ -191,9 +190,8 @@ Step Upload::transfer() {
   set_local_mode(command_.local, default_file_mode());
   state_ = State::kTransfer;
   return Request{{dialect_.upload(command_.local, command_.remote)},
-                 true,
                  false,
-                 {true, command_.remote, command_.local, local_size(command_.local)}};
+                 Transfer{true, command_.remote, command_.local, local_size(command_.local)}};
 }
 
 Step Upload::judge(const RemoteFile& arrived) {
@@ -217,8 +215,7 @@ Step Upload::judge(const RemoteFile& arrived) {
   state_ = State::kReadBack;
   return Request{{dialect_.download(command_.remote, copy_)},
                  true,
-                 true,
-                 {false, command_.remote, copy_, size}};
+                 Transfer{false, command_.remote, copy_, size}};
 }
 
 // Where the file cannot be read back whole, its size has to do.

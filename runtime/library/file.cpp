@@ -20,7 +20,6 @@ OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_
       record_length_(record_length),
       temporary_(temporary),
       stream_(temporary != nullptr && runtime::TempMethod::is_stream(temporary)),
-      verbatim_(temporary != nullptr && runtime::TempMethod::is_verbatim(temporary)),
       names_(names),
       close_entry_(close_entry),
       options_(std::move(options)) {}
@@ -64,7 +63,7 @@ void OpenFile::copy_to(int descriptor) {
     while (read(record)) {
       text.append(record);
       if (!stream_) text += '\n';
-      HOST_FILE* file = verbatim_ ? host_.runtime().temp.copyable_behind(record.data()) : nullptr;
+      HOST_FILE* file = host_.runtime().temp.copyable_behind(record.data());
       if (file != nullptr || text.size() >= kEnoughToWrite) write_out();
       if (file != nullptr) runtime::TempMethod::copy_rest(file, out);
     }

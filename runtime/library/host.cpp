@@ -55,21 +55,21 @@ Host::Impl::Impl(HostOptions options)
     : options_(std::move(options)),
       loader_(load_module(options_.module_path)),
       runtime_(runtime_options(options_)) {
-  runtime::Toolkit& toolkit = runtime_.toolkit;
-  toolkit.limits.start = options_.start_limit;
-  toolkit.limits.command = options_.command_limit;
-  toolkit.limits.transfer = options_.transfer_limit;
-  toolkit.retries = options_.retries;
-  toolkit.may_ask = options_.may_ask && has_terminal();
+  runtime::LaunchRequest& launch = runtime_.toolkit.launch;
+  launch.limits.start = options_.start_limit;
+  launch.limits.command = options_.command_limit;
+  launch.limits.transfer = options_.transfer_limit;
+  launch.retries = options_.retries;
+  launch.may_ask = options_.may_ask && has_terminal();
   if (options_.progress) {
-    toolkit.progress = [this](const runtime::Transfer& transfer, std::uint64_t bytes, bool ended) {
+    launch.progress = [this](const runtime::Transfer& transfer, std::uint64_t bytes, bool ended) {
       options_.progress({transfer.is_upload, transfer.remote, bytes, transfer.total, ended});
     };
   }
-  toolkit.interrupted = options_.interrupted;
-  toolkit.verify_uploads = options_.verify_uploads;
-  toolkit.adapter = options_.client;
-  toolkit.keep_unsent = [this](const std::string& local) {
+  launch.interrupted = options_.interrupted;
+  launch.verify_uploads = options_.verify_uploads;
+  launch.adapter = options_.client;
+  launch.keep_unsent = [this](const std::string& local) {
     const auto found = assigned_.find(name8(runtime_.log.subject()));
     return runtime::keep_unsent(local, options_.unsent_directory,
                                 found == assigned_.end() ? "" : found->second.physical_name);
@@ -206,7 +206,7 @@ std::unique_ptr<OpenFile> Host::Impl::open(std::string_view fileref, int openmod
 
 void Host::Impl::prepare_launch(const Name8& name) {
   const auto found = assigned_.find(name);
-  runtime_.toolkit.extra_arguments =
+  runtime_.toolkit.launch.extra_arguments =
       found == assigned_.end() ? std::vector<std::string>() : found->second.client_arguments;
 }
 

@@ -150,7 +150,6 @@ class OpenFile {
   long record_length_;
   HOST_FILE* temporary_;  // the file that records go to or come from, or null
   bool stream_;
-  bool verbatim_;     // the records are the file's bytes
   bool names_;        // the records are remote names, which the module hands out escaped
   std::string name_;  // the one that was read last
   rctype (*close_entry_)(ptr);

@@ -37,7 +37,7 @@ class TempFile : public HOST_FILE {
   bool is_fixed() const { return (recfm_ & kRecfmFixed) != 0; }
   void abandon() { abandoned_ = true; }
   bool can_copy_behind(const char* record) const {
-    return reader_ && reader_->can_copy_behind(record);
+    return reader_ && !is_fixed() && reader_->can_copy_behind(record);
   }
   void copy_rest(const Destination& out) {
     is_stream() ? reader_->copy_stream(out) : reader_->copy_lines(out);
@@ -234,10 +234,6 @@ bool TempMethod::is_open(const HOST_FILE* file) const {
 
 bool TempMethod::is_stream(const HOST_FILE* file) {
   return static_cast<const TempFile*>(file)->is_stream();
-}
-
-bool TempMethod::is_verbatim(const HOST_FILE* file) {
-  return !static_cast<const TempFile*>(file)->is_fixed() && file->filter == nullptr;
 }
 
 HOST_FILE* TempMethod::copyable_behind(const char* record) const {

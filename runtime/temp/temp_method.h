@@ -42,10 +42,8 @@ class TempMethod {
   bool is_open(const HOST_FILE* file) const;
   // Whether an open file's records are pieces of a stream of bytes.
   static bool is_stream(const HOST_FILE* file);
-  // Whether an open file's records are its bytes: lines or a stream, not converted.
-  static bool is_verbatim(const HOST_FILE* file);
-  // For the record that was read last, from whichever file: its own, when that is verbatim and so
-  // much follows that it is better copied than read; else null.
+  // For the record that was read last, from whichever file: its own, when its records
+  // are its bytes and so much follows that it is better copied than read; else null.
   HOST_FILE* copyable_behind(const char* record) const;
   // Copies to `out` what follows, as far as it can be read: lines with their line feeds, a stream's
   // bytes. The next read goes on behind it. Throws std::system_error when `out` cannot be written.
