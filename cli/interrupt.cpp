@@ -1,11 +1,14 @@
 #include "cli/interrupt.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <optional>
+#include <system_error>
 
 namespace cli {
 namespace {
@@ -53,6 +56,15 @@ bool interrupted() noexcept {
 
 void throw_if_interrupted() {
   if (interrupted()) throw Interrupted();
+}
+
+void wait_to_go_on(int descriptor, short events, const char* what) {
+  const int error = errno;
+  throw_if_interrupted();
+  if (error == EINTR) return;
+  if (error != EAGAIN) throw std::system_error(error, std::generic_category(), what);
+  pollfd ready{descriptor, events, 0};
+  poll(&ready, 1, -1);
 }
 
 void end_if_interrupted() {

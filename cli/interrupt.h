@@ -15,6 +15,10 @@ void catch_interrupts();
 bool interrupted() noexcept;
 // Throws Interrupted.
 void throw_if_interrupted();
+// Behind a read or write of `descriptor` that failed with errno: returns when it is to be made
+// again, if need be once the descriptor is ready for `events`, as poll(2) has them. Else throws
+// std::system_error that names `what`, or Interrupted.
+void wait_to_go_on(int descriptor, short events, const char* what);
 
 // Ends the process by the signal that came, if one did, with the terminal as it was at first.
 void end_if_interrupted();

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -179,6 +180,9 @@ int run(const Command& command, const cli::Request& request) {
       std::raise(SIGPIPE);
     }
     fmt::print(stderr, "fileref: {}\n  {}\n", what, error.what());
+  } catch (const std::bad_alloc&) {
+    fmt::print(stderr, "fileref: {}\n  There is not enough memory. A lower LRECL= takes less.\n",
+               what);
   } catch (const std::exception& error) {
     fmt::print(stderr, "fileref: {}\n  {}\n", what, error.what());
   }
@@ -191,6 +195,7 @@ int main(int argc, char** argv) try {
   const std::vector<std::string> words(argv, argv + argc);
   std::for_each(argv, argv + argc, &blot_secret);
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);  // what is too large for the limit on files fails to be written
   CLI::App app{"Remote files as records, over the sftp client you already trust."};
   app.name("fileref");
   app.set_version_flag("--version", "fileref " FILEREF_VERSION);

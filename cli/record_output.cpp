@@ -1,9 +1,9 @@
 #include "cli/record_output.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <system_error>
 
 #include "cli/interrupt.h"
@@ -11,9 +11,7 @@
 namespace cli {
 namespace {
 
-[[noreturn]] void fail(const std::error_code& code) {
-  throw std::system_error(code, "standard output");
-}
+constexpr const char* kName = "standard output";
 
 // Lets us and the reader of our pipe work side by side; with its 64 KiB they take turns.
 void widen_pipe() {
@@ -34,9 +32,11 @@ void RecordOutput::flush() {
   while (!left.empty()) {
     throw_if_interrupted();
     const ssize_t count = ::write(STDOUT_FILENO, left.data(), left.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) fail({errno, std::generic_category()});
-    left.remove_prefix(static_cast<std::size_t>(count));
+    if (count < 0) {
+      wait_to_go_on(STDOUT_FILENO, POLLOUT, kName);
+    } else {
+      left.remove_prefix(static_cast<std::size_t>(count));
+    }
   }
   text_.clear();
 }
@@ -46,7 +46,7 @@ void print_records(fileref::Input& input) try {
   input.copy_to(STDOUT_FILENO);
 } catch (const std::system_error& error) {
   throw_if_interrupted();
-  fail(error.code());
+  throw std::system_error(error.code(), kName);
 }
 
 }  // namespace cli

@@ -1,8 +1,8 @@
+#include <poll.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <cstring>
-#include <system_error>
 #include <vector>
 
 #include "cli/session.h"
@@ -18,7 +18,7 @@ std::size_t read_input(char* buffer, std::size_t capacity) {
     throw_if_interrupted();
     const ssize_t count = ::read(STDIN_FILENO, buffer, capacity);
     if (count >= 0) return static_cast<std::size_t>(count);
-    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "standard input");
+    wait_to_go_on(STDIN_FILENO, POLLIN, "standard input");
   }
 }
 

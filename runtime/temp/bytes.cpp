@@ -63,9 +63,9 @@ class FileSink : public ByteSink {
 
  private:
   bool fail() {
-    why_ = fmt::format(
-        "The temporary file cannot be written: {}. Make room, or set TMPDIR to another place.",
-        reason());
+    const char* advice = errno == EFBIG ? "Raise the limit on the size of files (ulimit -f)."
+                                        : "Make room, or set TMPDIR to another place.";
+    why_ = fmt::format("The temporary file cannot be written: {}. {}", reason(), advice);
     return false;
   }
 

@@ -1,5 +1,6 @@
 #include "runtime/temp/file_copy.h"
 
+#include <poll.h>
 #include <sys/mman.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
@@ -20,9 +21,17 @@ constexpr off_t kWindow = 1024 * 1024;
   throw std::system_error(error, std::generic_category(), "The records cannot be written");
 }
 
-// Whether a call that failed with `error` is to be made again.
-bool goes_on(int error, const Destination& out) {
-  return error == EINTR && !(out.interrupted && out.interrupted());
+// Behind a call that failed with errno: returns when it is to be made again, throws otherwise. What
+// does not take bytes at the moment is waited for.
+void wait_to_go_on(const Destination& out) {
+  const int error = errno;
+  if (error != EINTR && error != EAGAIN) fail_to_write(error);
+  if (error == EAGAIN) {
+    constexpr int kPatience = 100;  // milliseconds, since a signal may come just before the wait
+    pollfd ready{out.fd, POLLOUT, 0};
+    poll(&ready, 1, kPatience);
+  }
+  if (out.interrupted && out.interrupted()) fail_to_write(EINTR);
 }
 
 // The next part of a file, mapped while it is looked at.
@@ -70,10 +79,13 @@ std::string_view lines_within(std::string_view text, std::size_t longest) {
 void send(int file, off_t begin, std::string_view text, const Destination& out) {
   while (!text.empty()) {
     const ssize_t count = sendfile(out.fd, file, &begin, text.size());
-    if (count < 0 && goes_on(errno, out)) continue;
+    if (count == 0) fail_to_write(EIO);
     if (count < 0 && (errno == EINVAL || errno == ENOSYS)) return write_all(out, text);
-    if (count <= 0) fail_to_write(count < 0 ? errno : EIO);
-    text.remove_prefix(static_cast<std::size_t>(count));
+    if (count < 0) {
+      wait_to_go_on(out);
+    } else {
+      text.remove_prefix(static_cast<std::size_t>(count));
+    }
   }
 }
 
@@ -113,9 +125,11 @@ long count_lines(int file, off_t end) {
 void write_all(const Destination& out, std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = ::write(out.fd, text.data(), text.size());
-    if (count < 0 && goes_on(errno, out)) continue;
-    if (count < 0) fail_to_write(errno);
-    text.remove_prefix(static_cast<std::size_t>(count));
+    if (count < 0) {
+      wait_to_go_on(out);
+    } else {
+      text.remove_prefix(static_cast<std::size_t>(count));
+    }
   }
 }
 

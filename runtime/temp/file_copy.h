@@ -9,8 +9,9 @@
 
 namespace fileref::runtime {
 
-// Where bytes go. Behind each signal that comes while they are written, `interrupted` is asked, if
-// there is one; true ends the writing.
+// Where bytes go. Behind each signal that comes while they are written, and while the descriptor
+// takes none (one that does not wait by itself), `interrupted` is asked, if there is one; true ends
+// the writing.
 struct Destination {
   int fd;
   std::function<bool()> interrupted = {};
