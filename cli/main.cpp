@@ -109,13 +109,14 @@ void add_common_words(CLI::App& command, cli::Request& request) {
 
 constexpr Command kCommands[] = {
     {"read", "Print the records of a remote file, or of several",
-     "Fetches a remote file and prints its records, each with a line feed; with RECFM=S the bytes "
-     "as they are. A pattern in the last part of TARGET stands for every file that it matches, "
+     "Fetches a remote file and prints its records, each with a line feed unless the last line has "
+     "none; with RECFM=S the bytes as they are. A pattern in the last part of TARGET stands for "
+     "every file that it matches, "
      "read as one stream.",
      "cannot read", &cli::read, &add_read_words},
     {"write", "Write standard input to a remote file",
      "Takes each line of standard input as a record, with RECFM=S the bytes as they are, and sends "
-     "them as a remote file.",
+     "them as a remote file. A last line without a line feed is sent without one.",
      "cannot write", &cli::write, &add_write_words},
     {"ls", "Print the names in a remote directory",
      "Prints the names in the directory TARGET, or those that the pattern in its last part "
@@ -144,7 +145,7 @@ constexpr const char* kTargets =
     "  local:PATH                      a file here, through the file server program, no network\n"
     "\nOptions of -o, several in one text or several -o:\n"
     "  RECFM=V|F|S    records are lines, fixed in length, or a stream of bytes (V)\n"
-    "  LRECL=N        longest record in bytes (32767; F: 256)\n"
+    "  LRECL=N        longest record in bytes of the remote file (32767; F: 256)\n"
     "  ENCODING=NAME  encoding of the remote text\n"
     "  USER= HOST=    as in the target\n"
     "  CD='DIR'       remote directory to enter first; NEW makes it when it is missing\n"

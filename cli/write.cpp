@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -30,7 +31,16 @@ void write_bytes(fileref::Output& output) {
   }
 }
 
+// So many bytes without a line feed are too long a record, whatever follows. There is no encoding
+// in which more than sixteen bytes of UTF-8 are one.
+std::size_t too_many_for_a_line(const fileref::Output& output) {
+  const auto length = static_cast<std::size_t>(output.record_length());
+  const std::size_t most_of_one_byte = output.is_converted() ? 16 : 1;
+  return std::min(length, SIZE_MAX / 16 - 1) * most_of_one_byte + 1;
+}
+
 void write_lines(fileref::Output& output) {
+  const std::size_t too_many = too_many_for_a_line(output);
   std::vector<char> buffer(kPiece);
   std::size_t held = 0;  // bytes of a line that is not complete yet
   for (;;) {
@@ -47,8 +57,9 @@ void write_lines(fileref::Output& output) {
     }
     held = static_cast<std::size_t>(end - line);
     std::memmove(buffer.data(), line, held);
+    if (held >= too_many) output.write({buffer.data(), held});  // which refuses it
   }
-  if (held > 0) output.write({buffer.data(), held});
+  if (held > 0) output.write_last({buffer.data(), held});
 }
 
 fileref::Output open_output(fileref::Host& host, const Request& request) {

@@ -56,7 +56,12 @@ bool Converter::finish(std::string& output) {
   std::size_t room = piece.size();
   iconv(handle_, nullptr, nullptr, &to, &room);
   output.append(piece.data(), piece.size() - room);
-  return waiting_.empty();
+  return std::exchange(waiting_, {}).empty();
+}
+
+void Converter::restart() {
+  waiting_.clear();
+  iconv(handle_, nullptr, nullptr, nullptr, nullptr);
 }
 
 }  // namespace fileref::runtime

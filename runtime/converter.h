@@ -21,8 +21,10 @@ class Converter {
   // for the next call. False at bytes that are no text in the source encoding or that the target
   // encoding cannot hold; what came before them has been appended.
   bool convert(std::string_view input, std::string& output);
-  // Ends the stream. False when it ended inside a character.
+  // Ends the stream. False when it ended inside a character. What follows is a new stream.
   bool finish(std::string& output);
+  // Forgets what was converted, good or not: what follows is a new stream.
+  void restart();
 
  private:
   explicit Converter(void* handle) : handle_(handle) {}

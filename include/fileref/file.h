@@ -56,13 +56,19 @@ class Input {
   iterator begin() { return iterator(this); }
   std::default_sentinel_t end() const { return {}; }
 
+  /// Whether the record that was read last ended with a line feed: false for the last line of a
+  /// file that has none there, true for records that are no lines.
+  bool line_ended() const;
+
   /// Writes the records that are left to a descriptor, each with a line feed behind it (those of a
-  /// stream without), faster than reading them one by one. Throws Failure as `next` would, when the
+  /// stream without, and the very last line if it has none), faster than reading them one by one.
+  /// Waits where the descriptor does not. Throws Failure as `next` would, when the
   /// records before it are written; std::system_error when `out` cannot be written, with EINTR when
   /// HostOptions::interrupted says so behind a signal, and then the input can only be closed.
   void copy_to(int out);
 
-  /// In bytes, as the open settled it.
+  /// In bytes of the remote file, as the open settled it. A record that was converted (ENCODING)
+  /// may be longer.
   long record_length() const;
   /// Whether records are pieces of a stream of bytes (RECFM=S).
   bool is_stream() const;
@@ -86,13 +92,19 @@ class Output {
   /// Throws Failure; a record that was refused (too long, say) is not written, and the file can be
   /// written on.
   void write(std::string_view record);
+  /// Writes a last line without a line feed behind it, and nothing after it. The same as `write`
+  /// where records are no lines.
+  void write_last(std::string_view record);
   /// Sends the file. When that fails, the failure says where the data is kept.
   void close();
   /// Drops what was written.
   void abandon();
 
+  /// In bytes of the remote file.
   long record_length() const;
   bool is_stream() const;
+  /// Whether records are converted (ENCODING), and are measured by what becomes of them.
+  bool is_converted() const;
 
  private:
   std::unique_ptr<OpenFile> file_;

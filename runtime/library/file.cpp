@@ -47,6 +47,7 @@ bool OpenFile::read(std::string_view& record) {
   });
   if (!more) return false;
   record = {static_cast<const char*>(start), static_cast<std::size_t>(length)};
+  line_ended_ = !host_.runtime().temp.take_open_line();
   if (names_) record = name_ = runtime::unescape_name(record);
   return true;
 }
@@ -60,9 +61,12 @@ void OpenFile::copy_to(int descriptor) {
   };
   std::string_view record;
   try {
+    bool owes_line_feed = false;  // of an open line, which only the end of all can leave open
     while (read(record)) {
+      if (owes_line_feed) text += '\n';
+      owes_line_feed = !stream_ && !line_ended_;
       text.append(record);
-      if (!stream_) text += '\n';
+      if (!stream_ && line_ended_) text += '\n';
       HOST_FILE* file = host_.runtime().temp.copyable_behind(record.data());
       if (file != nullptr || text.size() >= kEnoughToWrite) write_out();
       if (file != nullptr) runtime::TempMethod::copy_rest(file, out);
@@ -80,6 +84,11 @@ void OpenFile::write(std::string_view record) {
     return records.amfpwrite(records.amfcb, const_cast<char*>(record.data()),
                              static_cast<long>(record.size()), ' ');
   });
+}
+
+void OpenFile::write_last(std::string_view record) {
+  if (temporary_ != nullptr) runtime::TempMethod::leave_next_line_open(temporary_);
+  write(record);
 }
 
 void OpenFile::close() {
@@ -147,6 +156,9 @@ bool Input::next(std::string_view& record) {
 void Input::copy_to(int out) {
   file_->copy_to(out);
 }
+bool Input::line_ended() const {
+  return file_->line_ended();
+}
 long Input::record_length() const {
   return file_->record_length();
 }
@@ -175,11 +187,17 @@ Output::~Output() {
 void Output::write(std::string_view record) {
   file_->write(record);
 }
+void Output::write_last(std::string_view record) {
+  file_->write_last(record);
+}
 void Output::close() {
   file_->close();
 }
 void Output::abandon() {
   file_->abandon();
+}
+bool Output::is_converted() const {
+  return file_->is_converted();
 }
 bool Output::is_stream() const {
   return file_->is_stream();

@@ -132,6 +132,8 @@ class OpenFile {
   bool read(std::string_view& record);
   void copy_to(int descriptor);
   void write(std::string_view record);
+  // Without its line feed, where records are lines.
+  void write_last(std::string_view record);
   void close();
   // Closes without sending.
   void abandon();
@@ -139,6 +141,8 @@ class OpenFile {
   void log(std::string_view text);
   long record_length() const { return record_length_; }
   bool is_stream() const { return stream_; }
+  bool is_converted() const { return temporary_ != nullptr && temporary_->filter != nullptr; }
+  bool line_ended() const { return line_ended_; }
   std::vector<InfoLine> info();
 
  private:
@@ -152,6 +156,7 @@ class OpenFile {
   bool stream_;
   bool names_;        // the records are remote names, which the module hands out escaped
   std::string name_;  // the one that was read last
+  bool line_ended_ = true;
   rctype (*close_entry_)(ptr);
   Host::Impl::OptionBlock options_;
   WX_AMVEC* vector_ = nullptr;

@@ -5,9 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -72,91 +70,6 @@ class FileSink : public ByteSink {
   int file_;
 };
 
-class ConvertingSource : public ByteSource {
- public:
-  ConvertingSource(std::unique_ptr<ByteSource> source, Converter converter, std::string encoding)
-      : source_(std::move(source)),
-        converter_(std::move(converter)),
-        encoding_(std::move(encoding)) {}
-
-  long read(char* buffer, std::size_t capacity) override {
-    while (taken_ == text_.size() && !ended_) {
-      if (failed_) return -1;
-      text_.clear();
-      taken_ = 0;
-      fill();
-    }
-    const std::size_t count = std::min(capacity, text_.size() - taken_);
-    std::memcpy(buffer, text_.data() + taken_, count);
-    taken_ += count;
-    return count == 0 && failed_ ? -1 : static_cast<long>(count);
-  }
-
- private:
-  void fill() {
-    char piece[65536];
-    const long count = source_->read(piece, sizeof piece);
-    if (count < 0) {
-      failed_ = true;
-      why_ = source_->why();
-      return;
-    }
-    ended_ = count == 0;
-    const bool good = ended_ ? converter_.finish(text_)
-                             : converter_.convert({piece, static_cast<std::size_t>(count)}, text_);
-    if (good) return;
-    failed_ = true;
-    why_ = fmt::format("The file holds bytes that are no text in the encoding {}. Check ENCODING=.",
-                       encoding_);
-  }
-
-  std::unique_ptr<ByteSource> source_;
-  Converter converter_;
-  std::string encoding_;
-  std::string text_;
-  std::size_t taken_ = 0;
-  bool ended_ = false;
-  bool failed_ = false;
-};
-
-class ConvertingSink : public ByteSink {
- public:
-  ConvertingSink(std::unique_ptr<ByteSink> sink, Converter converter, std::string encoding)
-      : sink_(std::move(sink)), converter_(std::move(converter)), encoding_(std::move(encoding)) {}
-
-  bool write(const char* bytes, std::size_t length) override {
-    text_.clear();
-    if (converter_.convert({bytes, length}, text_)) return pass_on();
-    return refuse();
-  }
-
-  bool finish() override {
-    text_.clear();
-    if (!converter_.finish(text_)) return refuse();
-    if (!pass_on()) return false;
-    if (sink_->finish()) return true;
-    why_ = sink_->why();
-    return false;
-  }
-
- private:
-  bool pass_on() {
-    if (sink_->write(text_.data(), text_.size())) return true;
-    why_ = sink_->why();
-    return false;
-  }
-  bool refuse() {
-    why_ = fmt::format("A record holds text that the encoding {} cannot express. Check ENCODING=.",
-                       encoding_);
-    return false;
-  }
-
-  std::unique_ptr<ByteSink> sink_;
-  Converter converter_;
-  std::string encoding_;
-  std::string text_;
-};
-
 }  // namespace
 
 std::unique_ptr<ByteSource> open_file_source(const std::string& path, std::string& why) {
@@ -177,18 +90,6 @@ std::unique_ptr<ByteSink> create_file_sink(const std::string& path, std::string&
   if (file >= 0) return std::make_unique<FileSink>(file);
   why = fmt::format("The temporary file cannot be made: {}.", reason());
   return nullptr;
-}
-
-std::unique_ptr<ByteSource> converting_source(std::unique_ptr<ByteSource> source,
-                                              Converter converter, std::string encoding) {
-  return std::make_unique<ConvertingSource>(std::move(source), std::move(converter),
-                                            std::move(encoding));
-}
-
-std::unique_ptr<ByteSink> converting_sink(std::unique_ptr<ByteSink> sink, Converter converter,
-                                          std::string encoding) {
-  return std::make_unique<ConvertingSink>(std::move(sink), std::move(converter),
-                                          std::move(encoding));
 }
 
 }  // namespace fileref::runtime

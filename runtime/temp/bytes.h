@@ -1,10 +1,8 @@
-// Where the bytes of a temporary file come from and go to, with a conversion between if asked.
+// Where the bytes of a temporary file come from and go to.
 #pragma once
 
 #include <memory>
 #include <string>
-
-#include "runtime/converter.h"
 
 namespace fileref::runtime {
 
@@ -40,10 +38,5 @@ class ByteSink {
 std::unique_ptr<ByteSource> open_file_source(const std::string& path, std::string& why);
 // A new file with mode 0600; never an existing one, never through a link.
 std::unique_ptr<ByteSink> create_file_sink(const std::string& path, std::string& why);
-
-std::unique_ptr<ByteSource> converting_source(std::unique_ptr<ByteSource> source,
-                                              Converter converter, std::string encoding);
-std::unique_ptr<ByteSink> converting_sink(std::unique_ptr<ByteSink> sink, Converter converter,
-                                          std::string encoding);
 
 }  // namespace fileref::runtime

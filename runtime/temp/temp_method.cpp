@@ -5,10 +5,13 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
+#include <utility>
 
 #include "host/codes.h"
 #include "runtime/temp/record_reader.h"
 #include "runtime/temp/record_writer.h"
+#include "runtime/temp/remote_text.h"
 
 namespace fileref::runtime {
 namespace {
@@ -19,18 +22,34 @@ std::string temporary_parent(const std::string& asked) {
   return variable != nullptr && *variable != '\0' ? variable : "/tmp";
 }
 
+// What is wrong with a record length, or with a fixed one in an encoding; empty when nothing is.
+std::string unusable_length(long length) {
+  if (length >= 1) return {};
+  return fmt::format("A record length of {} bytes is not possible. Give LRECL= a positive number.",
+                     length);
+}
+
+std::string unusable_length(const WX_OPENPARM& parms, const RemoteText& text) {
+  const auto unit = static_cast<long>(text.blank().size());
+  if ((parms.recfm & kRecfmFixed) == 0 || parms.datalen % unit == 0) return {};
+  return fmt::format(
+      "Fixed records of {} bytes are not possible in the encoding {}, whose characters have {} "
+      "bytes at least. Give LRECL= a multiple of {}.",
+      parms.datalen, text.encoding(), unit, unit);
+}
+
 }  // namespace
 
 // One open temporary file. The record routines go through `filter` when text is converted, and
 // through `routines` otherwise; both end here.
 class TempFile : public HOST_FILE {
  public:
-  TempFile(Name8 logical, std::string path, int recfm, Messages& messages)
+  TempFile(Name8 logical, std::string path, int recfm, TempMethod& method)
       : HOST_FILE{this, &routines_, nullptr},
         logical_(logical),
         path_(std::move(path)),
         recfm_(recfm),
-        messages_(messages) {}
+        method_(method) {}
 
   const Name8& logical() const { return logical_; }
   bool is_stream() const { return (recfm_ & kRecfmStream) != 0; }
@@ -43,9 +62,36 @@ class TempFile : public HOST_FILE {
     is_stream() ? reader_->copy_stream(out) : reader_->copy_lines(out);
   }
 
-  // With `converted` the records come through the filter vector, else through the routines.
-  void start_reading(std::unique_ptr<ByteSource> source, long record_length, bool converted) {
-    reader_ = std::make_unique<RecordReader>(std::move(source), record_length);
+  // Opens the file to read or write records of it. Empty, or why that cannot be.
+  std::string start(const WX_OPENPARM& parms, std::optional<RemoteText> text) {
+    std::string why;
+    if ((parms.openmode & kOpenInput) != 0) {
+      auto source = open_file_source(path_, why);
+      if (source) start_reading(std::move(source), parms.datalen, std::move(text));
+    } else {
+      auto sink = create_file_sink(path_, why);
+      if (sink) start_writing(std::move(sink), parms.datalen, std::move(text));
+    }
+    return why;
+  }
+  void leave_next_line_open() { writer_->leave_next_line_open(); }
+
+  wrcode close() {
+    if (!writer_ || abandoned_) {
+      unlink(path_.c_str());
+      return kSuccess;
+    }
+    const wrcode rc = writer_->finish();
+    if (rc != kSuccess) return report(rc, writer_->why());
+    return kSuccess;
+  }
+
+ private:
+  // With a `text` the records come through the filter vector, else through the routines.
+  void start_reading(std::unique_ptr<ByteSource> source, long record_length,
+                     std::optional<RemoteText> text) {
+    const bool converted = text.has_value();
+    reader_ = std::make_unique<RecordReader>(std::move(source), record_length, std::move(text));
     if (is_stream()) {
       read_by<&RecordReader::read_stream>(converted);
     } else if (is_fixed()) {
@@ -55,8 +101,10 @@ class TempFile : public HOST_FILE {
     }
   }
 
-  void start_writing(std::unique_ptr<ByteSink> sink, long record_length, bool converted) {
-    writer_ = std::make_unique<RecordWriter>(std::move(sink), record_length);
+  void start_writing(std::unique_ptr<ByteSink> sink, long record_length,
+                     std::optional<RemoteText> text) {
+    const bool converted = text.has_value();
+    writer_ = std::make_unique<RecordWriter>(std::move(sink), record_length, std::move(text));
     if (is_stream()) {
       write_by<&RecordWriter::write_stream>(converted);
     } else if (is_fixed()) {
@@ -66,16 +114,6 @@ class TempFile : public HOST_FILE {
     }
   }
 
-  wrcode close() {
-    if (writer_ && !abandoned_) {
-      const wrcode rc = writer_->finish();
-      if (rc != kSuccess) return report(rc, writer_->why());
-    }
-    if (!writer_ || abandoned_) unlink(path_.c_str());
-    return kSuccess;
-  }
-
- private:
   using ReadFn = wrcode (RecordReader::*)(char*&, long&);
   using WriteFn = wrcode (RecordWriter::*)(const char*, long);
 
@@ -110,15 +148,27 @@ class TempFile : public HOST_FILE {
   template <ReadFn Read>
   wrcode read(ptr* record, long* length) {
     char* start = nullptr;
-    const wrcode rc = (reader_.get()->*Read)(start, *length);
+    const wrcode rc = guarded([&] { return (reader_.get()->*Read)(start, *length); });
     *record = start;
+    if (rc == kSuccess && reader_->line_is_open()) method_.line_is_open_ = true;
     return rc == kSuccess || rc == kEndOfFile ? rc : report(rc, reader_->why());
   }
 
   template <WriteFn Write>
   wrcode write(ptr record, long length) {
-    const wrcode rc = (writer_.get()->*Write)(static_cast<const char*>(record), length);
+    const auto* bytes = static_cast<const char*>(record);
+    const wrcode rc = guarded([&] { return (writer_.get()->*Write)(bytes, length); });
     return rc == kSuccess ? rc : report(rc, writer_->why());
+  }
+
+  // No exception may pass through the module, which is between us and the caller.
+  template <class Call>
+  static wrcode guarded(Call call) {
+    try {
+      return call();
+    } catch (const std::bad_alloc&) {
+      return kNoMemory;
+    }
   }
 
   wrcode wrong_direction() {
@@ -138,14 +188,15 @@ class TempFile : public HOST_FILE {
   }
 
   wrcode report(wrcode rc, const std::string& why) {
-    messages_.attach_text(why);
+    constexpr const char* kShort = "There is not enough memory for a record. Lower LRECL=.";
+    method_.messages_.attach_text(rc == kNoMemory ? kShort : why);
     return rc;
   }
 
   Name8 logical_;
   std::string path_;
   int recfm_;
-  Messages& messages_;
+  TempMethod& method_;
   WX_AMVEC routines_{this, &refuse_read, &refuse_write, nullptr, nullptr, nullptr, nullptr, {}};
   HOST_FILTER filter_{&refuse_filtered_read, &refuse_filtered_write};
   std::unique_ptr<RecordReader> reader_;
@@ -180,31 +231,11 @@ wrcode TempMethod::open(HOST_FILE** file, const Name8& logical, const WX_OPENPAR
   *file = nullptr;
   const std::string* path = path_of(logical);
   if (path == nullptr) return kNotAssigned;
-  if (parms.datalen < 1) {
-    messages_.attach_text(
-        fmt::format("A record length of {} bytes is not possible. Give LRECL= a positive number.",
-                    parms.datalen));
-    return kTempFailure;
-  }
-  std::string encoding;
-  if ((parms.openmode & kOpenEncoded) != 0) encoding = text_.encoding_name(parms.encoding_override);
-  const std::string session = text_.session_encoding();
-  const bool converted = !encoding.empty();
-  auto opened = std::make_unique<TempFile>(logical, *path, parms.recfm, messages_);
-  std::string why;
-  if ((parms.openmode & kOpenInput) != 0) {
-    auto source = open_file_source(*path, why);
-    if (source && converted) {
-      source = converting_source(std::move(source), *Converter::open(encoding, session), encoding);
-    }
-    if (source) opened->start_reading(std::move(source), parms.datalen, converted);
-  } else {
-    auto sink = create_file_sink(*path, why);
-    if (sink && converted) {
-      sink = converting_sink(std::move(sink), *Converter::open(session, encoding), encoding);
-    }
-    if (sink) opened->start_writing(std::move(sink), parms.datalen, converted);
-  }
+  auto opened = std::make_unique<TempFile>(logical, *path, parms.recfm, *this);
+  std::string why = unusable_length(parms.datalen);
+  std::optional<RemoteText> text;
+  if (why.empty()) text = remote_text(parms, why);
+  if (why.empty()) why = opened->start(parms, std::move(text));
   if (!why.empty()) {
     messages_.attach_text(why);
     return kTempFailure;
@@ -212,6 +243,21 @@ wrcode TempMethod::open(HOST_FILE** file, const Name8& logical, const WX_OPENPAR
   *file = opened.get();
   files_.push_back(std::move(opened));
   return kSuccess;
+}
+
+std::optional<RemoteText> TempMethod::remote_text(const WX_OPENPARM& parms,
+                                                  std::string& why) const {
+  std::string encoding;
+  if ((parms.openmode & kOpenEncoded) != 0) encoding = text_.encoding_name(parms.encoding_override);
+  if (encoding.empty()) return std::nullopt;
+  auto text = RemoteText::open(encoding, text_.session_encoding());
+  if (text) {
+    why = unusable_length(parms, *text);
+  } else {
+    why = fmt::format("The encoding {} has no lines and blanks that records could be made of.",
+                      encoding);
+  }
+  return text;
 }
 
 wrcode TempMethod::close(HOST_FILE* file) {
@@ -230,6 +276,14 @@ void TempMethod::abandon(HOST_FILE* file) {
 bool TempMethod::is_open(const HOST_FILE* file) const {
   return std::any_of(files_.begin(), files_.end(),
                      [file](const auto& open) { return open.get() == file; });
+}
+
+void TempMethod::leave_next_line_open(HOST_FILE* file) {
+  static_cast<TempFile*>(file)->leave_next_line_open();
+}
+
+bool TempMethod::take_open_line() {
+  return std::exchange(line_is_open_, false);
 }
 
 bool TempMethod::is_stream(const HOST_FILE* file) {

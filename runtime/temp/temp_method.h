@@ -5,6 +5,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/records.h"
@@ -12,6 +13,7 @@
 #include "runtime/names.h"
 #include "runtime/temp/directory.h"
 #include "runtime/temp/file_copy.h"
+#include "runtime/temp/remote_text.h"
 #include "runtime/text.h"
 
 namespace fileref::runtime {
@@ -42,6 +44,11 @@ class TempMethod {
   bool is_open(const HOST_FILE* file) const;
   // Whether an open file's records are pieces of a stream of bytes.
   static bool is_stream(const HOST_FILE* file);
+  // The next line that is written to this file, which is open for output, gets no line feed and is
+  // the last.
+  static void leave_next_line_open(HOST_FILE* file);
+  // Whether, since this was asked last, a line was read whose line feed is missing.
+  bool take_open_line();
   // For the record that was read last, from whichever file: its own, when its records
   // are its bytes and so much follows that it is better copied than read; else null.
   HOST_FILE* copyable_behind(const char* record) const;
@@ -56,11 +63,17 @@ class TempMethod {
   std::size_t outstanding() const;
 
  private:
+  friend class TempFile;
+  // How the records of a file are converted; none when they are not, or cannot be: `why` then
+  // tells.
+  std::optional<RemoteText> remote_text(const WX_OPENPARM& parms, std::string& why) const;
+
   TempDirectory directory_;
   Messages& messages_;
   Text& text_;
   std::map<Name8, std::string> assigned_;
   std::list<std::unique_ptr<TempFile>> files_;
+  bool line_is_open_ = false;
 };
 
 }  // namespace fileref::runtime

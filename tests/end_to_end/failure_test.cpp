@@ -64,7 +64,13 @@ TEST_F(Failures, OfTheRequest) {
        {"does not know a word of OPTIONS"}},
       {"client missing", {"read", plain, "-o", "PATH='/no/such/sftp'"}, {"/no/such/sftp"}},
       {"client does nothing", {"read", plain, "-o", "PATH='/bin/false'"}, {"cannot read"}},
-      {"record too long", {"read", local("long"), "-o", "LRECL=100"}, {"Record 1", "LRECL="}},
+      {"record too long",
+       {"read", local("long"), "-o", "LRECL=100"},
+       {"Record 1 is longer than the record length of 100 bytes", "LRECL=", "RECFM=S"}},
+      {"no whole characters in a record",
+       {"read", plain, "-o", "RECFM=F LRECL=3 ENCODING='UTF-16'"},
+       {"3 bytes", "UTF-16", "multiple of 2"}},
+      {"line too long to be sent", {"write", plain, "-o", "LRECL=3"}, {"Record 1", "RECFM=S"}},
       {"option unknown", {"read", plain, "-o", "LRECL=80 FOO=1"}, {"LRECL=80 FOO=1", "^^^"}},
       {"value of a wrong type", {"read", plain, "-o", "LRECL=abc"}, {"LRECL=abc", "^^^"}},
       {"value unknown", {"read", plain, "-o", "RECFM=U"}, {"RECFM=U", "^"}},
@@ -85,6 +91,35 @@ TEST_F(Failures, OfTheRequest) {
   // A batch prints what the client says.
   EXPECT_NE(fileref({"batch", "/dev/null", refused}).err.find("nothing listens"),
             std::string::npos);
+}
+
+TEST_F(Failures, OfTheLimitsOfTheSystem) {
+  for (const char* name : {"a1", "a2", "a3"}) {
+    support::write_file(remote(name), std::string(50'000, 'x'));
+  }
+  struct {
+    const char* limit;
+    std::string words;
+    std::vector<std::string> said;
+  } cases[] = {
+      {"-f 100", "write " + local("new") + " -o RECFM=S </dev/zero", {"File too large", "ulimit"}},
+      {"-f 100",
+       "read '" + local("a*") + "' -o LRECL=50000 >" + (directory_ / "out").string(),
+       {"standard output: File too large"}},
+#ifndef FILEREF_SANITIZED  // what would not start so
+      {"-v 1500000", "write " + local("new") + " </dev/zero", {"Record 1 is longer", "RECFM=S"}},
+      {"-v 1500000",
+       "write " + local("new") + " -o LRECL=2147483647 </dev/zero",
+       {"enough memory"}},
+      {"-v 1500000", "read " + local("a1") + " -o 'RECFM=F LRECL=2147483647'", {"enough memory"}},
+#endif
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.words);
+    const std::string line = std::string("ulimit ") + c.limit + "; exec " + command() + " ";
+    expect_failure(support::run({"bash", "-c", line + c.words}, "", environment()), c.said);
+  }
+  EXPECT_FALSE(support::fs::exists(remote("new")));
 }
 
 TEST_F(Failures, SecretsAreNotShown) {

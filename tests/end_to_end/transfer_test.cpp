@@ -39,7 +39,8 @@ std::vector<Case> cases() {
       {"text", "one\ntwo\n\nthree\n", {}, "one\ntwo\n\nthree\n", "one\ntwo\n\nthree\n"},
       {"empty", "", {}, "", ""},
       {"nul and cr are data", odd, {}, odd, odd},
-      {"no last line feed", "a\nb", {}, "a\nb\n", "a\nb\n"},
+      {"no last line feed", "a\nb", {}, "a\nb", "a\nb"},
+      {"any bytes in lines", binary + "\n\n\0x"s, {}, binary + "\n\n\0x"s, binary + "\n\n\0x"s},
       {"long lines",
        std::string(32767, 'x') + "\ny\n",
        {},
@@ -60,6 +61,17 @@ std::vector<Case> cases() {
        {"-o", "ENCODING='ISO-8859-1'"},
        "",
        "gr\xFC\xDF\n"},
+      {"fixed in another encoding",
+       "M\xFCll01J\xF6rg",
+       {"-o", "RECFM=F LRECL=6 ENCODING='ISO-8859-1'"},
+       "M\xC3\xBCll01\nJ\xC3\xB6rg  \n",
+       ""},
+      {"fixed to another encoding",
+       "M\xC3\xBCll01\nJ\xC3\xB6rg",
+       {"-o", "RECFM=F LRECL=12 ENCODING='UTF-16BE'"},
+       "",
+       "\0M\0\xFC\0l\0l\0\x30\0\x31\0J\0\xF6\0r\0g\0 \0 "s},
+      {"lines of EBCDIC", "\x81\x15\x82\x25\x83", {"-o", "ENCODING='IBM1047'"}, "a\nb\nc", ""},
   };
 }
 
@@ -156,6 +168,48 @@ TEST_F(Transfer, NamesWithoutADirectory) {
     if (name == "*") continue;  // to a read, a pattern
     const support::Outcome read = fileref({"read", url, "-o", server_->options()});
     EXPECT_EQ(read.out, "to " + name + "\n") << read.err;
+  }
+}
+
+// Pipes that do not wait: neither ours, which are given on, nor a reader's that is slow.
+TEST_F(Transfer, StandardStreamsThatDoNotWaitAreWaitedFor) {
+  const std::string text = lines_of_text(3u << 20) + "open";
+  for (const std::string options : {"RECFM=V", "RECFM=S", "ENCODING='UTF-8'"}) {
+    SCOPED_TRACE(options);
+    int in[2];
+    int out[2];
+    ASSERT_EQ(pipe2(in, O_CLOEXEC) + pipe2(out, O_CLOEXEC), 0);
+    fcntl(in[0], F_SETFL, O_NONBLOCK);
+    fcntl(out[1], F_SETFL, O_NONBLOCK);
+    const auto run = [&](const char* verb, const char* direction, int end) {
+      fcntl(end, F_SETFD, 0);
+      support::Program program({"sh", "-c",
+                                "exec " + command() + " " + verb + " " + local("f") + " -o \"" +
+                                    options + "\" " + direction + "&" + std::to_string(end)},
+                               "", environment());
+      close(end);
+      return program;
+    };
+    support::Program write = run("write", "<", in[0]);
+    for (std::size_t at = 0; at < text.size(); at += 500'000) {
+      const std::string piece = text.substr(at, 500'000);
+      EXPECT_EQ(::write(in[1], piece.data(), piece.size()), static_cast<ssize_t>(piece.size()));
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    close(in[1]);
+    EXPECT_EQ(write.wait().status, 0);
+    EXPECT_TRUE(support::read_file(remote("f")) == text);
+    support::Program read = run("read", ">", out[1]);
+    std::string arrived;
+    std::vector<char> piece(1 << 20);
+    for (ssize_t count; (count = ::read(out[0], piece.data(), piece.size())) > 0;) {
+      arrived.append(piece.data(), static_cast<std::size_t>(count));
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    close(out[0]);
+    const support::Outcome outcome = read.wait();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_TRUE(arrived == text);
   }
 }
 

@@ -121,11 +121,12 @@ TEST_F(Library, WritesAreSentByCloseOnly) {
   EXPECT_EQ(out.record_length(), 3);
   out.write("abc");
   const Failure refused = failure([&] { out.write("abcd"); });
-  EXPECT_NE(refused.message().find("4 bytes"), std::string::npos) << refused.message();
+  EXPECT_NE(refused.message().find("Record 2 is longer"), std::string::npos) << refused.message();
   EXPECT_NE(failure([&] { out.write("\n"); }).code(), 0);
   out.write("");
+  out.write_last("z");
   out.close();
-  EXPECT_EQ(get("out"), "abc\n\n");
+  EXPECT_EQ(get("out"), "abc\n\nz");
   EXPECT_NE(failure([&] { out.write("late"); }).code(), 0);
 }
 
@@ -199,6 +200,7 @@ TEST_F(Library, CopiesWhatItWouldRead) {
       {"fixed", {more + "x"}, {"RECFM=F LRECL=80"}},
       {"converted", {more + "\xFC\n"}, {"ENCODING='ISO-8859-1'"}},
       {"several", {more, "", "a", more + "open", more}, {}},
+      {"several, last one open", {"a", "b\n", more + "open", ""}, {}},
       {"several, one too long", {more, more + lines(70'000, 70, 32768) + more, more}, {}},
   };
   for (const std::size_t length : {32766, 32767, 32768}) {
@@ -217,10 +219,13 @@ TEST_F(Library, CopiesWhatItWouldRead) {
     }
     host_->assign("F", files.texts.size() > 1 ? these : target("f0"), files.options);
     std::string wanted;
+    bool open = false;  // the line before: records never run together
     const Failure read = failure([&] {
       Input input = host_->open("F");
       for (const std::string_view record : input) {
-        wanted.append(record).append(input.is_stream() ? "" : "\n");
+        if (open) wanted += '\n';
+        open = !input.line_ended();
+        wanted.append(record).append(input.is_stream() || open ? "" : "\n");
       }
     });
     for (const int appending : {0, O_APPEND}) {

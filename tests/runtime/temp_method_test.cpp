@@ -87,6 +87,11 @@ TEST_F(TempMethodTest, ConvertsThroughTheFilter) {
   support::write_file(*temp_.path_of(name_), std::string("a\0\n\0\x00\xD8", 6));
   EXPECT_EQ(read_all(), "a|") << "what is no text ends in a failure";
   EXPECT_NE(messages_.describe(kTempFailure).find("UTF-16LE"), std::string::npos);
+  HOST_FILE* file = nullptr;
+  EXPECT_EQ(open(&file, kOpenOutput | kOpenEncoded, kRecfmFixed, 7), kTempFailure);
+  EXPECT_NE(messages_.describe(kTempFailure).find("multiple of 2"), std::string::npos);
+  encoding_ = text_.encoding("UTF-7-IMAP");
+  EXPECT_EQ(open(&file, kOpenOutput | kOpenEncoded), kTempFailure) << "its line feed is no byte";
 }
 
 TEST_F(TempMethodTest, SweepsWhatDeadProcessesLeft) {
