@@ -24,7 +24,7 @@ Runtime::Runtime(RuntimeOptions options)
       log(std::move(options.log)),
       messages(log),
       text(std::move(options.session_encoding)),
-      temp(options.temp_parent, messages, text),
+      temp(options.temp_parent, options.unsent_directory, messages, text),
       toolkit(log, memory.allocation_faults(), service_faults) {
   if (the_runtime != nullptr) throw std::logic_error("there is another host in this process");
   the_runtime = this;

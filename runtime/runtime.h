@@ -26,7 +26,8 @@ namespace fileref::runtime {
 struct RuntimeOptions {
   Log::Sink log;
   std::string session_encoding = "UTF-8";
-  std::string temp_parent;  // empty: $TMPDIR, or /tmp
+  std::string temp_parent;       // empty: $TMPDIR, or /tmp
+  std::string unsent_directory;  // as for `keep_unsent`
   HostOptionValues host_options;
 };
 

@@ -1,8 +1,12 @@
 #include "runtime/unsent.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 #include "runtime/temp/directory.h"
@@ -11,6 +15,9 @@ namespace fileref::runtime {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* kKeptPrefix = "unsent-";
+constexpr const char* kMarkSuffix = ".unsent";
 
 std::string variable(const char* name) {
   const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
@@ -33,29 +40,71 @@ std::string plain_name(std::string name) {
   return name.empty() || name.front() == '.' || name.front() == '-' ? "unsent" + name : name;
 }
 
+// For their owner alone whatever the umask, all that are made on the way. What cannot be made may
+// be there.
+bool make_private_directories(const fs::path& folder) {
+  fs::path made;
+  for (const fs::path& part : folder) {
+    made /= part;
+    if (mkdir(made.c_str(), S_IRWXU) == 0) chmod(made.c_str(), S_IRWXU);
+  }
+  std::error_code ignored;
+  return fs::is_directory(folder, ignored);
+}
+
+bool move_file(const fs::path& from, const fs::path& to) {
+  std::error_code error;
+  fs::rename(from, to, error);
+  if (!error) return true;
+  // Another file system: the copy must be whole before the original goes.
+  fs::copy_file(from, to, error);
+  std::error_code ignored;
+  fs::remove(error ? to : from, ignored);
+  return !error;
+}
+
 }  // namespace
 
 std::string keep_unsent(const std::string& local, const std::string& directory,
                         const std::string& name) {
+  const std::string kept_name = plain_name(name) + "." + random_name(4);
   const fs::path folder = directory.empty() ? state_directory() : fs::path(directory);
-  if (folder.empty()) return {};
   std::error_code error;
-  if (fs::create_directories(folder, error)) {
-    fs::permissions(folder, fs::perms::owner_all, error);
+  fs::permissions(local, fs::perms::owner_read | fs::perms::owner_write, error);
+  if (!folder.empty() && make_private_directories(folder) && move_file(local, folder / kept_name)) {
+    return folder / kept_name;
   }
-  const fs::path kept = folder / (plain_name(name) + "." + random_name(4));
-  fs::rename(local, kept, error);
-  if (!error) return kept.string();
-  // Another file system: the copy must be whole before the original goes.
-  fs::copy_file(local, kept, error);
-  if (error) {
-    std::error_code ignored;
-    fs::remove(kept, ignored);
-    return {};
+  const fs::path beside = fs::path(local).parent_path() / (kKeptPrefix + kept_name);
+  fs::rename(local, beside, error);
+  return error ? "" : beside.string();
+}
+
+bool is_kept(std::string_view file_name) {
+  return file_name.starts_with(kKeptPrefix);
+}
+
+void mark_unsent(const std::string& local, const std::string& name) {
+  std::ofstream(local + kMarkSuffix) << name;
+}
+
+void unmark_unsent(const std::string& local) {
+  unlink((local + kMarkSuffix).c_str());
+}
+
+std::vector<std::string> keep_marked(const std::string& temporary, const std::string& directory) {
+  std::vector<std::string> places;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(temporary, error)) {
+    if (entry.path().extension() != kMarkSuffix) continue;
+    fs::path local = entry.path();
+    local.replace_extension();
+    if (!fs::is_regular_file(local, error)) continue;
+    std::string name;
+    std::getline(std::ifstream(entry.path()), name);
+    const std::string place = keep_unsent(local, directory, name);
+    if (!place.empty()) places.push_back(place);
   }
-  fs::permissions(kept, fs::perms::owner_read | fs::perms::owner_write, error);
-  fs::remove(local, error);
-  return kept.string();
+  return places;
 }
 
 }  // namespace fileref::runtime

@@ -35,7 +35,8 @@ struct Progress {
 };
 
 struct HostOptions {
-  /// Is told of what went wrong without failing a call: a file of several that was skipped, say.
+  /// Is told of what went wrong without failing a call: a file of several that was skipped, say, or
+  /// data that a killed process left unsent and that is now kept.
   std::function<void(std::string_view warning)> warn;
   /// The access-method module; empty: $FILEREF_MODULE, else beside this library or program, else
   /// where it was installed.
@@ -45,7 +46,8 @@ struct HostOptions {
   /// Where the private directory for temporary files is made; empty: $TMPDIR, else /tmp.
   std::string temp_directory;
   /// Where data is kept whose upload failed; empty: $XDG_STATE_HOME/fileref/unsent, else
-  /// ~/.local/state/fileref/unsent.
+  /// ~/.local/state/fileref/unsent. It is made when it is missing; where that cannot be, the data
+  /// stays among the temporary files.
   std::string unsent_directory;
   /// The encoding of records and names in this program: UTF-8 or a single-byte encoding.
   std::string session_encoding = "UTF-8";

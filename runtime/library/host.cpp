@@ -29,6 +29,7 @@ runtime::RuntimeOptions runtime_options(const HostOptions& options) {
   made.log = options.log;
   made.session_encoding = options.session_encoding;
   made.temp_parent = options.temp_directory;
+  made.unsent_directory = options.unsent_directory;
   made.host_options.external_commands = options.external_commands;
   made.host_options.record_length_is_default = !options.record_length;
   if (options.record_length) made.host_options.record_length = *options.record_length;
@@ -69,11 +70,16 @@ Host::Impl::Impl(HostOptions options)
   launch.interrupted = options_.interrupted;
   launch.verify_uploads = options_.verify_uploads;
   launch.adapter = options_.client;
-  launch.keep_unsent = [this](const std::string& local) {
+  runtime_.temp.name_of_output = [this] {
     const auto found = assigned_.find(name8(runtime_.log.subject()));
-    return runtime::keep_unsent(local, options_.unsent_directory,
-                                found == assigned_.end() ? "" : found->second.physical_name);
+    return found == assigned_.end() ? std::string() : found->second.physical_name;
   };
+  launch.keep_unsent = [this](const std::string& local) {
+    return runtime::keep_unsent(local, options_.unsent_directory, runtime_.temp.name_of_output());
+  };
+  for (const std::string& place : runtime_.temp.found_unsent()) {
+    warn("An upload was cut short when its process was killed; its data is kept in " + place);
+  }
   runtime_.connect(loader_.connect_routine());
   rctype rc = kSuccess;
   runtime_.begin_entry("");
@@ -92,11 +98,13 @@ Host::Impl::~Impl() {
 }
 
 void Host::Impl::warn_of_skipped() {
-  for (const std::string& warning : runtime_.toolkit.trouble().refused) {
-    runtime_.log.write("warning", warning);
-    if (options_.warn) options_.warn(warning);
-  }
+  for (const std::string& warning : runtime_.toolkit.trouble().refused) warn(warning);
   runtime_.toolkit.forget_trouble();
+}
+
+void Host::Impl::warn(const std::string& warning) {
+  runtime_.log.write("warning", warning);
+  if (options_.warn) options_.warn(warning);
 }
 
 void Host::Impl::fail(rctype rc) const {

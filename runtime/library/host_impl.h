@@ -103,6 +103,7 @@ class Host::Impl {
 
   // Files that could not be fetched although the call goes on without them.
   void warn_of_skipped();
+  void warn(const std::string& warning);
   [[noreturn]] void fail(rctype rc) const;
   // The option block of a statement, the caller's to hand to the module or to `dispose`.
   ptr parse(std::string_view statement, const runtime::Name8& name,

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "runtime/unsent.h"
+
 namespace fileref::runtime {
 namespace {
 
@@ -22,32 +24,39 @@ constexpr std::string_view kPrefix = "fileref-tmp-";
 // Marks a directory as one of ours, and is locked by the process that uses it.
 constexpr const char* kLockName = "in-use.lock";
 
-bool is_ours(int file) {
+// Looked at without opening it: to open what is somebody else's may be to wait for them.
+bool is_ours(const fs::path& path, mode_t type) {
   struct stat status;
-  return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
+  return lstat(path.c_str(), &status) == 0 && (status.st_mode & S_IFMT) == type &&
+         status.st_uid == geteuid();
 }
 
 // The locked lock file of a directory; -1 when there is none or another process holds it.
 int take_lock(const fs::path& directory, int flags) {
-  const int lock =
-      open((directory / kLockName).c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC | flags, 0600);
+  const int lock = open((directory / kLockName).c_str(),
+                        O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600);
   if (lock < 0) return -1;
-  if (is_ours(lock) && flock(lock, LOCK_EX | LOCK_NB) == 0) return lock;
+  if (flock(lock, LOCK_EX | LOCK_NB) == 0) return lock;
   close(lock);
   return -1;
 }
 
 // A directory whose lock can be had has no process any more.
-void sweep(const std::string& parent) {
-  std::error_code error;
-  for (const auto& entry : fs::directory_iterator(parent, error)) {
-    if (!entry.path().filename().native().starts_with(kPrefix)) continue;
-    const int lock = take_lock(entry.path(), 0);
-    if (lock < 0) continue;
-    std::error_code ignored;
-    fs::remove_all(entry.path(), ignored);
-    close(lock);
+int take_lock_of_dead(const fs::path& directory) {
+  if (!directory.filename().native().starts_with(kPrefix) || !is_ours(directory, S_IFDIR)) {
+    return -1;
   }
+  return is_ours(directory / kLockName, S_IFREG) ? take_lock(directory, 0) : -1;
+}
+
+// Removes a directory and what is in it. With data that is kept there it stays, as a directory that
+// nobody sweeps away.
+void remove_temporaries(const fs::path& directory) {
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(directory, ignored)) {
+    if (!is_kept(entry.path().filename().native())) fs::remove_all(entry.path(), ignored);
+  }
+  fs::remove(directory, ignored);
 }
 
 }  // namespace
@@ -66,8 +75,8 @@ std::string random_name(int count) {
   return name;
 }
 
-TempDirectory::TempDirectory(const std::string& parent) {
-  sweep(parent);
+TempDirectory::TempDirectory(const std::string& parent, const std::string& unsent_directory) {
+  sweep(parent, unsent_directory);
   // Before the lock is taken another process may sweep the directory away as a dead one's.
   for (int attempt = 0; attempt < 10; ++attempt) {
     path_ = parent + "/" + std::string(kPrefix) + "XXXXXX";
@@ -81,9 +90,20 @@ TempDirectory::TempDirectory(const std::string& parent) {
                           "no temporary directory can be made in " + parent + " (set TMPDIR)");
 }
 
+void TempDirectory::sweep(const std::string& parent, const std::string& unsent_directory) {
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(parent, error)) {
+    const int lock = take_lock_of_dead(entry.path());
+    if (lock < 0) continue;
+    const std::vector<std::string> kept = keep_marked(entry.path(), unsent_directory);
+    found_unsent_.insert(found_unsent_.end(), kept.begin(), kept.end());
+    remove_temporaries(entry.path());
+    close(lock);
+  }
+}
+
 TempDirectory::~TempDirectory() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
+  remove_temporaries(path_);
   close(lock_);
 }
 

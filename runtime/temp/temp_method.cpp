@@ -12,6 +12,7 @@
 #include "runtime/temp/record_reader.h"
 #include "runtime/temp/record_writer.h"
 #include "runtime/temp/remote_text.h"
+#include "runtime/unsent.h"
 
 namespace fileref::runtime {
 namespace {
@@ -83,6 +84,7 @@ class TempFile : public HOST_FILE {
     }
     const wrcode rc = writer_->finish();
     if (rc != kSuccess) return report(rc, writer_->why());
+    mark_unsent(path_, method_.name_of_output ? method_.name_of_output() : "");
     return kSuccess;
   }
 
@@ -204,8 +206,9 @@ class TempFile : public HOST_FILE {
   bool abandoned_ = false;
 };
 
-TempMethod::TempMethod(const std::string& parent, Messages& messages, Text& text)
-    : directory_(temporary_parent(parent)), messages_(messages), text_(text) {}
+TempMethod::TempMethod(const std::string& parent, const std::string& unsent_directory,
+                       Messages& messages, Text& text)
+    : directory_(temporary_parent(parent), unsent_directory), messages_(messages), text_(text) {}
 
 TempMethod::~TempMethod() = default;
 
@@ -218,6 +221,7 @@ wrcode TempMethod::deassign(const Name8& logical) {
   if (found == assigned_.end()) return kNotAssigned;
   files_.remove_if([&](const auto& file) { return file->logical() == logical; });
   unlink(found->second.c_str());
+  unmark_unsent(found->second);
   assigned_.erase(found);
   return kSuccess;
 }

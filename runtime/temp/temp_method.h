@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/records.h"
 #include "runtime/messages.h"
@@ -25,8 +26,10 @@ class TempFile;
 // sentence to `messages`.
 class TempMethod {
  public:
-  // Below `parent`, or $TMPDIR, or /tmp.
-  TempMethod(const std::string& parent, Messages& messages, Text& text);
+  // Below `parent`, or $TMPDIR, or /tmp. Unsent data of ended processes that is found there is kept
+  // in `unsent_directory`, as `keep_unsent` does.
+  TempMethod(const std::string& parent, const std::string& unsent_directory, Messages& messages,
+             Text& text);
   ~TempMethod();
 
   wrcode assign(const Name8& logical);
@@ -59,8 +62,12 @@ class TempMethod {
   HOST_FILE* latest() const;
 
   const std::string& directory() const { return directory_.path(); }
+  const std::vector<std::string>& found_unsent() const { return directory_.found_unsent(); }
   // Open files and assigned names.
   std::size_t outstanding() const;
+
+  // What the data of the file that is written at the moment is to be kept as, should it not arrive.
+  std::function<std::string()> name_of_output;
 
  private:
   friend class TempFile;

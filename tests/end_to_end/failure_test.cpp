@@ -122,6 +122,40 @@ TEST_F(Failures, OfTheLimitsOfTheSystem) {
   EXPECT_FALSE(support::fs::exists(remote("new")));
 }
 
+// What could not be sent stays where it is, when it can be kept nowhere else.
+TEST_F(Failures, UnsentDataIsNeverDestroyed) {
+  support::fs::create_directory(remote("folder"));
+  for (const char* home : {"HOME=", "HOME=/proc/none"}) {
+    const support::Outcome outcome =
+        support::run({"env", "-u", "XDG_STATE_HOME", home, command(), "write", local("folder")},
+                     "precious", {{"TMPDIR", temporary_}});
+    const std::string kept = "kept in " + temporary_;
+    expect_failure(outcome, {kept});
+    const std::size_t at = outcome.err.find(kept) + 8;
+    const path place = outcome.err.substr(at, outcome.err.find('\n', at) - at);
+    EXPECT_EQ(support::read_file(place), "precious") << place;
+    EXPECT_EQ(fileref({"exists", local("folder")}).err, "");
+    EXPECT_TRUE(support::fs::exists(place)) << "swept away";
+    support::fs::remove_all(place.parent_path());
+  }
+}
+
+TEST_F(Failures, AKilledUploadIsFoundAndToldOf) {
+  const auto directories = [this] { return support::fs::recursive_directory_iterator(temporary_); };
+  support::Program program = start({"write", local("new"), "-o", faulty("delay 300")}, "precious");
+  EXPECT_TRUE(support::eventually([&] {
+    return std::any_of(begin(directories()), end(directories()),
+                       [](const auto& entry) { return entry.path().extension() == ".unsent"; });
+  }));
+  kill(program.pid(), SIGKILL);
+  program.wait();
+  const support::Outcome next = fileref({"exists", local("other")});
+  const std::size_t at = next.err.find(directory_ / "state");
+  ASSERT_NE(at, std::string::npos) << next.err;
+  EXPECT_EQ(support::read_file(next.err.substr(at, next.err.find('\n', at) - at)), "precious");
+  EXPECT_EQ(fileref({"exists", local("other")}).err, "");
+}
+
 TEST_F(Failures, SecretsAreNotShown) {
   const support::Outcome outcome =
       fileref({"read", local("f"), "-o", "OPTIONSX='sesame' FOO", "--log", directory_ / "log"});
