@@ -49,7 +49,7 @@ void add_read_words(CLI::App& command, cli::Request& request) {
 void add_write_words(CLI::App& command, cli::Request& request) {
   add_member_words(command, request);
   command.add_flag("--verify", request.host.verify_uploads,
-                   "Read the sent file back and compare it");
+                   "Read the sent file back and compare all of it, or fail");
 }
 
 void add_ls_words(CLI::App& command, cli::Request& request) {

@@ -76,9 +76,9 @@ struct HostOptions {
 
   /// Whether the client may ask on the terminal (for a password, say) if there is one.
   bool may_ask = true;
-  /// Reads every sent file back and compares it. Without it the number of bytes that arrived is
-  /// compared, which misses a block that the server refused in the middle, as OpenSSH clients up to
-  /// 10.0 do.
+  /// Reads every sent file back and compares all of it; one that cannot be read back whole has
+  /// failed. Without it the number of bytes that arrived is compared, which misses a block that the
+  /// server refused in the middle, as OpenSSH clients up to 10.0 do.
   bool verify_uploads = false;
   /// How the client is spoken to: "openssh", "psftp", "plain", or empty for a choice by its
   /// program's name. With "psftp" that is the program unless an option PATH names another.

@@ -26,12 +26,12 @@ std::vector<std::string> lines_for(const Dialect& dialect, const Command& comman
     case Verb::kChangeDirectory:
       return {dialect.change_directory(command.remote)};
     case Verb::kMakeDirectory:
-      return {dialect.make_directory(command.remote), dialect.look(command.remote)};
+      return {dialect.make_directory(command.remote), dialect.look(command.listed_as)};
     case Verb::kDownload:
-      return {dialect.look(command.remote),
+      return {dialect.look(command.listed_as),
               dialect.download(command.remote, Download::part_of(command.local))};
     case Verb::kUpload:
-      return {dialect.look(command.remote), dialect.upload(command.local, command.remote),
+      return {dialect.look(command.listed_as), dialect.upload(command.local, command.remote),
               dialect.download(command.remote, Upload::copy_of(command.local))};
     case Verb::kList:
     case Verb::kLeaveDirectory:
@@ -53,22 +53,23 @@ std::unique_ptr<Operation> Adapter::plan(std::string_view text, std::string* why
   if (command->verb == Verb::kMakeDirectory || command->verb == Verb::kUpload) {
     session_.listed.reset();
   }
+  if (!check_footing(*command, why)) {
+    if (command->verb == Verb::kUpload)
+      *why = explain_failed_upload(session_, *command, *why, false);
+    return nullptr;
+  }
   if (command->verb == Verb::kList) {
     if (!dialect_->can_carry(command->remote, why)) return nullptr;
-    std::optional<Selection> selection = select(command->remote, why);
-    if (!selection || !fits(*dialect_, {dialect_->look(selection->path + "/.")}, why)) {
-      return nullptr;
-    }
-    selection->dot_names = command->dot_names;
-    return dialect_->list(&session_, *std::move(selection));
+    return plan_listing(*command, why);
   }
   command->remote = literal_path(command->remote);
   if (command->verb == Verb::kUpload && !local_size(command->local)) {
     *why = "there is no local file \"" + command->local + "\" to upload";
     return nullptr;
   }
-  if (!can_send(*command, why)) {
-    if (command->verb == Verb::kUpload) *why = explain_failed_upload(session_, *command, *why);
+  if (!prepare(&*command, why)) {
+    if (command->verb == Verb::kUpload)
+      *why = explain_failed_upload(session_, *command, *why, false);
     return nullptr;
   }
   switch (command->verb) {
@@ -77,7 +78,7 @@ std::unique_ptr<Operation> Adapter::plan(std::string_view text, std::string* why
     case Verb::kLeaveDirectory:
       return std::make_unique<LeaveDirectory>(*dialect_, &session_);
     case Verb::kMakeDirectory:
-      return std::make_unique<MakeDirectory>(*dialect_, command->remote);
+      return std::make_unique<MakeDirectory>(*dialect_, *command);
     case Verb::kDownload:
       return std::make_unique<Download>(*dialect_, &session_, *command);
     case Verb::kUpload:
@@ -88,9 +89,33 @@ std::unique_ptr<Operation> Adapter::plan(std::string_view text, std::string* why
   return nullptr;
 }
 
-bool Adapter::can_send(const Command& command, std::string* why) const {
-  return dialect_->can_carry(command.remote, why) && dialect_->can_carry(command.local, why) &&
-         fits(*dialect_, lines_for(*dialect_, command), why);
+// In the directory in which the session began, names would stand for other files.
+bool Adapter::check_footing(const Command& command, std::string* why) {
+  const bool makes_way = command.verb == Verb::kChangeDirectory ||
+                         command.verb == Verb::kMakeDirectory ||
+                         command.verb == Verb::kLeaveDirectory;
+  if (makes_way) return true;
+  if (session_.footing == Footing::kFresh) session_.footing = Footing::kSettled;
+  *why = "the session did not get into the directory that it was to enter first";
+  return session_.footing == Footing::kSettled;
+}
+
+std::unique_ptr<Operation> Adapter::plan_listing(const Command& command, std::string* why) {
+  std::optional<Selection> selection = select(command.remote, why);
+  if (!selection) return nullptr;
+  const auto path = listed_path(*dialect_, session_, selection->path, why);
+  if (!path || !fits(*dialect_, {dialect_->look(*path + "/.")}, why)) return nullptr;
+  selection->path = *path;
+  selection->dot_names = command.dot_names;
+  return dialect_->list(&session_, *std::move(selection));
+}
+
+bool Adapter::prepare(Command* command, std::string* why) const {
+  const auto listed_as = listed_path(*dialect_, session_, command->remote, why);
+  if (!listed_as) return false;
+  command->listed_as = *listed_as;
+  return dialect_->can_carry(command->remote, why) && dialect_->can_carry(command->local, why) &&
+         fits(*dialect_, lines_for(*dialect_, *command), why);
 }
 
 }  // namespace fileref::runtime

@@ -21,14 +21,20 @@ std::string quoted(const std::string& name) {
   return '"' + name + '"';
 }
 
-bool has_line(std::string_view text, std::initializer_list<std::string_view> openings) {
+std::string_view find_line(std::string_view text,
+                           std::initializer_list<std::string_view> openings) {
   while (!text.empty()) {
-    const std::string_view line = take_line(&text);
+    std::string_view line = take_line(&text);
+    if (line.ends_with('\r')) line.remove_suffix(1);
     for (const std::string_view opening : openings) {
-      if (line.starts_with(opening)) return true;
+      if (line.starts_with(opening)) return line;
     }
   }
-  return false;
+  return {};
+}
+
+bool has_line(std::string_view text, std::initializer_list<std::string_view> openings) {
+  return !find_line(text, openings).empty();
 }
 
 }  // namespace fileref::runtime

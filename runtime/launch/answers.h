@@ -19,7 +19,9 @@ Answer failure(std::string explanation);
 
 std::string quoted(const std::string& name);
 
-// Whether a line of `text` begins with one of `openings`.
+// The first line of `text` that begins with one of `openings`; empty when none does.
+std::string_view find_line(std::string_view text, std::initializer_list<std::string_view> openings);
+// Whether there is one.
 bool has_line(std::string_view text, std::initializer_list<std::string_view> openings);
 
 }  // namespace fileref::runtime

@@ -43,8 +43,8 @@ struct LaunchRequest {
   // chosen by the file name of the program.
   std::string adapter;
   LaunchLimits limits;
-  // Read uploads back and compare them: OpenSSH clients up to 10.0 can miss a block that the server
-  // refused, while the size comes out right. Small files, where they cannot, are not read back.
+  // Read every upload back and compare it, else it has failed: OpenSSH clients up to 10.0 can miss
+  // a block that the server refused, while the size comes out right.
   bool verify_uploads = false;
   // How often a command is repeated whose client ended under way, in a new session that stands in
   // the same directory. A session that was lost between two commands counts as the first of them.

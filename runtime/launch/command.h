@@ -11,9 +11,10 @@ struct Command {
   enum class Verb { kChangeDirectory, kMakeDirectory, kDownload, kUpload, kList, kLeaveDirectory };
 
   Verb verb;
-  std::string remote;      // as it was written: nothing in it is quoted
-  std::string local = {};  // of a transfer
-  bool dot_names = false;  // of a listing: with the names that begin with a dot
+  std::string remote;          // as it was written: nothing in it is quoted
+  std::string local = {};      // of a transfer
+  bool dot_names = false;      // of a listing: with the names that begin with a dot
+  std::string listed_as = {};  // the path by which `ls` is asked for `remote`
 };
 
 // Takes apart `cd "X"`, `mkdir "X"`, `get "X" "Y"`, `put "Y" "X"`, `ls X`, `ls `, `ls -a ` or `cd

@@ -21,6 +21,7 @@ namespace fileref::runtime {
 enum class Verdict {
   kSuccess,
   kUnclear,  // it may be a complaint, or noise from the server
+  kRefused,  // an upload did not begin: the remote file is as it was
   kFailure,
 };
 
@@ -41,7 +42,10 @@ class Dialect {
   virtual std::size_t longest_line() const = 0;
   // Whether a path that the client shows so is that path for certain.
   virtual bool shows_exactly(std::string_view path) const = 0;
-  // Whether it tells of every block of an upload that the server refused.
+  // Whether `ls` takes a relative path for a pattern because of what the current directory is
+  // called.
+  virtual bool expands_directory(std::string_view /*directory*/) const { return false; }
+  // Whether it says that it tells of every block of an upload that the server refused.
   virtual bool tells_of_lost_blocks() const = 0;
 
   // Lines. A path stands for exactly that path; one that begins with "-" must have been through
@@ -57,16 +61,24 @@ class Dialect {
   virtual std::string look_on(const Reply& /*reply*/, std::string_view /*path*/) const {
     return {};
   }
-  // Shows the names in the current directory with kinds and sizes; empty when every listing does.
-  virtual std::string look_at_all() const { return {}; }
+  // Shows the names in the directory `path` with kinds and sizes; empty when every listing does.
+  virtual std::string look_at_all(std::string_view /*path*/) const { return {}; }
+
+  // Tries to enter a directory that does not exist; empty when the client never can.
+  virtual std::string enter_missing() const { return {}; }
 
   // Replies.
   virtual Verdict verdict(Command::Verb verb, const Reply& reply) const = 0;
+  // Whether the server let the client do so.
+  virtual bool enters_missing(const Reply& /*reply*/) const { return false; }
+  // Whether the reply to a look at a directory says that it is not there.
+  virtual bool says_missing(const Reply& /*reply*/) const { return false; }
   // The current directory, from the reply to a request that ended in `pwd`; empty: not told.
   virtual std::string working_directory(const Reply& reply) const = 0;
   virtual RemoteFile found(const Reply& reply, std::string_view path) const = 0;
   // The reply to look_at_all. Null when it is not understood.
-  virtual std::unique_ptr<DirectoryListing> found_all(const Reply& /*reply*/) const {
+  virtual std::unique_ptr<DirectoryListing> found_all(const Reply& /*reply*/,
+                                                      std::string_view /*path*/) const {
     return nullptr;
   }
 

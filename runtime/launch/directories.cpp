@@ -16,13 +16,44 @@ Request enter(const Dialect& dialect, const std::vector<std::string>& trail) {
   return request;
 }
 
+// Where the session begins, and whether the client enters what is not there.
+Request ask_directory(const Dialect& dialect) {
+  Request request = looking("pwd");
+  const std::string line = dialect.enter_missing();
+  if (!line.empty()) request.lines = {line, "cd", "pwd"};
+  return request;
+}
+
 // Whether the current directory was entered from the one to go back to.
 bool came_by_name(const Session& session) {
   const std::optional<std::vector<std::string>>& trail = session.trail;
   return trail && !trail->empty() && !trail->back().starts_with('/');
 }
 
+// Where the session stands, by the names that it entered; nothing: not known.
+std::optional<std::string> entered_path(const Dialect& dialect, const Session& session) {
+  if (!session.trail || session.trail->empty() || !dialect.shows_exactly(session.home)) {
+    return std::nullopt;
+  }
+  std::string path = session.home;
+  for (const std::string& name : *session.trail)
+    path = name.starts_with('/') ? name : path + '/' + name;
+  return path;
+}
+
 }  // namespace
+
+std::optional<std::string> listed_path(const Dialect& dialect, const Session& session,
+                                       std::string_view path, std::string* why) {
+  const std::string& here = session.directory;
+  if (path.starts_with('/') || !dialect.expands_directory(here)) return std::string(path);
+  const std::optional<std::string> exact =
+      dialect.shows_exactly(here) ? here : entered_path(dialect, session);
+  if (exact) return *exact + '/' + std::string(path);
+  *why = "there is a brace in the name of the directory " + quoted(here) +
+         ", which the client does not show exactly: enter it by its whole path";
+  return std::nullopt;
+}
 
 Step Start::begin() {
   state_ = State::kLogin;
@@ -38,11 +69,12 @@ Step Start::take(const Reply& reply) {
   switch (state_) {
     case State::kLogin:
       state_ = State::kAskDirectory;
-      return Request{{"pwd"}};
+      return ask_directory(dialect_);
     case State::kAskDirectory:
+      session_->enters_missing = dialect_.enters_missing(reply);
       if (!session_->trail) return lost_its_way();
       if (!session_->trail->empty()) break;
-      session_->directory = now;
+      session_->directory = session_->home = now;
       return before.empty() || now == before ? done() : lost_its_way();
     case State::kEnterAgain:
       return now == before ? done() : lost_its_way();
@@ -63,27 +95,67 @@ Answer Start::lost(Answer failure, std::string_view words) {
 
 Step ChangeDirectory::begin() {
   if (name_.empty()) return refusal("no such file or directory", "the directory name is empty");
+  if (state_ == State::kLeave) return leave_->begin();
+  state_ = State::kEnter;
   return Request{{dialect_.change_directory(name_), "pwd"}};
 }
 
 Step ChangeDirectory::take(const Reply& reply) {
-  const std::string before = std::exchange(session_->directory, dialect_.working_directory(reply));
-  if (!succeeded(dialect_.verdict(Command::Verb::kChangeDirectory, reply), before)) {
-    return refusal("no such file or directory");
+  switch (state_) {
+    case State::kEnter:
+      return judge(reply);
+    case State::kConfirm:
+      return judge_confirmed(reply);
+    case State::kLeave:
+      break;
   }
-  session_->left = before;
-  if (name_.starts_with('/')) session_->trail.emplace();
-  if (session_->trail) session_->trail->push_back(name_);
+  const Answer left = std::get<Answer>(leave_->take(reply));
+  return left.status == kSuccess ? refuse() : left;
+}
+
+Step ChangeDirectory::judge(const Reply& reply) {
+  now_ = dialect_.working_directory(reply);
+  if (!succeeded(dialect_.verdict(Command::Verb::kChangeDirectory, reply))) {
+    session_->directory = now_;
+    return refuse();
+  }
+  if (!session_->enters_missing) {
+    enter();
+    return accept();
+  }
+  state_ = State::kConfirm;
+  return looking(dialect_.look("."));
+}
+
+Step ChangeDirectory::judge_confirmed(const Reply& reply) {
+  enter();
+  if (!dialect_.says_missing(reply)) return accept();
+  state_ = State::kLeave;
+  return leave_.emplace(dialect_, session_).begin();
+}
+
+bool ChangeDirectory::succeeded(Verdict verdict) const {
+  if (verdict == Verdict::kSuccess || (!now_.empty() && now_ != session_->directory)) return true;
+  std::string_view name = name_;
+  while (name.size() > 1 && name.ends_with('/')) name.remove_suffix(1);
+  const bool is_current = name == "." || name == now_;
+  return verdict == Verdict::kUnclear && is_current;
+}
+
+Answer ChangeDirectory::refuse() {
+  if (session_->footing == Footing::kFresh) session_->footing = Footing::kAstray;
+  return refusal("no such file or directory");
+}
+
+Answer ChangeDirectory::accept() {
+  session_->footing = Footing::kSettled;
   return done();
 }
 
-bool ChangeDirectory::succeeded(Verdict verdict, const std::string& before) const {
-  const std::string& now = session_->directory;
-  if (verdict == Verdict::kSuccess || (!now.empty() && now != before)) return true;
-  std::string_view name = name_;
-  while (name.size() > 1 && name.ends_with('/')) name.remove_suffix(1);
-  const bool is_current = name == "." || name == now;
-  return verdict == Verdict::kUnclear && is_current;
+void ChangeDirectory::enter() {
+  session_->left = std::exchange(session_->directory, now_);
+  if (name_.starts_with('/')) session_->trail.emplace();
+  if (session_->trail) session_->trail->push_back(name_);
 }
 
 Step LeaveDirectory::begin() {
@@ -120,7 +192,7 @@ Step MakeDirectory::begin() {
   if (std::exchange(state_, State::kMake) == State::kNew) return make();
   // It may have been made before the session was lost.
   state_ = State::kLook;
-  return looking(dialect_.look(name_));
+  return looking(dialect_.look(listed_as_));
 }
 
 Step MakeDirectory::make() {
@@ -130,7 +202,7 @@ Step MakeDirectory::make() {
 
 Step MakeDirectory::take(const Reply& reply) {
   if (state_ == State::kLook) {
-    if (dialect_.found(reply, name_).kind == RemoteFile::Kind::kDirectory) return done();
+    if (dialect_.found(reply, listed_as_).kind == RemoteFile::Kind::kDirectory) return done();
     return make();
   }
   const bool failed = dialect_.verdict(Command::Verb::kMakeDirectory, reply) == Verdict::kFailure;

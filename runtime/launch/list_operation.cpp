@@ -8,7 +8,7 @@ Answer ListOperation::answer(std::unique_ptr<DirectoryListing> listing) {
   listing->sort();
   Answer answer = answer_names(selection_, *listing);
   if (answer.status != kSuccess) return fail(answer.explanation);
-  if (selection_.path.empty()) {
+  if (selection_.prefix.empty()) {
     session_->listed = std::move(listing);
     session_->listed_directory = session_->directory;
     session_->looks_saved = 0;
@@ -17,7 +17,7 @@ Answer ListOperation::answer(std::unique_ptr<DirectoryListing> listing) {
 }
 
 Answer ListOperation::fail(const std::string& reason) const {
-  const std::string& what = selection_.path.empty() ? session_->directory : selection_.path;
+  const std::string& what = selection_.prefix.empty() ? session_->directory : selection_.path;
   return failure("the listing of " + quoted(what) + " failed: " + reason);
 }
 

@@ -26,11 +26,16 @@ bool says_failed(Command::Verb verb, std::string_view err) {
       return has_line(err, {"read remote \"", "write local \"", "Couldn't read from remote file",
                             "Couldn't write to \""});
     case Command::Verb::kUpload:
-      return has_line(err, {"dest open \"", "remote open(\"", "write remote \"", "close remote",
-                            "Couldn't write to remote file", "Couldn't close file"});
+      return has_line(err, {"write remote \"", "close remote", "Couldn't write to remote file",
+                            "Couldn't close file"});
     default:
       return false;
   }
+}
+
+bool says_refused(Command::Verb verb, std::string_view err) {
+  return verb == Command::Verb::kUpload &&
+         has_line(err, {"dest open \"", "remote open(\"", "remote open \"", "open local \""});
 }
 
 }  // namespace
@@ -81,13 +86,14 @@ std::string OpensshDialect::upload(std::string_view local, std::string_view path
 std::string OpensshDialect::look(std::string_view path) const {
   return "ls -ln " + quote_for_listing(path);
 }
-std::string OpensshDialect::look_at_all() const {
-  return "ls -lnaf .";
+std::string OpensshDialect::look_at_all(std::string_view path) const {
+  return "ls -lnaf " + quote_for_listing(path);
 }
 
 Verdict OpensshDialect::verdict(Command::Verb verb, const Reply& reply) const {
   if (reply.err.empty()) return Verdict::kSuccess;
-  return says_failed(verb, reply.err) ? Verdict::kFailure : Verdict::kUnclear;
+  if (says_failed(verb, reply.err)) return Verdict::kFailure;
+  return says_refused(verb, reply.err) ? Verdict::kRefused : Verdict::kUnclear;
 }
 
 std::string OpensshDialect::working_directory(const Reply& reply) const {
@@ -104,9 +110,11 @@ RemoteFile OpensshDialect::found(const Reply& reply, std::string_view path) cons
   return read_listing(reply, path);
 }
 
-std::unique_ptr<DirectoryListing> OpensshDialect::found_all(const Reply& reply) const {
+std::unique_ptr<DirectoryListing> OpensshDialect::found_all(const Reply& reply,
+                                                            std::string_view path) const {
   std::string why;
-  auto listing = DirectoryListing::parse(behind_echo(reply.out), {true, true, 1}, &why);
+  const ListingForm form{true, true, slashes(path) + 1};
+  auto listing = DirectoryListing::parse(behind_echo(reply.out), form, &why);
   if (listing) listing->sort();
   return listing;
 }

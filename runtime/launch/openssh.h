@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "runtime/launch/dialect.h"
+#include "runtime/launch/unclear_name.h"
 
 namespace fileref::runtime::openssh {
 
@@ -31,7 +32,11 @@ class OpensshDialect : public Dialect {
 
   bool can_carry(std::string_view name, std::string* why) const override;
   std::size_t longest_line() const override { return 2046; }
-  bool shows_exactly(std::string_view path) const override { return path.find('\\') == path.npos; }
+  bool shows_exactly(std::string_view path) const override { return hidden_bytes(path) == 0; }
+  // It puts its directory before the path, and expands braces in both.
+  bool expands_directory(std::string_view directory) const override {
+    return directory.find('{') != directory.npos;
+  }
   bool tells_of_lost_blocks() const override { return false; }
 
   std::string change_directory(std::string_view path) const override;
@@ -39,12 +44,13 @@ class OpensshDialect : public Dialect {
   std::string download(std::string_view path, std::string_view local) const override;
   std::string upload(std::string_view local, std::string_view path) const override;
   std::string look(std::string_view path) const override;
-  std::string look_at_all() const override;
+  std::string look_at_all(std::string_view path) const override;
 
   Verdict verdict(Command::Verb verb, const Reply& reply) const override;
   std::string working_directory(const Reply& reply) const override;
   RemoteFile found(const Reply& reply, std::string_view path) const override;
-  std::unique_ptr<DirectoryListing> found_all(const Reply& reply) const override;
+  std::unique_ptr<DirectoryListing> found_all(const Reply& reply,
+                                              std::string_view path) const override;
 
   std::unique_ptr<Operation> list(Session* session, Selection selection) const override;
 };

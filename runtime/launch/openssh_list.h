@@ -22,14 +22,22 @@ class List : public ListOperation {
   Step take(const Reply& reply) override;
 
  private:
-  enum class State { kList, kEnter, kAskName };
+  enum class State { kList, kExplain, kEnter, kAskName, kAskBeginning };
 
   Step judge(const Reply& reply);
+  Step judge_missing(const Reply& reply);
+  Step judge_explained(const Reply& reply);
   Step judge_silence(const Reply& reply);
+  Answer fail_unreadable(std::string_view complaint) const;
+  Answer fail_silent(const Reply& reply) const;
+  std::size_t depth() const;
   bool names_one_file(std::string_view lines) const;
   Step next_name();
   Step ask_name();
   Step judge_name(const Reply& reply);
+  Step judge_beginning(const Reply& reply);
+  std::string_view unclear_name() const;
+  std::string line_for(const UnclearName::Candidate& candidate) const;
 
   const Dialect& dialect_;
   State state_ = State::kList;
@@ -37,7 +45,7 @@ class List : public ListOperation {
   // While unclear names are asked for:
   std::size_t asked_ = 0;  // of the unclear ones
   std::optional<UnclearName> unclear_;
-  UnclearName::Candidate candidate_;
+  UnclearName::Candidate candidate_ = {};
   std::set<std::string> found_;
 };
 

@@ -17,6 +17,7 @@ constexpr std::string_view kListing = "Listing directory ";
 constexpr std::string_view kUnsorted =
     "Directory is too large to sort; writing file names unsorted";
 constexpr std::string_view kCannotOpen = "Unable to open ";
+constexpr std::string_view kMissing = ": no such file or directory";
 constexpr std::string_view kWildcards = "*?[]";
 
 std::string with_backslashes(std::string_view text, std::string_view before) {
@@ -165,7 +166,24 @@ Verdict PsftpDialect::verdict(Command::Verb verb, const Reply& reply) const {
     default:
       break;
   }
-  return good ? Verdict::kSuccess : Verdict::kFailure;
+  if (good) return Verdict::kSuccess;
+  const bool begun = verb != Command::Verb::kUpload || tells_of_transfer(first);
+  return begun ? Verdict::kFailure : Verdict::kRefused;
+}
+
+// It enters what the server opens as a directory, and servers open directories that are not there,
+// to say so when they are read.
+std::string PsftpDialect::enter_missing() const {
+  return change_directory("no such directory");
+}
+
+bool PsftpDialect::enters_missing(const Reply& reply) const {
+  return verdict(Command::Verb::kChangeDirectory, reply) == Verdict::kSuccess;
+}
+
+bool PsftpDialect::says_missing(const Reply& reply) const {
+  const std::optional<Listed> listed = read_listed(reply.out);
+  return listed && listed->complaint.ends_with(kMissing);
 }
 
 std::string PsftpDialect::working_directory(const Reply& reply) const {

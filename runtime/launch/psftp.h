@@ -49,8 +49,11 @@ class PsftpDialect : public Dialect {
   std::string upload(std::string_view local, std::string_view path) const override;
   std::string look(std::string_view path) const override;
   std::string look_on(const Reply& reply, std::string_view path) const override;
+  std::string enter_missing() const override;
 
   Verdict verdict(Command::Verb verb, const Reply& reply) const override;
+  bool enters_missing(const Reply& reply) const override;
+  bool says_missing(const Reply& reply) const override;
   std::string working_directory(const Reply& reply) const override;
   RemoteFile found(const Reply& reply, std::string_view path) const override;
 

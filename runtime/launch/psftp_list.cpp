@@ -5,7 +5,6 @@
 
 #include "runtime/launch/answers.h"
 #include "runtime/launch/line_buffer.h"
-#include "runtime/launch/psftp.h"
 
 namespace fileref::runtime::psftp {
 namespace {
@@ -52,14 +51,14 @@ Step List::take(const Reply& reply) {
 
 Step List::judge(const Reply& reply) {
   const std::optional<Listed> listed = read_listed(reply.out);
-  if (!listed) return fail("the client's answer is not understood");
+  if (!listed) return fail_unreadable(listed);
   if (listed->complaint.ends_with(": no such file or directory")) {
     if (selection().path.empty() || selection().path.ends_with('/')) {
-      return refusal("no such file or directory");
+      return refusal("no such file or directory", std::string(listed->complaint));
     }
     return ask(State::kFile, list_only(selection().path));
   }
-  if (!listed->complaint.empty()) return fail("the client cannot read it");
+  if (!listed->complaint.empty()) return fail_unreadable(listed);
   lines_ = listed->lines;
   // Empty, or one in which no name can be looked at: most servers list "." in the former.
   if (lines_.empty()) return ask(State::kRoot, list_matches("/", "[.]"));
@@ -81,7 +80,7 @@ Step List::judge_root(const Reply& reply) {
 
 Step List::judge_unusual(const Reply& reply) {
   const std::optional<Listed> listed = read_listed(reply.out);
-  if (!listed || !listed->complaint.empty()) return fail("the client cannot read it again");
+  if (!listed || !listed->complaint.empty()) return fail_unreadable(listed);
   std::optional<std::string_view> hidden;
   std::string_view previous;
   for_each_name(listed->lines, [&](std::string_view name) {
@@ -101,7 +100,7 @@ Step List::next_length() {
 
 Step List::judge_length(const Reply& reply) {
   const std::optional<Listed> listed = read_listed(reply.out);
-  if (!listed || !listed->complaint.empty()) return fail("the client cannot read it again");
+  if (!listed || !listed->complaint.empty()) return fail_unreadable(listed);
   std::set<std::string>& names = unconfirmed_.begin()->second;
   for_each_name(listed->lines, [&](std::string_view name) { names.erase(std::string(name)); });
   if (!names.empty()) return fail_hidden(*names.begin());
@@ -119,6 +118,11 @@ Answer List::answer_lines() {
   std::string why;
   std::unique_ptr<DirectoryListing> listing = DirectoryListing::parse(lines_, kForm, &why);
   return listing ? answer(std::move(listing)) : fail(why);
+}
+
+Answer List::fail_unreadable(const std::optional<Listed>& listed) const {
+  if (!listed) return fail("the client's answer is not understood");
+  return fail("the client cannot read it: " + std::string(listed->complaint));
 }
 
 Answer List::fail_hidden(std::string_view shown) const {

@@ -15,6 +15,7 @@
 
 #include "runtime/launch/dialect.h"
 #include "runtime/launch/list_operation.h"
+#include "runtime/launch/psftp.h"
 
 namespace fileref::runtime::psftp {
 
@@ -35,6 +36,7 @@ class List : public ListOperation {
   Step ask(State state, const std::optional<std::string>& line);
   Step next_length();
   Answer answer_lines();
+  Answer fail_unreadable(const std::optional<Listed>& listed) const;
   Answer fail_hidden(std::string_view shown) const;
 
   State state_ = State::kList;

@@ -51,7 +51,7 @@ Answer answer_names(const Selection& selection, const DirectoryListing& listing)
     answer.text += '\n';
   }
   if (!selection.pattern.empty() && answer.text.size() == kOpening.size()) {
-    return refusal("no such file or directory");
+    return refusal("no such file or directory", "no name matches " + quoted(selection.pattern));
   }
   answer.text += kPrompt;
   return answer;

@@ -12,7 +12,7 @@ namespace fileref::runtime {
 
 struct Selection {
   std::string path = {};     // to ask the client about; empty: the current directory
-  std::string prefix = {};   // what stands before the names in that directory
+  std::string prefix = {};   // what stands before the names in that directory; empty: the same
   std::string pattern = {};  // that they must match; empty: all
   bool dot_names = false;
 };

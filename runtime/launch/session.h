@@ -12,15 +12,26 @@
 
 namespace fileref::runtime {
 
+// Whether a session stands where its user takes it to be.
+enum class Footing {
+  kFresh,    // no command yet
+  kSettled,  // in a directory that it entered, or with a first command that needed none
+  kAstray,   // its first command was to enter a directory, and it has entered none
+};
+
 struct Session {
   // Keeps the local file of a failed upload and returns where; empty when it could not.
   std::function<std::string(const std::string& local)> keep_unsent;
   bool verify_uploads = false;
 
   std::string directory = {};  // the remote directory, as the client shows it; empty: not known
+  std::string home = {};       // where the session began, as the client shows it
   std::string left = {};       // the directory that the last change of directory left
   // The names by which `directory` is entered after the login; nothing: not known.
   std::optional<std::vector<std::string>> trail = std::vector<std::string>();
+
+  Footing footing = Footing::kFresh;
+  bool enters_missing = false;  // `cd` succeeds with a directory that is not there
 
   std::unique_ptr<DirectoryListing> listed = {};  // the last listing of a current directory,
   std::string listed_directory = {};              // and of which

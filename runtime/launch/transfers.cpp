@@ -5,14 +5,11 @@
 #include <utility>
 
 #include "runtime/launch/answers.h"
+#include "runtime/launch/directories.h"
 #include "runtime/launch/local_file.h"
 
 namespace fileref::runtime {
 namespace {
-
-// The client misses a refused block of an upload when blocks before and behind it are accepted. It
-// sends blocks of 32 KiB or more.
-constexpr std::uint64_t kNeverWithHoles = std::uint64_t{64} << 10;
 
 std::string bytes(std::uint64_t count) {
   return std::to_string(count) + " bytes";
@@ -42,9 +39,15 @@ Step Download::find_size() {
   const std::size_t names = lacks_sizes ? session_->listed->entries().size() : 0;
   if (lacks_sizes && ++session_->looks_saved > names / kNamesListedInTheTimeOfALook) {
     state_ = State::kAskAllSizes;
-    return looking(dialect_.look_at_all());
+    return looking(dialect_.look_at_all(here()));
   }
   return ask_size();
+}
+
+// The path by which `ls` is asked for the current directory.
+std::string Download::here() const {
+  std::string why;
+  return listed_path(dialect_, *session_, ".", &why).value_or(".");
 }
 
 Step Download::ask_size() {
@@ -73,7 +76,7 @@ Step Download::transfer() {
 Step Download::take(const Reply& reply) {
   switch (state_) {
     case State::kAskAllSizes:
-      session_->listed = dialect_.found_all(reply);
+      session_->listed = dialect_.found_all(reply, here());
       session_->looks_saved = 0;
       return find_size();
     case State::kAskSize:
@@ -120,6 +123,7 @@ Step Download::judge_again(const RemoteFile& now) {
 }
 
 std::string Download::arrived_of(std::uint64_t stated) const {
+  if (stated == 0) return "the client reports a failure behind " + bytes(arrived_);
   return std::to_string(arrived_) + " of " + bytes(stated) + " arrived";
 }
 
@@ -149,11 +153,12 @@ Answer Download::lost(Answer failure, std::string_view) {
 }
 
 std::string explain_failed_upload(const Session& session, const Command& command,
-                                  const std::string& reason) {
+                                  const std::string& reason, bool sent) {
   // While it was sent it had the permissions that the remote file was to get.
   set_local_mode(command.local, 0600);
   const std::string place = session.keep_unsent ? session.keep_unsent(command.local) : "";
   return "the upload of " + quoted(command.remote) + " failed: " + reason +
+         (sent ? "; the remote file may be incomplete" : "") +
          (place.empty() ? "; the data could not be kept" : "; the data is kept in " + place);
 }
 
@@ -171,6 +176,8 @@ Step Upload::take(const Reply& reply) {
       return transfer();
     case State::kTransfer:
       verdict_ = dialect_.verdict(Command::Verb::kUpload, reply);
+      if (verdict_ == Verdict::kRefused) return fail("it could not begin");
+      sent_ = true;
       state_ = State::kLookAgain;
       return look_.begin();
     case State::kLookAgain:
@@ -185,6 +192,8 @@ Step Upload::take(const Reply& reply) {
 Step Upload::transfer() {
   // The client would put the file into it.
   if (before_.kind == RemoteFile::Kind::kDirectory) return fail("the remote name is a directory");
+  // Opening a FIFO waits for its reader, perhaps for ever.
+  if (before_.kind == RemoteFile::Kind::kOther) return fail("the remote name is no regular file");
   // A new remote file gets the permissions of the local one, and those are for us alone. Should
   // that fail, the upload is still good.
   set_local_mode(command_.local, default_file_mode());
@@ -197,43 +206,59 @@ Step Upload::transfer() {
 Step Upload::judge(const RemoteFile& arrived) {
   const std::optional<std::uint64_t> size = local_size(command_.local);
   if (!size) return fail("the local file " + quoted(command_.local) + " went away");
-  // The directory may be one that cannot be read.
-  const bool needs_no_look = dialect_.tells_of_lost_blocks() && verdict_ == Verdict::kSuccess;
-  if (!arrived.size && needs_no_look) return done();
-  if (!arrived.size) return fail("the server shows no such file afterwards");
-  if (*arrived.size != *size) {
-    return fail(std::to_string(*arrived.size) + " of " + bytes(*size) + " arrived");
+  const std::string wrong = judge_size(arrived, *size);
+  if (!wrong.empty()) return fail(wrong);
+  const bool may_be_the_old_file = before_.size == size && verdict_ != Verdict::kSuccess;
+  const bool states_no_size = arrived.size && *arrived.size != *size;
+  const bool proven = !may_be_the_old_file && !states_no_size && !session_->verify_uploads;
+  return proven ? Step(done()) : read_back();
+}
+
+// What is wrong with what is there now, or nothing.
+std::string Upload::judge_size(const RemoteFile& arrived, std::uint64_t size) const {
+  if (!arrived.size) {
+    // The directory may be one that cannot be read.
+    const bool needs_no_look = dialect_.tells_of_lost_blocks() && verdict_ == Verdict::kSuccess;
+    return needs_no_look ? "" : "the server shows no such file afterwards";
   }
-  if (verdict_ == Verdict::kFailure) return fail("the client reports a failure");
-  may_be_the_old_file_ = before_.size == size && verdict_ != Verdict::kSuccess;
-  const bool may_have_holes =
-      session_->verify_uploads && !dialect_.tells_of_lost_blocks() && *size > kNeverWithHoles;
-  if (!may_be_the_old_file_ && !may_have_holes) return done();
+  const bool failed = verdict_ == Verdict::kFailure;
+  if (*arrived.size == size) return failed ? "the client reports a failure" : "";
+  // Servers that know no sizes state 0.
+  if (*arrived.size == 0 && !failed) return "";
+  if (arrived.size == before_.size) return "the remote file still has " + bytes(*arrived.size);
+  if (*arrived.size > size) return "the remote file has " + bytes(*arrived.size) + " instead";
+  return std::to_string(*arrived.size) + " of " + bytes(size) + " arrived";
+}
+
+Step Upload::read_back() {
   if (const int error = remove_local(copy_)) {
     return fail("cannot remove " + quoted(copy_) + ": " + std::strerror(error));
   }
   state_ = State::kReadBack;
   return Request{{dialect_.download(command_.remote, copy_)},
-                 true,
-                 Transfer{false, command_.remote, copy_, size}};
+                 false,
+                 Transfer{false, command_.remote, copy_, local_size(command_.local)}};
 }
 
-// Where the file cannot be read back whole, its size has to do.
 Answer Upload::judge_copy() {
-  const bool whole = local_size(copy_) == local_size(command_.local);
-  const bool same = whole && same_contents(copy_, command_.local);
+  const std::optional<std::uint64_t> copied = local_size(copy_);
+  const std::uint64_t size = local_size(command_.local).value_or(0);
+  const bool same = copied && same_contents(copy_, command_.local);
   remove_local(copy_);
-  if (same || (!whole && !may_be_the_old_file_)) return done();
-  return fail(whole ? "other data arrived" : "the server may have kept an older file of that size");
+  if (same) return done();
+  if (!copied) return fail("it cannot be read back to be compared");
+  if (*copied < size) return fail(std::to_string(*copied) + " of " + bytes(size) + " came back");
+  return fail("the remote file holds other data");
 }
 
 Answer Upload::fail(const std::string& reason) {
-  return failure(explain_failed_upload(*session_, command_, reason));
+  return failure(explain_failed_upload(*session_, command_, reason, sent_));
 }
 
 Answer Upload::lost(Answer failure, std::string_view) {
   remove_local(copy_);
-  failure.explanation = explain_failed_upload(*session_, command_, failure.explanation);
+  sent_ = sent_ || state_ != State::kLook;
+  failure.explanation = explain_failed_upload(*session_, command_, failure.explanation, sent_);
   return failure;
 }
 

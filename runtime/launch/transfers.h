@@ -23,7 +23,7 @@ class Download : public Operation {
         session_(session),
         command_(std::move(command)),
         part_(part_of(command_.local)),
-        look_(dialect, command_.remote) {}
+        look_(dialect, command_.listed_as) {}
   static std::string part_of(const std::string& local) { return local + ".part"; }
   Step begin() override;
   Step take(const Reply& reply) override;
@@ -33,6 +33,7 @@ class Download : public Operation {
   enum class State { kAskAllSizes, kAskSize, kTransfer, kAskSizeAgain };
 
   Step find_size();
+  std::string here() const;
   Step ask_size();
   Step transfer();
   Step judge(const Reply& reply);
@@ -53,11 +54,12 @@ class Download : public Operation {
   std::uint64_t arrived_ = 0;
 };
 
-// Has the local file of an upload kept, and tells the user where and why.
+// Has the local file of an upload kept, and tells the user where and why. With `sent`, the remote
+// file may have got some of the data.
 std::string explain_failed_upload(const Session& session, const Command& command,
-                                  const std::string& reason);
+                                  const std::string& reason, bool sent);
 
-// Uploads, looks at what arrived, and reads it back where that is not proof enough.
+// Uploads, looks at what arrived, and reads it back where that is not proof enough, or always.
 class Upload : public Operation {
  public:
   Upload(const Dialect& dialect, Session* session, Command command)
@@ -65,7 +67,7 @@ class Upload : public Operation {
         session_(session),
         command_(std::move(command)),
         copy_(copy_of(command_.local)),
-        look_(dialect, command_.remote) {}
+        look_(dialect, command_.listed_as) {}
   // The local file that an upload is read back to.
   static std::string copy_of(const std::string& local) { return local + ".sent"; }
   Step begin() override;
@@ -77,6 +79,8 @@ class Upload : public Operation {
 
   Step transfer();
   Step judge(const RemoteFile& arrived);
+  std::string judge_size(const RemoteFile& arrived, std::uint64_t size) const;
+  Step read_back();
   Answer judge_copy();
   Answer fail(const std::string& reason);
 
@@ -88,7 +92,7 @@ class Upload : public Operation {
   State state_ = State::kLook;
   RemoteFile before_;
   Verdict verdict_ = Verdict::kUnclear;  // the client's, of the transfer
-  bool may_be_the_old_file_ = false;     // the size does not tell
+  bool sent_ = false;                    // some of the data may be in the remote file
 };
 
 }  // namespace fileref::runtime

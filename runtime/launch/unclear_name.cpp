@@ -1,12 +1,11 @@
 #include "runtime/launch/unclear_name.h"
 
+#include <utility>
+
 #include "runtime/launch/openssh.h"
 
 namespace fileref::runtime {
 namespace {
-
-// Names with more places than that are asked for in some of the possible ways only.
-constexpr std::size_t kMostPlaces = 6;
 
 constexpr std::size_t kDigits = 3;
 
@@ -53,46 +52,43 @@ UnclearName::UnclearName(std::string_view shown) {
   literal_.emplace_back(shown.substr(start));
 }
 
-// All bytes, then all literal, then the mixtures: every one of few places; of many only those that
-// change once along the name or differ in one place.
-bool UnclearName::is_literal(std::size_t place) const {
-  if (tried_ < 2) return tried_ == 1;
-  if (digits_.size() <= kMostPlaces) return ((tried_ - 1) >> place & 1) != 0;
-  const std::size_t at = (tried_ - 2) / 4;
-  switch ((tried_ - 2) % 4) {
-    case 0:
-      return place >= at;
-    case 1:
-      return place < at;
-    case 2:
-      return place == at;
-    default:
-      return place != at;
+// The next branch of the tree of choices. False behind the last.
+bool UnclearName::next_choice() {
+  if (std::exchange(deeper_, false) && choice_.size() < digits_.size()) {
+    choice_.push_back(false);
+    return true;
   }
+  while (!choice_.empty() && choice_.back()) choice_.pop_back();
+  if (choice_.empty()) return false;
+  choice_.back() = true;
+  return true;
 }
 
 std::optional<UnclearName::Candidate> UnclearName::next() {
-  const std::size_t places = digits_.size();
-  const std::size_t ways = places <= kMostPlaces ? std::size_t{1} << places : 2 + 4 * places;
-  if (tried_ == ways) return std::nullopt;
+  constexpr std::size_t kAlike = 2;  // all places bytes, all literal
+  if (tried_ < kAlike) return candidate(std::vector<bool>(digits_.size(), tried_++ == 1));
+  if (!next_choice()) return std::nullopt;
+  return candidate(choice_);
+}
+
+UnclearName::Candidate UnclearName::candidate(const std::vector<bool>& is_literal) const {
   const auto quoted = [](std::string_view text) {
     const std::string whole = openssh::quote_for_listing(text);
     return whole.substr(1, whole.size() - 2);
   };
-  Candidate candidate{literal_[0], quoted(literal_[0])};
-  for (std::size_t i = 0; i < digits_.size(); ++i) {
-    if (is_literal(i)) {
-      candidate.name += digits_[i];
-      candidate.shown += quoted(digits_[i]);
+  Candidate result{literal_[0], quoted(literal_[0]), is_literal.size() == digits_.size()};
+  for (std::size_t i = 0; i < is_literal.size(); ++i) {
+    if (is_literal[i]) {
+      result.name += digits_[i];
+      result.shown += quoted(digits_[i]);
     } else {
-      candidate.name += *hidden_byte(digits_[i], 0);
-      candidate.shown += digits_[i];
+      result.name += *hidden_byte(digits_[i], 0);
+      result.shown += digits_[i];
     }
-    candidate.name += literal_[i + 1];
-    candidate.shown += quoted(literal_[i + 1]);
+    result.name += literal_[i + 1];
+    result.shown += quoted(literal_[i + 1]);
   }
-  ++tried_;
-  return candidate;
+  return result;
 }
 
 }  // namespace fileref::runtime

@@ -13,27 +13,33 @@ namespace fileref::runtime {
 // How many bytes of `shown` may be hidden behind digits. With any, the name is unclear.
 std::size_t hidden_bytes(std::string_view shown);
 
-// What a name that is shown as `shown` may be: every backslash with three digits is the byte or is
-// itself.
+// Finds out what a name that is shown as `shown` is: every backslash with three digits is the byte
+// or is itself.
 class UnclearName {
  public:
   explicit UnclearName(std::string_view shown);
 
   struct Candidate {
-    std::string name;
-    std::string shown;  // the name between quotes, quoted for `ls`, as the client would echo it
+    std::string name;   // or how it begins
+    std::string shown;  // the same between quotes, quoted for `ls`, as the client would echo it
+    bool is_whole;
   };
 
-  // The likeliest first; nothing when there are no more.
+  // The likeliest names first, then beginnings and the names behind those that were confirmed;
+  // nothing when there are no more.
   std::optional<Candidate> next();
+  // There is a name that is shown so and begins like the last candidate.
+  void confirm_beginning() { deeper_ = true; }
 
  private:
-  // Whether the candidate that is tried next has this place as it is shown.
-  bool is_literal(std::size_t place) const;
+  bool next_choice();
+  Candidate candidate(const std::vector<bool>& is_literal) const;
 
   std::vector<std::string> literal_;  // the text between the places
   std::vector<std::string> digits_;   // of each place
-  std::size_t tried_ = 0;
+  std::size_t tried_ = 0;             // of the likeliest
+  std::vector<bool> choice_;          // whether each of the first places is as it is shown
+  bool deeper_ = true;                // look at the next place, too
 };
 
 }  // namespace fileref::runtime

@@ -27,6 +27,7 @@ TEST_P(Conformance, EveryOutcomeIsReadAsWhatItIs) {
   for (const char* name : {"file", "secret", "closed/file", "x-only/file", "sub/file"}) {
     write_file(remote_ / name, "data");
   }
+  write_file(remote_ / "secret", "older data");
   write_file(remote_ / "empty", "");
   support::fs::create_symlink("file", remote_ / "link");
   support::fs::create_symlink("sub", remote_ / "sub-link");
@@ -94,6 +95,9 @@ TEST_P(Conformance, EveryOutcomeIsReadAsWhatItIs) {
       {"put \"$L\" \"..\"", "failed", "the remote name is a directory"},
       {"put \"$L\" \"/\"", "failed", "the remote name is a directory"},
       {"put \"$L\" \"\"", "failed", "the remote name is empty"},
+      {"put \"$L\" \"fifo\"", "failed", "no regular file"},
+      {"put \"$L\" \"fifo-link\"", "failed", "no regular file"},
+      {"put \"$L\" \"/dev/null\"", "failed", "no regular file"},
       {"put \"$L.none\" \"x\"", "not sent", "there is no local file"},
       {"put \"$R\" \"x\"", "not sent", "there is no local file"},
       {"rm \"file\"", "not sent", "no command"},
@@ -108,6 +112,7 @@ TEST_P(Conformance, EveryOutcomeIsReadAsWhatItIs) {
     EXPECT_EQ(ask(command), row.answer) << told();
     const bool failed_upload = row.command.starts_with("put \"$L\"") && row.answer == "failed";
     EXPECT_EQ(kept_, failed_upload ? local_ : "");
+    EXPECT_FALSE(tells(" arrived") || tells("incomplete")) << "no byte was sent" << told();
     EXPECT_EQ(told().empty(), row.answer == kPrompt) << told();
     EXPECT_TRUE(tells(row.told)) << told() << "lacks: " << row.told;
     EXPECT_EQ(read_file(local_), "data");
@@ -121,6 +126,25 @@ TEST_P(Conformance, EveryOutcomeIsReadAsWhatItIs) {
   EXPECT_EQ(read_file(local_), "");
   EXPECT_EQ(put("emptied"), kPrompt);
   EXPECT_TRUE(exists(remote_ / "emptied"));
+}
+
+// Where the session began, its names would stand for other files.
+TEST_P(Conformance, NothingIsDoneBesideTheDirectoryToEnterFirst) {
+  write_file(local_, "data");
+  ASSERT_TRUE(launch(client_for(kServer), is_psftp() ? "psftp" : "openssh")) << why_;
+  ASSERT_EQ(answer(), kPrompt) << client_->words();
+  const std::string wanted = remote_ / "new";
+  EXPECT_EQ(ask("cd \"" + wanted + '"'), kNotThere);
+  for (const char* command : {"get \"/etc/passwd\" \"$L\"", "put \"$L\" \"file\"", "ls ", "ls *"}) {
+    EXPECT_EQ(ask(filled_in(command)), "not sent") << command;
+    EXPECT_TRUE(tells("the directory that it was to enter first")) << told();
+  }
+  EXPECT_EQ(kept_, local_);
+  EXPECT_EQ(ask("mkdir \"" + wanted + '"'), kPrompt);
+  EXPECT_EQ(ask("cd \"" + wanted + '"'), kPrompt);
+  EXPECT_EQ(put("file"), kPrompt);
+  EXPECT_EQ(ask("cd \"nope\""), kNotThere);
+  EXPECT_EQ(get("file"), kPrompt);
 }
 
 TEST_P(Conformance, AFullLocalDiskLeavesTheOldFile) {

@@ -9,10 +9,13 @@
 //     stall N       say nothing any more once N bytes of file contents were read
 //     mute          never say anything
 //     delay N       answer each request N milliseconds later
-//     nosize        state no file sizes
+//     nosize [N]    state no file sizes; refuse reads from offset N on
+//     garble N      change the byte at offset N when it is written
 //     grow N FILE   FILE grows by N bytes when it is first read
 //     unlist N      refuse what comes behind the first N pieces of a listing
 //     cut N         hang up there
+//     slash         list the name a%b as a/b
+//     absent        open directories that are missing, and say so when they are read
 //     noise         print on standard error at every request
 #include <poll.h>
 #include <unistd.h>
@@ -28,14 +31,20 @@
 namespace {
 
 enum Type : unsigned char {
+  kClose = 4,
   kRead = 5,
   kWrite = 6,
+  kOpenDirectory = 11,
   kReadDirectory = 12,
   kStatus = 101,
+  kHandle = 102,
   kData = 103,
+  kNames = 104,
   kAttributes = 105
 };
-enum Code : std::uint32_t { kEndOfFile = 1, kFailure = 4 };
+const std::string kAbsent = "none";  // the handle of a directory that is not there
+
+enum Code : std::uint32_t { kOk = 0, kEndOfFile = 1, kNoSuchFile = 2, kFailure = 4 };
 
 std::uint32_t number32(const std::string& bytes, std::size_t at) {
   std::uint32_t value = 0;
@@ -59,6 +68,7 @@ struct Relay {
   int to_server = -1, from_server = -1;
   std::uint64_t contents_read = 0, pieces_listed = 0;
   std::string requests, replies;  // bytes that are no whole packet yet
+  std::string opening;            // the number of the last request to open a directory
 
   bool is(const char* name) const { return fault == name; }
 
@@ -68,13 +78,17 @@ struct Relay {
     write_all(STDOUT_FILENO, reply + std::string(8, '\0'));
   }
 
-  void request(const std::string& packet) {
+  void request(std::string packet) {
     const auto type = static_cast<unsigned char>(packet[4]);
     if (is("noise")) std::fprintf(stderr, "no such file or directory: failure\n");
     if (type == kReadDirectory && ++pieces_listed > limit) {
       if (is("cut")) std::exit(0);
       if (is("unlist")) return refuse(packet, kFailure);
     }
+    if (is("absent") && (type == kClose || type == kReadDirectory) && packet.ends_with(kAbsent)) {
+      return refuse(packet, type == kClose ? kOk : kNoSuchFile);
+    }
+    if (type == kOpenDirectory) opening = packet.substr(5, 4);
     if (type != kRead && type != kWrite) return write_all(to_server, packet);
     const std::size_t at = 13 + number32(packet, 9);
     const std::uint64_t offset =
@@ -83,7 +97,10 @@ struct Relay {
       if (is("grow"))
         std::ofstream(file, std::ios::app) << std::string(std::exchange(limit, 0), '+');
       if (is("eof") && offset >= limit) return refuse(packet, kEndOfFile);
-      if (is("unread") && offset >= limit) return refuse(packet, kFailure);
+      const bool unread = is("unread") || (is("nosize") && limit > 0);
+      if (unread && offset >= limit) return refuse(packet, kFailure);
+    } else if (is("garble") && offset <= limit && limit < offset + number32(packet, at + 8)) {
+      packet[at + 12 + limit - offset] ^= 1;
     } else if ((is("hole") && offset <= limit && limit < offset + number32(packet, at + 8)) ||
                (is("full") && offset >= limit)) {
       return refuse(packet, kFailure);
@@ -98,6 +115,14 @@ struct Relay {
       packet[12] = static_cast<char>(packet[12] & ~1);
       packet.erase(13, 8);
       packet[3] = static_cast<char>(packet[3] - 8);
+    }
+    if (is("slash") && type == kNames) {
+      for (std::size_t at; (at = packet.find("a%b")) != packet.npos;) packet[at + 1] = '/';
+    }
+    const bool opened = packet.substr(5, 4) == std::exchange(opening, "");
+    if (is("absent") && type == kStatus && opened) {
+      packet = std::string{0, 0, 0, 13, static_cast<char>(kHandle)} + packet.substr(5, 4) +
+               std::string{0, 0, 0, 4} + kAbsent;
     }
     if (type == kData) contents_read += number32(packet, 9);
     if (is("drop") && contents_read > limit) std::exit(0);
@@ -129,7 +154,8 @@ struct Relay {
       pollfd fds[] = {{STDIN_FILENO, POLLIN, 0}, {from_server, POLLIN, 0}};
       poll(fds, 2, -1);
       if (fds[1].revents) relay(from_server, &replies, [&](std::string p) { reply(std::move(p)); });
-      if (fds[0].revents) relay(STDIN_FILENO, &requests, [&](const std::string& p) { request(p); });
+      if (fds[0].revents)
+        relay(STDIN_FILENO, &requests, [&](std::string p) { request(std::move(p)); });
     }
   }
 };

@@ -73,7 +73,8 @@ TEST_P(Listings, CarriesAnyName) {
       "x\xc3y\x01/\xc2\x85/\xe2\x80\xae/\\/\\\\101/a\\/a\\8/\\0011/\t/\r/\rx/x\r/?/*/-/-l/--/..x/"
       "x../"
       "Couldn't Canonicalise: x/CANONICALISE/SFTP>/\x10/\x1f/\x1f \x10/"
-      "-rw-r--r-- 1 a b 7 Nov 22 21:25 z/",
+      "-rw-r--r-- 1 a b 7 Nov 22 21:25 z/\\303\033x\033\\251\xff\xff\\007\\033y/"
+      "\033\\033x\033\\251\xff\\377\\007\\033y/\\033\033x\033\\251\xff\\377\\007\\033y/",
       '/');
   names.push_back(std::string(255, '\r'));
   names.push_back(std::string(127, '\xff') + "\\001");
@@ -106,6 +107,38 @@ TEST_P(Listings, CarriesAnyName) {
   std::erase_if(names, [](const std::string& name) { return !name.ends_with('1'); });
   EXPECT_EQ(list("*1"), names);
   ASSERT_EQ(names.size(), is_psftp() ? 6u : 8u);
+}
+
+// Beside directories that its name would stand for as a pattern.
+TEST_P(Listings, WorkInAnyDirectory) {
+  Names names = split("{a,b}/[ab]/*/?/\\a/-a/with blank/\"q'/{\\001,b}/{\001,b}/x{\\{,}", '/');
+  for (const char* other : {"a", "b"}) {
+    support::fs::create_directories(remote_ / other / "in");
+    write_file(remote_ / other / "in/file", "another's");
+  }
+  connect(kServer);
+  verify_ = true;
+  for (const std::string& name : names) {
+    SCOPED_TRACE(name);
+    support::fs::create_directories(remote_ / name / "in/sub");
+    ASSERT_EQ(ask("cd \"" + escape_name(name) + '"'), kPrompt) << told();
+    ASSERT_EQ(ask("cd \"in\""), kPrompt) << told();
+    write_file(local_, "mine");
+    EXPECT_EQ(put("file"), kPrompt) << told();
+    EXPECT_EQ(put("sub"), "failed") << told();
+    write_file(local_, "");
+    EXPECT_EQ(get("file"), kPrompt) << told();
+    EXPECT_EQ(read_file(local_), "mine");
+    EXPECT_EQ(list("-a "), (Names{"file", "sub"})) << told();
+    EXPECT_EQ(get("file"), kPrompt) << told();
+    EXPECT_EQ(list("f*"), Names{"file"}) << told();
+    EXPECT_EQ(list("file"), Names{"file"}) << told();
+    EXPECT_EQ(list("sub"), Names{}) << told();
+    EXPECT_EQ(list("nope"), Names{kNotThere}) << told();
+    EXPECT_EQ(ask("mkdir \"new\""), kPrompt) << told();
+    ASSERT_EQ(ask("cd \"" + remote_.string() + '"'), kPrompt) << told();
+    support::fs::remove_all(remote_ / name);
+  }
 }
 
 TEST_P(Listings, MatchesPatternsAsTheClientDoes) {
@@ -156,6 +189,9 @@ TEST_P(Listings, TellsWhatIsNotThereFromWhatCannotBeRead) {
     std::string explanation = {};
   };
   const std::string deep = remote_.string();
+  const std::string reason = is_psftp()
+                                 ? "Unable to open unreadable"
+                                 : "remote readdir(\"" + deep + "/unreadable/\"): Permission";
   const Case cases[] = {
       {"file", {"file"}},
       {"with blank", {"with blank"}},
@@ -171,9 +207,9 @@ TEST_P(Listings, TellsWhatIsNotThereFromWhatCannotBeRead) {
       {"file/", {kNotThere}},
       {"-x", {kNotThere}},
       {"empty/*", {kNotThere}},
-      {"unreadable", {"failed"}, "\"unreadable\" failed: the client cannot read it"},
-      {"unreadable/*", {"failed"}, "\"unreadable/\" failed: the client cannot read it"},
-      {"closed", {"failed"}, "\"closed\" failed: the client cannot read it"},
+      {"unreadable", {"failed"}, "\"unreadable\" failed: the client cannot read it: " + reason},
+      {"unreadable/*", {"failed"}, "\"unreadable/\" failed: the client cannot read it: " + reason},
+      {"closed", {"failed"}, "\"closed\" failed: the client cannot read it: "},
       {"unenterable", {"failed"}, "\"unenterable\" failed: it may be read, but not entered"},
       {"feed",
        {"failed"},
@@ -188,6 +224,14 @@ TEST_P(Listings, TellsWhatIsNotThereFromWhatCannotBeRead) {
     EXPECT_NE(client_->explanation().find(c.explanation), std::string::npos)
         << c.text << ": " << client_->explanation();
   }
+  // psftp enters only what it can read.
+  for (const char* name : {"closed", "unreadable", "unenterable"}) {
+    if (ask("cd \"" + std::string(name) + '"') != kPrompt) continue;
+    EXPECT_EQ(list(""), Names{"failed"}) << name;
+    EXPECT_TRUE(tells(name == std::string("unenterable") ? "not entered" : "permission denied"))
+        << name << told();
+    ASSERT_EQ(ask("cd \"" + deep + '"'), kPrompt);
+  }
   ASSERT_EQ(ask("cd \"empty\""), kPrompt);
   EXPECT_EQ(list(""), Names{});
   EXPECT_EQ(list("*"), Names{kNotThere});
@@ -199,20 +243,22 @@ TEST_P(Listings, IsWholeOrFails) {
   Names names;
   for (int i = 1000; i < 4000; ++i)
     names.push_back("a name of some length, number " + std::to_string(i));
+  names.emplace_back("a%b");
   make(names);
   struct Case {
     std::string fault;
     std::size_t capacity;
     bool good;
   };
-  const Case cases[] = {{"none", 8192, true},      {"none", 100, true},
-                        {"noise", 8192, true},     {"delay 5", 8192, true},
-                        {"unlist 0", 8192, false}, {"unlist 3", 8192, false},
-                        {"cut 0", 8192, false},    {"cut 3", 8192, false}};
+  const Case cases[] = {
+      {"none", 8192, true},    {"none", 100, true},       {"noise", 8192, true},
+      {"delay 5", 8192, true}, {"unlist 0", 8192, false}, {"unlist 3", 8192, false},
+      {"cut 0", 8192, false},  {"cut 3", 8192, false},    {"slash", 8192, false}};
   for (const Case& c : cases) {
     connect(kFaultyServer + " " + c.fault);
     EXPECT_EQ(list("", c.capacity), c.good ? names : Names{"failed"}) << c.fault;
     EXPECT_EQ(client_->explanation().empty(), c.good) << client_->explanation();
+    EXPECT_EQ(tells("a/b"), c.fault == "slash") << told();
     EXPECT_EQ(list("*9", c.capacity).size(), c.good ? 300u : 1u);
   }
   limits_.command = limits_.close_grace = milliseconds(300);

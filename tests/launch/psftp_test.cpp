@@ -89,6 +89,24 @@ TEST_P(Psftp, DoesWithoutALookWhereItCannotLook) {
   EXPECT_EQ(ask("ls *e*"), "sftp> ls\n. .. \nfile\nnew\n" + kPrompt);
 }
 
+// On a server that opens every directory, and tells when it is read.
+TEST_P(Psftp, EntersNoDirectoryThatIsNotThere) {
+  for (const char* name : {"sub", "sub/in"}) support::fs::create_directory(remote_ / name);
+  make({"file", "sub/file"});
+  connect(kFaultyServer + " absent");
+  EXPECT_EQ(ask("cd \"nope\""), kNotThere);
+  EXPECT_EQ(ask("cd \"" + remote_.string() + "/nope\""), kNotThere);
+  EXPECT_EQ(get("file"), kPrompt);
+  ASSERT_EQ(ask("cd \"sub\""), kPrompt);
+  EXPECT_EQ(ask("cd \"nope\""), kNotThere);
+  EXPECT_EQ(ask("ls "), "sftp> ls\n. .. \nfile\nin\n" + kPrompt);
+  ASSERT_EQ(ask("cd \"in\""), kPrompt);
+  ASSERT_EQ(ask("cd .."), kPrompt);
+  EXPECT_EQ(get("file"), kPrompt);
+  EXPECT_EQ(read_file(local_), "content of sub/file");
+  EXPECT_EQ(put("../nope/file"), "failed");
+}
+
 TEST_P(Psftp, MustNotAsk) {
   const std::string line = client_for(kServer);
   std::string asking = line;
