@@ -60,23 +60,30 @@ TEST(Quoting, KeepsNamesLiteral) {
   EXPECT_EQ(literal_path("-x") + literal_path("x-"), "./-xx-");
 }
 
-TEST(UnclearName, IsAnyMixtureOfBytesAndDigits) {
-  const std::pair<std::string, std::string> cases[] = {
-      {"a\\001", "<a\x01=a\\001><a\\001=a\\\\001>"},
-      {"\\377\"\\101\\200{",
-       "<\xff\"\\101\x80{=\\377\\\"\\\\101\\200\\{>"
-       "<\\377\"\\101\\200{=\\\\377\\\"\\\\101\\\\200\\{>"
-       "<\\377\"\\101\x80{=\\\\377\\\"\\\\101\\200\\{>"
-       "<\xff\"\\101\\200{=\\377\\\"\\\\101\\\\200\\{>"},
-  };
-  for (const auto& [shown, expected] : cases) {
-    std::string candidates;
-    UnclearName name(shown);
-    while (const auto candidate = name.next()) {
-      candidates += '<' + candidate->name + '=' + candidate->shown + '>';
+TEST(UnclearName, IsFoundByItsBeginnings) {
+  UnclearName quoted("\\377\"\\101\\200{");
+  EXPECT_EQ(quoted.next()->shown, "\\377\\\"\\\\101\\200\\{");
+  EXPECT_EQ(quoted.next()->shown, "\\\\377\\\"\\\\101\\\\200\\{");
+  constexpr unsigned kPlaces = 8;
+  for (unsigned mixture = 0; mixture < 1u << kPlaces; ++mixture) {
+    std::string shown, truth;
+    for (unsigned place = 0; place < kPlaces; ++place) {
+      shown += "\\001a";
+      truth += (mixture >> place & 1) != 0 ? "\\001a" : "\001a";
     }
-    EXPECT_EQ(candidates, expected);
+    UnclearName name(shown);
+    unsigned questions = 0;
+    auto candidate = name.next();
+    for (; candidate && candidate->name != truth; candidate = name.next(), ++questions) {
+      if (!candidate->is_whole && truth.starts_with(candidate->name)) name.confirm_beginning();
+    }
+    EXPECT_TRUE(candidate && candidate->is_whole) << truth;
+    EXPECT_LE(questions, 2 + 2 * kPlaces) << truth;
   }
+  UnclearName none("\\001\\001");
+  unsigned questions = 0;
+  while (none.next()) ++questions;
+  EXPECT_EQ(questions, 4u);
 }
 
 TEST(Delivery, IsCutAtTheEndsOfLines) {
