@@ -1,7 +1,7 @@
 // A dialogue with a client as a string of bytes: what the module sent, and what the client said.
 //
-// The first byte chooses the client: 1 for psftp, else OpenSSH. What follows is the client's
-// standard output, but for these:
+// The first byte chooses the client: 1 and 3 for psftp, else OpenSSH; with 2 and 3 uploads are
+// verified. What follows is the client's standard output, but for these:
 #pragma once
 
 #include <memory>
@@ -24,9 +24,16 @@ inline constexpr char kLocal[] = "LOCAL";
 
 inline std::unique_ptr<fileref::runtime::Dialect> dialect_of(char client) {
   using namespace fileref::runtime;
-  if (client == '1') return std::make_unique<psftp::PsftpDialect>();
+  if (client == '1' || client == '3') return std::make_unique<psftp::PsftpDialect>();
   return std::make_unique<openssh::OpensshDialect>();
 }
+
+inline bool verifies(char client) {
+  return client == '2' || client == '3';
+}
+
+// What an upload sends; the local files that the client makes hold the same letter.
+inline const std::string kSent(12, 'x');
 
 inline std::string with_local(std::string command, const std::string& local) {
   const std::size_t at = command.find(kLocal);

@@ -42,8 +42,10 @@ class Dialogue {
   Dialogue(std::string_view bytes, const std::string& directory)
       : rest_(bytes),
         local_(directory + "/local"),
-        adapter_(fuzz::dialect_of(bytes.front()),
-                 Session{[](const std::string& kept) { return kept; }}) {
+        adapter_(
+            fuzz::dialect_of(bytes.front()),
+            Session{[](const std::string& kept) { return kept; }, fuzz::verifies(bytes.front())}),
+        verifies_(fuzz::verifies(bytes.front())) {
     rest_.remove_prefix(1);
   }
 
@@ -54,7 +56,8 @@ class Dialogue {
       if (at == rest_.npos) return;
       rest_.remove_prefix(at + 1);
       const std::string command = fuzz::with_local(take_line(), local_);
-      if (command.starts_with("put ")) std::ofstream(local_) << "twelve bytes";
+      if (command.starts_with("put ")) std::ofstream(local_) << fuzz::kSent;
+      came_back_ = false;
       std::string why;
       if (auto operation = adapter_.plan(command + "\n", &why)) {
         perform(std::move(operation), command);
@@ -143,6 +146,7 @@ class Dialogue {
       for (const std::string& line : request.lines) {
         if (line.ends_with(' ' + openssh::quote(local_ + part))) {
           std::ofstream(local_ + part) << std::string(size, 'x');
+          came_back_ = part == std::string_view(".sent") && size == fuzz::kSent.size();
         }
       }
     }
@@ -159,6 +163,9 @@ class Dialogue {
     if (answer.refused) return;
     if (command.starts_with("get ")) {
       check(std::filesystem::exists(local_), "a download that succeeded left a file");
+    }
+    if (command.starts_with("put ") && verifies_) {
+      check(came_back_, "an upload that was verified came back whole");
     }
     if (command.starts_with("ls ")) {
       judge_names(answer.text);
@@ -184,6 +191,8 @@ class Dialogue {
   std::string_view rest_;
   const std::string local_;
   Adapter adapter_;
+  const bool verifies_;
+  bool came_back_ = false;  // the last upload
 };
 
 }  // namespace

@@ -20,7 +20,8 @@ class Recorder {
   Recorder(char client, const std::vector<std::string>& words, std::string local)
       : local_(std::move(local)),
         transcript_(1, client),
-        adapter_(fuzz::dialect_of(client), Session{[](const std::string& kept) { return kept; }}) {
+        adapter_(fuzz::dialect_of(client),
+                 Session{[](const std::string& kept) { return kept; }, fuzz::verifies(client)}) {
     std::string why;
     child_ = Child::start(words, true, &why);
     if (!child_) throw std::runtime_error(why);
@@ -88,7 +89,7 @@ int main(int argc, char** argv) {
       for (std::size_t at; (at = command.find("FILES")) != command.npos;) {
         command.replace(at, 5, remote);
       }
-      if (command.starts_with("put ")) std::ofstream(local) << "twelve bytes";
+      if (command.starts_with("put ")) std::ofstream(local) << fuzz::kSent;
       recorder.send(command);
     }
     std::ofstream(std::string(argv[1]) + "/" + argv[2] + "-" + std::to_string(i))

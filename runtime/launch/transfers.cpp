@@ -248,7 +248,7 @@ Answer Upload::judge_copy() {
   if (same) return done();
   if (!copied) return fail("it cannot be read back to be compared");
   if (*copied < size) return fail(std::to_string(*copied) + " of " + bytes(size) + " came back");
-  return fail("the remote file holds other data");
+  return fail("other data arrived");
 }
 
 Answer Upload::fail(const std::string& reason) {
