@@ -37,7 +37,11 @@ std::optional<std::string> entered_path(const Dialect& dialect, const Session& s
   }
   std::string path = session.home;
   for (const std::string& name : *session.trail)
-    path = name.starts_with('/') ? name : path + '/' + name;
+    if (name.starts_with('/')) {
+      path = name;
+    } else {
+      path.append("/").append(name);
+    }
   return path;
 }
 
