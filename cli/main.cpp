@@ -85,7 +85,8 @@ void add_limit(CLI::App& command, const char* flag, const char* what,
 }
 
 void add_common_words(CLI::App& command, cli::Request& request) {
-  command.add_option("-o", request.options, "Options, as in an assignment")
+  command
+      .add_option("-o", request.options, "Options, as in an assignment; @FILE: read them from it")
       ->type_name("TEXT")
       ->allow_extra_args(false);
   command.add_option("--log", request.log_path, "Write the host log and the client's journal here")
@@ -150,6 +151,7 @@ constexpr const char* kTargets =
     "  USER= HOST=    as in the target\n"
     "  CD='DIR'       remote directory to enter first; NEW makes it when it is missing\n"
     "  OPTIONS='...'  words for the client's command line; OPTIONSX='...' the same, kept secret\n"
+    "                 (with -o @FILE, or -o @/dev/fd/N, it stands in no argument of fileref)\n"
     "  PATH='...'     the client program (sftp)\n"
     "\nExit status: 0 done, 1 failed (of exists: no), 2 used wrongly, 3 (of exists) failed.\n";
 
@@ -162,7 +164,7 @@ void blot_secret(char* argument) {
 int run(const Command& command, const cli::Request& request) {
   const std::string what = fmt::format("{} {}", command.what_failed, cli::one_line(request.target));
   try {
-    return command.run(request);
+    return command.run(cli::with_option_files(request));
   } catch (const cli::WrongUse& error) {
     fmt::print(stderr, "fileref: {}\n  Try fileref {} --help.\n", error.what(), command.name);
     return cli::kWrongUse;

@@ -31,6 +31,10 @@ constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
 constexpr int kCouldNotAsk = 3;  // of exists
 
+// The same request with the texts of the files that options @FILE name. Throws WrongUse for one that
+// cannot be read, is larger than 64 KiB or holds a NUL byte.
+Request with_option_files(Request request);
+
 // Each runs one request and returns an exit status. They throw fileref::Failure, std::exception,
 // WrongUse and Interrupted.
 int read(const Request& request);

@@ -258,7 +258,10 @@ wrcode Services::yxatokt(XXTOKEN*) {
 
 wrcode Services::yhqblot(rebid, TOKEN* token) {
   OptionSource* source = host().options_being_read;
-  if (source != nullptr) source->blot(token);
+  if (source != nullptr) {
+    source->blot(token);
+    host().toolkit.launch.blot.add(source->value_of(token));
+  }
   return kSuccess;
 }
 

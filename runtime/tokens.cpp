@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "host/codes.h"
+#include "runtime/launch/command_line.h"
 #include "runtime/names.h"
 
 namespace fileref::runtime {
@@ -93,6 +94,31 @@ wrcode OptionSource::next(XXTOKEN& cursor) {
 void OptionSource::blot(const TOKEN* token) {
   const std::size_t index = index_of(token);
   if (index < tokens_.size()) tokens_[index].blotted = true;
+}
+
+std::string OptionSource::value_of(const TOKEN* token) const {
+  const std::size_t index = index_of(token);
+  if (index >= tokens_.size()) return {};
+  const Token& found = tokens_[index];
+  if (found.type != kTokenQuoted) return found.text;
+  std::string value;
+  const char quote = found.text.front();
+  for (std::size_t i = 1; i + 1 < found.text.size(); ++i) {
+    value += found.text[i];
+    if (found.text[i] == quote) ++i;
+  }
+  return value;
+}
+
+std::string OptionSource::find_unfit_value() {
+  for (std::size_t i = 0; i + 2 < tokens_.size(); ++i) {
+    if (tokens_[i + 1].text != "=") continue;
+    std::string why = why_unfit(tokens_[i].normal, value_of(&tokens_[i + 2]));
+    if (why.empty()) continue;
+    tokens_[i + 2].error |= 1;
+    return why;
+  }
+  return {};
 }
 
 OptionSource::Display OptionSource::display(int scanned) const {

@@ -31,6 +31,12 @@ class OptionSource {
 
   // Takes the token's text out of `display`.
   void blot(const TOKEN* token);
+  // What a quoted token stands for, and what any other says.
+  std::string value_of(const TOKEN* token) const;
+
+  // Why the value of a keyword cannot stand on a client's command line; marks its token in error.
+  // Empty when all can.
+  std::string find_unfit_value();
 
   // The text as it may be shown: what was blotted, and the value of an OPTIONSX that nobody has
   // read yet, replaced by asterisks.

@@ -166,10 +166,8 @@ Toolkit::Toolkit(Log& log, FaultPoint& allocation_faults, FaultPoint& service_fa
 TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* process) {
   LaunchRequest request = launch;
   request.command_line = command_line;
-  request.journal = [this](std::string_view text) {
-    log_.write("client", text);
-    if (client_said) client_said(text);
-  };
+  request.journal = [this](std::string_view text) { log_.write("client", text); };
+  request.said = client_said;
   std::string why;
   auto client = Client::launch(std::move(request), &why);
   if (!client) {

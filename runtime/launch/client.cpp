@@ -3,7 +3,9 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "runtime/launch/command_line.h"
 #include "runtime/launch/framed_client.h"
@@ -60,9 +62,22 @@ bool check_host(bool has_host, const std::vector<std::string>& words, std::strin
     *why = "no host: give HOST='...', or a target with one";
     return false;
   }
-  if (!words.back().starts_with('-')) return true;
-  *why = "\"" + words.back() + "\" is no host name: the client would take it for an option";
+  *why = why_unfit_login(words.back());
+  if (why->empty()) return true;
+  *why = "\"" + words.back() + "\" is no host: " + *why;
   return false;
+}
+
+// The client would run no command of a file that is not there, or wait for them on our pipe.
+bool check_batch(const std::vector<std::string>& words, std::string* why) {
+  const auto flag = std::find(words.begin(), words.end(), "-b");
+  if (flag == words.end() || flag + 1 == words.end()) return true;
+  const std::string& file = *(flag + 1);
+  *why = why_unfit("BATCHFILE", file);
+  if (why->empty() && ::access(file.c_str(), R_OK) != 0) {
+    *why = "the batch file \"" + file + "\" cannot be read: " + std::strerror(errno);
+  }
+  return why->empty();
 }
 
 void append_bounded(std::string* words, std::string_view line) {
@@ -82,13 +97,20 @@ std::optional<std::vector<std::string>> words_to_run(const LaunchRequest& reques
   }
   const bool has_host = words->size() > 1 && !request.command_line.ends_with(' ');
   words->insert(words->begin() + 1, request.extra_arguments.begin(), request.extra_arguments.end());
-  if (!check_host(has_host, *words, why)) return std::nullopt;
+  if (!check_host(has_host, *words, why) || !check_batch(*words, why)) return std::nullopt;
   return words;
 }
 
 }  // namespace
 
 std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) {
+  const Blot blot = request.blot;
+  std::unique_ptr<Client> client = start(std::move(request), why);
+  *why = blot(*why);
+  return client;
+}
+
+std::unique_ptr<Client> Client::start(LaunchRequest request, std::string* why) {
   std::optional<std::vector<std::string>> words = words_to_run(request, why);
   if (!words) return nullptr;
   if (request.adapter.empty()) request.adapter = adapter_for(words->front());
@@ -117,6 +139,7 @@ Client::Client(LaunchRequest request, std::vector<std::string> words, std::uniqu
     : request_(std::move(request)), words_(std::move(words)), child_(std::move(child)) {}
 
 Client::~Client() {
+  note_left_out();
   child_->end(limits().close_grace, limits().close_grace);
 }
 
@@ -138,18 +161,34 @@ std::optional<int> Client::exit_status() {
 }
 
 void Client::note(std::string_view line) const {
-  if (request_.journal) request_.journal(line);
+  if (request_.journal) request_.journal(request_.blot(line));
 }
 
-void Client::note_sent(std::string_view line) const {
+void Client::note_sent(std::string_view line) {
+  note_left_out();
+  noted_ = 0;
   note("> " + std::string(line));
 }
 
+// A client that floods us must not fill the disk with its journal.
+void Client::note_said(std::string_view line) {
+  if (request_.said) request_.said(request_.blot(line));
+  const std::size_t room = kMostNoted - std::min(noted_, kMostNoted);
+  if (room > 0 || line.empty()) note(line.substr(0, room));
+  noted_ += line.size() + 1;
+  left_out_ += line.size() - std::min(line.size(), room);
+}
+
+void Client::note_left_out() {
+  if (left_out_ > 0) note("[and " + std::to_string(left_out_) + " bytes more]");
+  left_out_ = 0;
+}
+
 void Client::remember_error(std::string_view line) {
-  append_bounded(&error_words_, line);
+  append_bounded(&error_words_, request_.blot(line));
 }
 void Client::remember_output(std::string_view line) {
-  append_bounded(&output_words_, line);
+  append_bounded(&output_words_, request_.blot(line));
 }
 
 void Client::forget_failure() {

@@ -18,6 +18,7 @@
 
 #include "host/codes.h"
 #include "host/toolkit.h"
+#include "runtime/launch/blot.h"
 #include "runtime/launch/child.h"
 #include "runtime/launch/line_buffer.h"
 #include "runtime/launch/transfer_watch.h"
@@ -53,8 +54,13 @@ struct LaunchRequest {
   // Is asked at least every 100 ms while the client is waited for. True ends the client and fails
   // the command; it stays true until the command has failed.
   std::function<bool()> interrupted;
-  // Is told each line that is sent ("> " and the line), and each line that the client says.
+  // Is told each line that is sent ("> " and the line), and of what the client says in answer to
+  // one, or between two, the first 64 KiB and how much was left out.
   std::function<void(std::string_view)> journal;
+  // Is told each line that the client says.
+  std::function<void(std::string_view)> said;
+  // What must appear in nothing that is told of the client and its words.
+  Blot blot;
   // Is told about five times a second how far a transfer has come. It must not throw.
   ProgressReport progress;
   // Is called when an upload failed: keeps that local file and returns where, "" if it could not.
@@ -64,7 +70,7 @@ struct LaunchRequest {
 class Client {
  public:
   // Starts the client; its first answer is under way then. Returns null and says why when there is
-  // no host, a quote is not closed, or the program cannot be run.
+  // no host, a quote is not closed, a batch file cannot be read, or the program cannot be run.
   static std::unique_ptr<Client> launch(LaunchRequest request, std::string* why);
 
   // Closes the streams and ends the client (TERM, then KILL, each after the grace). Always reaped.
@@ -123,11 +129,15 @@ class Client {
   const Child& child() const { return *child_; }
 
   void note(std::string_view line) const;
-  void note_sent(std::string_view line) const;
+  // Begins what `note_said` counts anew.
+  void note_sent(std::string_view line);
+  void note_said(std::string_view line);
+  void leave_out(std::size_t bytes) { left_out_ += bytes; }
+  static constexpr std::size_t kMostNoted = std::size_t{64} << 10;
   void remember_error(std::string_view line);
   void remember_output(std::string_view line);
   void forget_failure();
-  void explain(std::string explanation) { explanation_ = std::move(explanation); }
+  void explain(const std::string& explanation) { explanation_ = request_.blot(explanation); }
   // Unless there is a better explanation already.
   void explain_ended();
   // Reaps the client, whose output has ended.
@@ -135,10 +145,14 @@ class Client {
   std::string no_answer_within(Limit limit) const;
 
  private:
+  static std::unique_ptr<Client> start(LaunchRequest request, std::string* why);
+  void note_left_out();
+
   LaunchRequest request_;
   std::vector<std::string> words_;
   std::unique_ptr<Child> child_;
   std::string explanation_, error_words_, output_words_;
+  std::size_t noted_ = 0, left_out_ = 0;  // bytes of what the client said since the last line sent
 };
 
 }  // namespace fileref::runtime

@@ -1,5 +1,7 @@
 #include "runtime/launch/command_line.h"
 
+#include <algorithm>
+
 namespace fileref::runtime {
 namespace {
 
@@ -64,7 +66,71 @@ class Splitter {
   std::string_view rest_;
 };
 
+struct Rule {
+  std::string_view keyword;
+  std::string_view forbidden;  // besides control bytes
+  bool may_begin_with_dash;
+};
+constexpr Rule kRules[] = {
+    {"HOST", " '\"\\`$;&<>|(){}@/", false},
+    {"HOSTNAME", " '\"\\`$;&<>|(){}@/", false},
+    {"USER", " '\"\\`;&<>|(){}:", false},
+    {"PATH", " '\"\\", false},
+    {"BATCHFILE", "\"\\", true},
+};
+
+bool is_control(char c) {
+  return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+}
+
+std::string name_of(char c) {
+  if (is_control(c)) return "a control byte";
+  return c == ' ' ? "a blank" : std::string("the character ") + c;
+}
+
+// Outside brackets a colon begins a remote path.
+bool is_address(std::string_view host) {
+  if (host.find_first_of(":[]") == host.npos) return true;
+  if (host.size() < 3 || !host.starts_with('[') || !host.ends_with(']')) return false;
+  return host.substr(1, host.size() - 2).find_first_of("[]") == host.npos;
+}
+
+constexpr std::string_view kOwnDescriptors[] = {"/dev/stdin", "/dev/fd/", "/proc/self/"};
+
+bool is_own_input(std::string_view file) {
+  return file == "-" || std::any_of(std::begin(kOwnDescriptors), std::end(kOwnDescriptors),
+                                    [&](std::string_view path) { return file.starts_with(path); });
+}
+
 }  // namespace
+
+std::string why_unfit(std::string_view keyword, std::string_view value) {
+  const auto* rule = std::find_if(std::begin(kRules), std::end(kRules),
+                                  [&](const Rule& r) { return r.keyword == keyword; });
+  if (rule == std::end(kRules)) return {};
+  const std::string subject = std::string(keyword) + " cannot ";
+  const auto bad = std::find_if(value.begin(), value.end(), [&](char c) {
+    return is_control(c) || rule->forbidden.find(c) != rule->forbidden.npos;
+  });
+  if (bad != value.end()) return subject + "hold " + name_of(*bad);
+  if (!rule->may_begin_with_dash && value.starts_with('-')) {
+    return subject + "begin with \"-\": the client would take it for an option";
+  }
+  if (keyword.starts_with("HOST") && !is_address(value)) {
+    return subject + "hold a colon, but for an address in brackets: HOST='[::1]'";
+  }
+  if (keyword == "BATCHFILE" && is_own_input(value)) {
+    return subject + "be standard input or another open file: name a file";
+  }
+  return {};
+}
+
+std::string why_unfit_login(std::string_view login) {
+  const std::size_t at = login.rfind('@');
+  if (at == login.npos) return why_unfit("HOST", login);
+  const std::string why = why_unfit("USER", login.substr(0, at));
+  return why.empty() ? why_unfit("HOST", login.substr(at + 1)) : why;
+}
 
 std::optional<std::vector<std::string>> split_words(std::string_view line, std::string* why) {
   if (line.find('\0') != line.npos) {

@@ -14,4 +14,12 @@ namespace fileref::runtime {
 // ends the line or the line holds a NUL.
 std::optional<std::vector<std::string>> split_words(std::string_view line, std::string* why);
 
+// Why the value of an option HOST, HOSTNAME, USER, PATH or BATCHFILE cannot stand on the command
+// line as that one thing: as another word, an option, a remote path, or a command of the shells
+// that clients start for a proxy. Empty when it can, and for every other keyword.
+std::string why_unfit(std::string_view keyword, std::string_view value);
+
+// The same for the last word, "HOST" or "USER@HOST".
+std::string why_unfit_login(std::string_view login);
+
 }  // namespace fileref::runtime

@@ -24,7 +24,6 @@ constexpr int kPauseGrowth = 10;
 constexpr std::chrono::milliseconds kLongestNap{50};
 
 constexpr std::size_t kLargestReply = std::size_t{256} << 20;  // far above every listing
-constexpr std::size_t kMostNoted = std::size_t{64} << 10;      // of a long answer
 constexpr std::size_t kMostErrors = std::size_t{64} << 10;     // enough to judge by
 
 }  // namespace
@@ -34,7 +33,7 @@ FramedClient::FramedClient(LaunchRequest request, std::vector<std::string> words
     : Client(std::move(request), std::move(words), std::move(child)),
       adapter_(std::move(adapter)),
       watch_(progress()),
-      error_lines_([this](std::string_view line) { note(line); }) {
+      error_lines_([this](std::string_view line) { note_said(line); }) {
   begin(adapter_.start(), &LaunchLimits::start);
 }
 
@@ -258,14 +257,13 @@ void FramedClient::note_output() {
     echoes.push_back(adapter_.dialect().echo(line));
   LineBuffer lines([&](std::string_view line) {
     if (std::find(echoes.begin(), echoes.end(), line) != echoes.end()) return;
-    note(line);
+    note_said(line);
     if (!exchange_->complete()) remember_output(line);
   });
   const std::string_view out = exchange_->reply().out;
   lines.add(out.substr(0, kMostNoted));
   lines.flush();
-  if (out.size() > kMostNoted)
-    note("[and " + std::to_string(out.size() - kMostNoted) + " bytes more]");
+  leave_out(out.size() - std::min(out.size(), kMostNoted));
 }
 
 void FramedClient::remember_errors(std::string_view text) {

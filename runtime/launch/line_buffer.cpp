@@ -5,6 +5,8 @@
 namespace fileref::runtime {
 namespace {
 
+constexpr std::size_t kLongestLine = std::size_t{1} << 20;
+
 std::string_view without_carriage_returns(std::string_view line) {
   while (line.starts_with('\r')) line.remove_prefix(1);
   while (line.ends_with('\r')) line.remove_suffix(1);
@@ -27,6 +29,7 @@ void LineBuffer::add(std::string_view bytes) {
     partial_.clear();
   }
   partial_ += bytes;
+  if (partial_.size() > kLongestLine) flush();
 }
 
 void LineBuffer::flush() {

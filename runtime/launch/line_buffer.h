@@ -10,7 +10,8 @@ namespace fileref::runtime {
 // Takes the first line off `text`, and its line feed, if it has one.
 std::string_view take_line(std::string_view* text);
 
-// Clients write for a terminal: the carriage returns at both ends of a line are taken off.
+// Clients write for a terminal: the carriage returns at both ends of a line are taken off. A line
+// of more than 1 MiB comes in pieces.
 class LineBuffer {
  public:
   using Sink = std::function<void(std::string_view line)>;

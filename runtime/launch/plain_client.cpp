@@ -12,8 +12,10 @@ namespace {
 constexpr std::size_t kMostUndelivered = std::size_t{1} << 20;
 constexpr std::size_t kPromptLength = 6;
 
-// The exit status of a batch that could not be run, or not to its end.
-constexpr int kConnectionFailed = 255;
+constexpr std::string_view kPrompt = "sftp> ";
+
+// psftp's exit status then. It repeats no commands.
+constexpr int kBatchFailed = 2;
 
 bool ends_in_prompt(std::string_view text) {
   return text.ends_with("sftp> ") || text.ends_with("sftp>");
@@ -29,16 +31,18 @@ PlainClient::PlainClient(LaunchRequest request, std::vector<std::string> words,
                          std::unique_ptr<Child> child, bool batch)
     : Client(std::move(request), std::move(words), std::move(child)),
       output_lines_([this](std::string_view line) {
-        note(line);
+        note_said(line);
         remember_output(line);
+        if (line.starts_with(kPrompt)) stopped_at_ = line.substr(kPrompt.size());
       }),
       error_lines_([this](std::string_view line) {
-        note(line);
+        note_said(line);
         // It tells of failures on its standard output, so all that it says belongs together.
         adapter() == "psftp" ? remember_output(line) : remember_error(line);
       }),
       outcome_is_open_(batch) {
   expect_answer(batch ? &LaunchLimits::transfer : &LaunchLimits::start);
+  if (batch) close_streams();
 }
 
 TKStatus PlainClient::send(std::string_view escaped) {
@@ -121,11 +125,19 @@ bool PlainClient::listen(Clock::time_point deadline) {
 TKStatus PlainClient::end_of_output() {
   explain_ended();
   const bool failed = std::exchange(outcome_is_open_, false) && exit_status() != 0;
-  const bool lost = failed && exit_status() == kConnectionFailed;
-  if (const std::string cause = explain_start_failure(words()); lost && !cause.empty()) {
+  if (failed) explain_failed_batch();
+  return failed ? kProcessFailed : kEndOfOutput;
+}
+
+void PlainClient::explain_failed_batch() {
+  const std::string cause = explain_start_failure(words());
+  if (!stopped_at_.empty()) {
+    explain("the batch stopped at \"" + stopped_at_ + '"');
+  } else if (exit_status() == kBatchFailed) {
+    explain("a command of the batch failed");
+  } else if (!cause.empty()) {
     explain(cause);
   }
-  return failed ? kProcessFailed : kEndOfOutput;
 }
 
 void PlainClient::give_up(std::string reason) {

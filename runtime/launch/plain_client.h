@@ -28,10 +28,12 @@ class PlainClient : public Client {
   bool listen(Clock::time_point deadline);
   void give_up(std::string reason);
   TKStatus end_of_output();
+  void explain_failed_batch();
 
   LineBuffer output_lines_, error_lines_;
   Delivery output_;
-  std::string tail_;  // the last bytes that arrived, delivered or not
+  std::string tail_;        // the last bytes that arrived, delivered or not
+  std::string stopped_at_;  // the last command of a batch that the client repeated
   bool prompted_ = false;
   bool outcome_is_open_;  // the exit status is still to be reported
   Limit limit_ = &LaunchLimits::start;

@@ -138,6 +138,8 @@ ptr Host::Impl::parse(std::string_view statement, const Name8& name,
   std::string echo;
   for (const std::string& text : options) {
     OptionSource source(text);
+    const std::string unfit = source.find_unfit_value();
+    if (!unfit.empty()) rc = kTokenFailure;
     runtime_.options_being_read = &source;
     while (rc == kSuccess && !source.at_end()) {
       scanned = 0;
@@ -148,7 +150,9 @@ ptr Host::Impl::parse(std::string_view statement, const Name8& name,
     const OptionSource::Display display = source.display(scanned);
     if (rc != kSuccess) {
       std::string message = runtime_.messages.describe(rc);
-      if (rc == kTokenFailure) {
+      if (!unfit.empty()) {
+        message = unfit + ".";
+      } else if (rc == kTokenFailure) {
         message = "A quote is not closed, or a value is missing behind the equals sign.";
       }
       const std::vector<std::string> substitutions = runtime_.messages.attached();
@@ -280,7 +284,12 @@ void Host::Impl::run_batch(std::string_view fileref,
     runtime::Toolkit& toolkit;
     ~Quiet() { toolkit.client_said = {}; }
   } quiet{runtime_.toolkit};
-  open(fileref, kOpenInput, {})->close();
+  try {
+    open(fileref, kOpenInput, {})->close();
+  } catch (const Failure& failure) {
+    throw Failure(failure.code(), "The batch did not run to its end.")
+        .with_client(failure.explanation(), failure.client_words());
+  }
 }
 
 Host::Host(HostOptions options) : impl_(std::make_unique<Impl>(std::move(options))) {}

@@ -88,6 +88,7 @@ TEST_F(Failures, OfTheRequest) {
     SCOPED_TRACE(c.name);
     expect_failure(fileref(c.words, "data\n"), c.said);
   }
+  EXPECT_NE(fileref({"batch", "-", "local:/"}).err.find("name a file"), std::string::npos);
   // A batch prints what the client says.
   EXPECT_NE(fileref({"batch", "/dev/null", refused}).err.find("nothing listens"),
             std::string::npos);
@@ -173,6 +174,26 @@ TEST_F(Failures, SecretsAreNotShown) {
   mute.wait();
   EXPECT_NE(log.find("OPTIONSX=********"), std::string::npos) << log;
   EXPECT_EQ(log.find("sesame"), std::string::npos) << log;
+}
+
+// Nor where the client repeats them, nor in an argument that was read from a file.
+TEST_F(Failures, SecretsAreBlottedOutOfWhatTheClientSays) {
+  const std::string log = directory_ / "log", file = directory_ / "options";
+  support::write_file(file, "OPTIONSX='-i hunter2\n-o NoSuchOption=sesame'\n");
+  for (const std::string& option : {"@" + file, support::read_file(file)}) {
+    const auto outcome = fileref({"read", server_->url("f"), "-o", option, "--log", log});
+    expect_failure(outcome, {"does not know a word of OPTIONS"});
+    for (const std::string& text : {outcome.err, support::read_file(log)}) {
+      EXPECT_EQ(text.find("hunter2"), std::string::npos) << text;
+      EXPECT_EQ(text.find("sesame"), std::string::npos) << text;
+    }
+  }
+  support::write_file(file, "OPTIONSX='-i hunter2'\n" + server_->options("other_key"));
+  const auto outcome = fileref({"read", server_->url("f"), "-o", "@" + file, "--log", log});
+  expect_failure(outcome, {"********", "login"});
+  EXPECT_EQ((outcome.err + support::read_file(log)).find("hunter2"), std::string::npos);
+  EXPECT_EQ(fileref({"read", local("f"), "-o", "@/no/such"}).status, 2);
+  EXPECT_EQ(fileref({"read", local("f"), "-o", "@/dev/zero"}).status, 2);
 }
 
 TEST_F(Failures, OfPermissionsAndLogins) {

@@ -135,10 +135,13 @@ TEST_F(Several, BatchesShowWhatTheClientSays) {
   const support::Outcome good = fileref({"batch", directory_ / "good", "local:"});
   EXPECT_EQ(good.status, 0) << good.err;
   EXPECT_NE(good.out.find("\nf"), std::string::npos) << good.out;
-  for (const char* file : {"bad", "no such file"}) {
+  for (const auto& [file, said] :
+       {std::pair{"bad", "stopped at \"cd "},
+        {"no such file", "no such file\" cannot be read: No such file"}}) {
     const support::Outcome failed = fileref({"batch", directory_ / file, "local:"});
     EXPECT_EQ(failed.status, 1);
-    EXPECT_NE(failed.err.find("the client said"), std::string::npos) << failed.err;
+    EXPECT_NE(failed.err.find(said), std::string::npos) << failed.err;
+    EXPECT_EQ(failed.err.find("No session"), std::string::npos) << failed.err;
   }
   EXPECT_EQ(fileref({"batch", directory_ / "good", local("f")}).status, 2);
 }

@@ -108,6 +108,45 @@ TEST_F(Dialogue, NothingButTheSentinelOfItsOwnExchangeEndsAnAnswer) {
   }
 }
 
+TEST_F(Dialogue, AFloodStaysOutOfTheJournal) {
+  play(
+      "yes | head -c 3000000 >&2; yes | head -c 3000000; printf \"sftp> \"; read -r line; echo end",
+      "plain");
+  while (!answer().ends_with(kPrompt)) {
+  }
+  EXPECT_EQ(ask("cd \"x\""), "end\n");
+  EXPECT_LT(journal_.size(), 70'000u);
+  EXPECT_NE(journal_.find(" bytes more]\n> cd \"x\"\nend\n"), std::string::npos);
+}
+
+TEST_F(Dialogue, ABatchThatFailsSaysWhere) {
+  write_file(local_, "pwd\n-get nope\nget nope2 x\npwd\n");
+  const std::string missing = directory_ / "missing";
+  const std::string direct = " -D " + kServer + " ";
+  const std::string cannot = "cannot be read: No such file or directory";
+  const struct {
+    std::string words, told;
+    bool starts;
+  } cases[] = {
+      {"-b \"" + local_ + "\"", "the batch stopped at \"get nope2 x\"", true},
+      {"-b \"" + missing + "\"", "the batch file \"" + missing + "\" " + cannot, false},
+      {"-b -", "name a file", false},
+      {"-b \"-\"", "name a file", false},
+      {"-b /dev/stdin", "name a file", false},
+  };
+  for (const auto& c : cases) {
+    ASSERT_EQ(launch("sftp " + c.words + direct), c.starts) << why_;
+    if (c.starts) {
+      while (answer().starts_with(kPrompt)) {
+      }
+      EXPECT_EQ(client_->explanation(), c.told);
+      EXPECT_NE(client_->words().find("nope2"), std::string::npos);
+    } else {
+      EXPECT_NE(why_.find(c.told), std::string::npos) << why_;
+    }
+  }
+}
+
 TEST_F(Dialogue, AnUnknownAdapterIsRefused) {
   EXPECT_FALSE(launch("sh host", "telnet"));
   EXPECT_EQ(why_, "unknown client adapter \"telnet\": use \"openssh\", \"psftp\" or \"plain\"");

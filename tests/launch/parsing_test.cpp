@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "runtime/launch/blot.h"
 #include "runtime/launch/command.h"
 #include "runtime/launch/command_line.h"
 #include "runtime/launch/delivery.h"
@@ -44,6 +45,20 @@ TEST(CommandLine, IsSplitByTheRulesOfTheShell) {
     EXPECT_FALSE(split_words(line, &why)) << line;
     EXPECT_NE(why, "") << line;
   }
+}
+
+TEST(Blot, CoversWhatAClientRepeats) {
+  Blot blot;
+  blot.add("-i hunter2 -o 'User=sesame street' -pw abc -ltiger");
+  const std::pair<std::string, std::string> cases[] = {
+      {"Identity file hunter2 not accessible", "Identity file ******** not accessible"},
+      {"sesame street, hunter2hunter2", "********, ****************"},
+      {"-i hunter2 -o 'User=sesame street' -pw abc -ltiger", "********"},
+      {"tiger -i -o -pw abc sesame", "******** -i -o -pw abc sesame"},
+  };
+  for (const auto& [text, shown] : cases) EXPECT_EQ(blot(text), shown);
+  blot.add("'open quote");
+  EXPECT_EQ(blot("'open quote"), "********");
 }
 
 TEST(Quoting, KeepsNamesLiteral) {

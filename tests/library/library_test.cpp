@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <span>
 
 #include "fileref/fileref.h"
 #include "tests/support/process.h"
@@ -298,6 +299,88 @@ TEST(Targets, AreTakenApart) {
     std::string words;
     for (const std::string& word : target.client_arguments) words += word + " ";
     EXPECT_EQ(target.user + "|" + target.host + "|" + target.path + "|" + words, c.parts) << c.text;
+  }
+}
+
+// Whatever stands in them, HOST, USER, PATH and BATCHFILE are one word of the client's command
+// line, or refused before anything runs.
+TEST_F(Library, NoValueBecomesAnotherWordOrAnOption) {
+  put("sftp", "#!/bin/sh\nprintf '<%s>' \"$@\" >> " + (directory_ / "words").string());
+  support::fs::permissions(directory_ / "sftp", support::fs::perms::all);
+  put("-batch's file", "");
+  const std::string program = option("PATH", (directory_ / "sftp").string());
+  const std::string batch = (directory_ / "-batch's file").string();
+  const struct {
+    std::string keyword, value, last_words;  // none: refused
+  } cases[] = {
+      {"HOST", "-oProxyCommand=x b", ""},
+      {"HOST", "-oProxyCommand=x", ""},
+      {"HOST", "b c", ""},
+      {"HOST", "b\tc", ""},
+      {"HOST", "b\nc", ""},
+      {"HOST", "h:/etc/passwd", ""},
+      {"HOST", "u@h", ""},
+      {"HOST", "@h", ""},
+      {"HOST", "h/x", ""},
+      {"HOST", "sftp://h", ""},
+      {"HOST", "evil:x]", ""},
+      {"HOST", "[::1]:x", ""},
+      {"HOST", "[]", ""},
+      {"HOST", "'h'", ""},
+      {"HOST", "\"h", ""},
+      {"HOST", "h\\", ""},
+      {"HOST", "$(x)", ""},
+      {"HOST", "`x`", ""},
+      {"HOST", "h;x", ""},
+      {"HOST", "h\x7f", ""},
+      {"HOST", "[fe80::1%eth0]", "<u@[fe80::1%eth0]>"},
+      {"HOST", "srv-1.example.com", "<u@srv-1.example.com>"},
+      {"USER", "-oProxyCommand=x", ""},
+      {"USER", "u -oProxyCommand=x", ""},
+      {"USER", "h:x", ""},
+      {"USER", "do\\main", ""},
+      {"USER", "u|x", ""},
+      {"USER", "u'", ""},
+      {"USER", "u\x01", ""},
+      {"USER", "u@realm", "<u@realm@h>"},
+      {"USER", "pc$", "<pc$@h>"},
+      {"PATH", "/bin/sh -c", ""},
+      {"PATH", "sftp\n-v", ""},
+      {"BATCHFILE", "x\" -oProxyCommand=x \"y", ""},
+      {"BATCHFILE", "x\\", ""},
+      {"BATCHFILE", "x\ny", ""},
+      {"BATCHFILE", "-", ""},
+      {"BATCHFILE", "no such file", ""},
+      {"BATCHFILE", batch, "<-b><" + batch + "><u@h>"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.keyword + "=" + c.value);
+    const bool is_login = c.keyword == "HOST" || c.keyword == "USER";
+    const std::string given = option(c.keyword, c.value);
+    Target plain, by_hand;
+    plain.host = by_hand.host = "h";
+    plain.user = by_hand.user = "u";
+    if (is_login) (c.keyword == "HOST" ? by_hand.host : by_hand.user) = c.value;
+    const auto run = [&](const Target& target, const std::vector<std::string>& assigned,
+                         const std::vector<std::string>& opened) {
+      host_->assign("X", target, assigned);
+      host_->open("X", opened);
+    };
+    const std::function<void()> ways[] = {
+        [&] {
+          run(plain, {program, given}, {});
+        },
+        [&] { run(plain, {program}, {given}); },
+        [&] { run(by_hand, {program}, {}); },
+    };
+    for (const auto& way : std::span(ways).first(is_login ? 3 : 1)) {
+      const Failure failed = failure(way);
+      const std::string words = get("words");
+      EXPECT_TRUE(c.last_words.empty() ? words.empty() : words.ends_with(c.last_words)) << words;
+      EXPECT_NE(failed.code(), 0) << words;
+      EXPECT_EQ(words.find("ProxyCommand"), std::string::npos);
+      support::fs::remove(directory_ / "words");
+    }
   }
 }
 
