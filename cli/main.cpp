@@ -106,6 +106,8 @@ void add_common_words(CLI::App& command, cli::Request& request) {
   add_limit(command, "--command-limit", "The same for a command that moves no file",
             request.host.command_limit);
   add_limit(command, "--transfer-limit", "The same for one that does", request.host.transfer_limit);
+  add_limit(command, "--stall-limit", "The same for one of which no byte moves; it is repeated",
+            request.host.stall_limit);
 }
 
 constexpr Command kCommands[] = {

@@ -63,6 +63,9 @@ struct HostOptions {
   std::chrono::milliseconds command_limit{60'000};
   /// For one that does:
   std::chrono::milliseconds transfer_limit{0};
+  /// A transfer of which no byte moves for so long ends its session, which then counts as lost: see
+  /// `retries`. Zero: never. A batch and an unknown client are not watched.
+  std::chrono::milliseconds stall_limit{60'000};
   /// How often a command is repeated that broke off because its session was lost.
   int retries = 2;
 

@@ -206,14 +206,17 @@ std::string Client::how_it_ended() {
   return "the client ended (" + describe(*child_->ending()) + ")";
 }
 
+std::string Client::in_seconds(Milliseconds time) {
+  const auto ms = time.count();
+  return ms % 1000 == 0 ? std::to_string(ms / 1000) + " s" : std::to_string(ms) + " ms";
+}
+
 std::string Client::no_answer_within(Limit limit) const {
   const std::string name = limit == &LaunchLimits::start     ? "start"
                            : limit == &LaunchLimits::command ? "command"
                                                              : "transfer";
-  const auto ms = (limits().*limit).count();
   return "the client gave no answer within the " + name + " limit of " +
-         (ms % 1000 == 0 ? std::to_string(ms / 1000) + " s" : std::to_string(ms) + " ms") +
-         " and was ended (--" + name + "-limit raises it)" +
+         in_seconds(limits().*limit) + " and was ended (--" + name + "-limit raises it)" +
          (limit == &LaunchLimits::start ? ": check host and port" : "");
 }
 

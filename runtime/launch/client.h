@@ -27,9 +27,11 @@ namespace fileref::runtime {
 
 // How long the client may take; 0 stands for no limit.
 struct LaunchLimits {
-  std::chrono::milliseconds start{120'000};      // until the session is up
-  std::chrono::milliseconds command{60'000};     // for an exchange that moves no file contents
-  std::chrono::milliseconds transfer{0};         // for one that does
+  std::chrono::milliseconds start{120'000};   // until the session is up
+  std::chrono::milliseconds command{60'000};  // for an exchange that moves no file contents
+  std::chrono::milliseconds transfer{0};      // for one that does
+  // For a transfer that does not go on; the session counts as lost then.
+  std::chrono::milliseconds stall{60'000};
   std::chrono::milliseconds close_grace{2'000};  // before TERM, and again before KILL
 };
 using Limit = std::chrono::milliseconds LaunchLimits::*;
@@ -48,7 +50,8 @@ struct LaunchRequest {
   // a block that the server refused, while the size comes out right.
   bool verify_uploads = false;
   // How often a command is repeated whose client ended under way, in a new session that stands in
-  // the same directory. A session that was lost between two commands counts as the first of them.
+  // the same directory. One whose transfer stalled counts as ended. A session that was lost between
+  // two commands counts as the first of them.
   int retries = 2;
   bool may_ask = false;  // there is a terminal on which the client may ask its user
   // Is asked at least every 100 ms while the client is waited for. True ends the client and fails
@@ -143,6 +146,8 @@ class Client {
   // Reaps the client, whose output has ended.
   std::string how_it_ended();
   std::string no_answer_within(Limit limit) const;
+  // "60 s", "300 ms"
+  static std::string in_seconds(Milliseconds time);
 
  private:
   static std::unique_ptr<Client> start(LaunchRequest request, std::string* why);

@@ -33,6 +33,7 @@ FramedClient::FramedClient(LaunchRequest request, std::vector<std::string> words
     : Client(std::move(request), std::move(words), std::move(child)),
       adapter_(std::move(adapter)),
       watch_(progress()),
+      stall_(limits().stall),
       error_lines_([this](std::string_view line) { note_said(line); }) {
   begin(adapter_.start(), &LaunchLimits::start);
 }
@@ -120,6 +121,7 @@ void FramedClient::start_exchange(Request request) {
   deadline_ = deadline_after(limits().*limit_);
   exchange_.emplace(std::move(request), adapter_.dialect().sentinel(nonce));
   watch_.begin(exchange_->request());
+  if (exchange_->request().moves) stall_.begin();
   child().queue(exchange_->input());
   listen(Clock::now());
 }
@@ -133,14 +135,18 @@ void FramedClient::run_until(Clock::time_point deadline) {
       if (!exchange_ && Clock::now() >= deadline) return;
       continue;
     }
-    if (!exchange_->complete()) listen(std::min({deadline, deadline_, watch_.due()}));
+    if (!exchange_->complete()) listen(std::min({deadline, deadline_, watch_.due(), stall_.due()}));
     watch_.look(child().pid());
+    const bool stalled = stall_.look(child().pid());
     if (exchange_->complete()) {
       settle();
     } else if (!child().talking()) {
       lose(kEndOfOutput, {});
     } else if (Clock::now() >= deadline_) {
       lose(kNoAnswerInTime, no_answer_within(limit_));
+    } else if (stalled) {
+      lose(kEndOfOutput,
+           "nothing has moved for " + in_seconds(limits().stall) + " (--stall-limit raises it)");
     } else if (exchange_->reply().out.size() > kLargestReply) {
       lose(kProcessFailed, "the client's answer has no end");
     } else if (Clock::now() >= deadline) {
@@ -164,6 +170,7 @@ void FramedClient::settle() {
   error_lines_.flush();
   note_output();
   watch_.end();
+  stall_.end();
   const Exchange done = *std::move(exchange_);
   exchange_.reset();
   if (!done.request().look) remember_errors(adapter_.dialect().complaint(done.reply()));
@@ -194,6 +201,7 @@ void FramedClient::lose(TKStatus status, std::string reason) {
     remember_errors(exchange_->reply().err + err);
   }
   watch_.end();
+  stall_.end();
   exchange_.reset();
   if (child().talking()) child().end(Milliseconds{0}, limits().close_grace);
   if (reason.empty()) reason = how_it_ended();

@@ -11,6 +11,7 @@
 #include "runtime/launch/client.h"
 #include "runtime/launch/delivery.h"
 #include "runtime/launch/framing.h"
+#include "runtime/launch/stall_watch.h"
 
 namespace fileref::runtime {
 
@@ -47,6 +48,7 @@ class FramedClient : public Client {
 
   Adapter adapter_;
   TransferWatch watch_;
+  StallWatch stall_;
   std::unique_ptr<Operation> operation_;  // while an answer is under way
   std::unique_ptr<Operation> resume_;     // that brings the session up for it again
   std::optional<Exchange> exchange_;      // none under way: the repetition is waited for

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "runtime/launch/process_tree.h"
 #include "runtime/launch/spawn.h"
 
 // Behind the fork only async-signal-safe calls are allowed, and no heap: it is given back.
@@ -24,26 +25,6 @@ constexpr std::size_t kLargeMapping = std::size_t{1} << 20;
 
 int pidfd_of(pid_t process) {
   return static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
-}
-
-// Calls `take` with each line of a file, without its line feed. Longer ones come in pieces.
-template <class Take>
-void for_each_line(const char* path, Take take) {
-  const Fd file(::open(path, O_RDONLY | O_CLOEXEC));
-  std::array<char, 4096> text;
-  std::size_t held = 0;
-  for (ssize_t n; (n = ::read(file.get(), text.data() + held, text.size() - 1 - held)) > 0;) {
-    held += static_cast<std::size_t>(n);
-    text[held] = '\0';
-    char* line = text.data();
-    for (char* end; (end = std::strchr(line, '\n')) != nullptr; line = end + 1) {
-      *end = '\0';
-      take(line);
-    }
-    held = std::strlen(line);
-    if (held == text.size() - 1) held = 0;
-    std::memmove(text.data(), line, held);
-  }
 }
 
 // A copy of the host's memory would grow with every page that the host writes to. What is large and
@@ -66,69 +47,6 @@ void give_memory_back() {
   });
 }
 
-// "/proc/" and the number and "/stat".
-std::array<char, 40> stat_path(pid_t process) {
-  std::array<char, 40> path{"/proc/"};
-  std::array<char, 12> digits{};
-  std::size_t first = digits.size() - 1;
-  for (long rest = process; rest > 0; rest /= 10)
-    digits[--first] = static_cast<char>('0' + rest % 10);
-  std::strcat(path.data(), digits.data() + first);
-  std::strcat(path.data(), "/stat");
-  return path;
-}
-
-// "PID (NAME) STATE PARENT ..."; a name can hold anything. 0 when there is no such process.
-pid_t parent_of(pid_t process) {
-  pid_t parent = 0;
-  for_each_line(stat_path(process).data(), [&](const char* line) {
-    const char* behind_name = std::strrchr(line, ')');
-    if (behind_name != nullptr && std::strlen(behind_name) > 4) parent = std::atoi(behind_name + 4);
-  });
-  return parent;
-}
-
-// The processes that descend from one. Each is stopped when it is found, so that it starts no other
-// meanwhile.
-class Tree {
- public:
-  explicit Tree(pid_t root) {
-    add(root);
-    for (std::size_t i = 0; i < count_; ++i) add_children(found_[i]);
-  }
-  void kill() const {
-    for (std::size_t i = 0; i < count_; ++i) ::kill(found_[i], SIGKILL);
-  }
-
- private:
-  void add(pid_t process) {
-    if (count_ == found_.size()) return;
-    ::kill(process, SIGSTOP);
-    found_[count_++] = process;
-  }
-
-  // Reads the directory without the heap.
-  void add_children(pid_t parent) {
-    const Fd processes(::open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    alignas(8) std::array<char, 8192> entries;
-    for (long n;
-         (n = ::syscall(SYS_getdents64, processes.get(), entries.data(), entries.size())) > 0;) {
-      for (long at = 0; at < n;) {
-        const char* entry = entries.data() + at;
-        constexpr std::size_t kLengthAt = 16, kNameAt = 19;
-        unsigned short length = 0;
-        std::memcpy(&length, entry + kLengthAt, sizeof length);
-        const pid_t process = std::atoi(entry + kNameAt);
-        if (process > 0 && parent_of(process) == parent) add(process);
-        at += length;
-      }
-    }
-  }
-
-  std::array<pid_t, 1024> found_;
-  std::size_t count_ = 0;
-};
-
 [[noreturn]] void watch(pid_t host, pid_t client, bool own_group, int lifeline) {
   std::array<int, 3> watched{lifeline, pidfd_of(host), pidfd_of(client)};
   const bool host_has_gone = ::getppid() != host;
@@ -147,7 +65,10 @@ class Tree {
     client_has_gone = client_has_gone || (ready > 0 && events[2].revents != 0);
   }
   if (events[2].fd < 0) ::_exit(0);
-  if (!client_has_gone) Tree(client).kill();
+  if (!client_has_gone) {
+    const ProcessTree tree(client, [](pid_t process) { ::kill(process, SIGSTOP); });
+    for (const pid_t process : tree) ::kill(process, SIGKILL);
+  }
   if (own_group) ::kill(-client, SIGKILL);
   ::_exit(0);
 }

@@ -37,7 +37,9 @@ constexpr const char* kNoise =
     "something else than SFTP arrives, most likely what the login shell prints: let its start-up "
     "files (.bashrc) print nothing when it is not interactive";
 constexpr const char* kNoSshServer =
-    "what listens at that port hung up at once: check the port, and whether the server lets you in";
+    "what listens at that port hung up at once: check the port, and whether the server lets you "
+    "in; "
+    "after wrong keys, or with too many logins at a time, it does not for a while";
 constexpr const char* kWrongOption = "the client does not know a word of OPTIONS: check them";
 
 // The first that was said counts, wherever in a line it stands.
@@ -59,7 +61,13 @@ constexpr Cause kCauses[] = {
      "the file of the login key is open to others, so it is not used: chmod 600 it"},
     {"no such identity: ", kNoSuchKeyFile},
     {"not accessible: No such file", kNoSuchKeyFile},
+    {"PuTTY key format too new",
+     "the key file is in a format that this psftp does not know yet: convert it "
+     "(puttygen FILE --ppk-param version=2 -o NEW), or install a newer psftp"},
     {"Unable to use key file", kNoSuchKeyFile},
+    {"is not a valid format for a manual host key specification",
+     "psftp does not take the host key in that form: up to 0.74 it wants the MD5 fingerprint, "
+     "-hostkey 01:23:... (ssh-keygen -l -E md5 -f FILE, without MD5:)"},
     {"Permission denied, please try again", kPasswordRefused},
     {"Configured password was not accepted", kPasswordRefused},
     {"Cannot answer interactive prompts", kPasswordRefused},
@@ -73,6 +81,8 @@ constexpr Cause kCauses[] = {
     {"unable to initialise SFTP", kNoise},
     {"kex_exchange_identification", kNoSshServer},
     {"Connection reset by peer", kNoSshServer},
+    {"Connection closed by ", kNoSshServer},
+    {"Remote side unexpectedly closed network connection", kNoSshServer},
     {"Bad configuration option", kWrongOption},
     {"unknown option", kWrongOption},
     {"exec: ", "the client cannot run a program that it needs: install it, or check OPTIONS"},

@@ -60,6 +60,7 @@ Host::Impl::Impl(HostOptions options)
   launch.limits.start = options_.start_limit;
   launch.limits.command = options_.command_limit;
   launch.limits.transfer = options_.transfer_limit;
+  launch.limits.stall = options_.stall_limit;
   launch.retries = options_.retries;
   launch.may_ask = options_.may_ask && has_terminal();
   if (options_.progress) {

@@ -154,6 +154,32 @@ TEST_P(Faults, EveryWaitHasItsLimit) {
   }
 }
 
+TEST_P(Faults, AStalledTransferIsALostSession) {
+  limits_.stall = milliseconds(300);
+  retries_ = 1;
+  for (const bool is_upload : {false, true}) {
+    connect_to(is_upload ? "silent 65536" : "stall 65536");
+    write_file(local_, content_);
+    const auto start = Clock::now();
+    EXPECT_EQ(is_upload ? put("sent") : get("file"), "end of output");
+    EXPECT_GE(Clock::now() - start, milliseconds(600));
+    EXPECT_LT(Clock::now() - start, milliseconds(20'000));
+    EXPECT_TRUE(tells("nothing has moved for 300 ms (--stall-limit raises it)")) << told();
+    EXPECT_TRUE(tells("tried 2 times")) << told();
+  }
+}
+
+// Nor is one that only takes its time, to the last acknowledgement.
+TEST_P(Faults, ASlowTransferDoesNotStall) {
+  limits_.stall = milliseconds(600);
+  content_.resize(content_.size() / 2);
+  write_file(file(), content_);
+  connect_to(is_psftp() ? "delay 30" : "delay 150");
+  EXPECT_EQ(get("file"), kPrompt) << told();
+  EXPECT_EQ(put("sent"), kPrompt) << told();
+  EXPECT_TRUE(read_file(remote_ / "sent") == content_);
+}
+
 TEST_P(Faults, TransfersAreNotHeldToTheLimitOfQuickCommands) {
   limits_.command = milliseconds(400);
   // psftp asks for smaller pieces.

@@ -7,6 +7,7 @@
 //     full N        refuse all writes from offset N on
 //     unread N      refuse the read at offset N
 //     stall N       say nothing any more once N bytes of file contents were read
+//     silent N      the same once N bytes of file contents were written
 //     mute          never say anything
 //     delay N       answer each request N milliseconds later
 //     nosize [N]    state no file sizes; refuse reads from offset N on
@@ -66,7 +67,7 @@ struct Relay {
   std::uint64_t limit = 0;
   std::string file;
   int to_server = -1, from_server = -1;
-  std::uint64_t contents_read = 0, pieces_listed = 0;
+  std::uint64_t contents_read = 0, contents_written = 0, pieces_listed = 0;
   std::string requests, replies;  // bytes that are no whole packet yet
   std::string opening;            // the number of the last request to open a directory
 
@@ -101,6 +102,8 @@ struct Relay {
       if (unread && offset >= limit) return refuse(packet, kFailure);
     } else if (is("garble") && offset <= limit && limit < offset + number32(packet, at + 8)) {
       packet[at + 12 + limit - offset] ^= 1;
+    } else if (is("silent") && (contents_written += number32(packet, at + 8)) > limit) {
+      wait_for_hang_up();
     } else if ((is("hole") && offset <= limit && limit < offset + number32(packet, at + 8)) ||
                (is("full") && offset >= limit)) {
       return refuse(packet, kFailure);

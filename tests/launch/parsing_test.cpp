@@ -10,6 +10,7 @@
 #include "runtime/launch/framing.h"
 #include "runtime/launch/listing.h"
 #include "runtime/launch/openssh.h"
+#include "runtime/launch/start_failure.h"
 #include "runtime/launch/unclear_name.h"
 
 namespace fileref::runtime {
@@ -99,6 +100,26 @@ TEST(UnclearName, IsFoundByItsBeginnings) {
   unsigned questions = 0;
   while (none.next()) ++questions;
   EXPECT_EQ(questions, 4u);
+}
+
+TEST(StartFailure, IsExplainedForEveryVersion) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"Connection closed by 127.0.0.1 port 2222\nConnection closed\n",
+       "what listens at that port"},
+      {"kex_exchange_identification: Connection closed by remote host\n", "what listens at that"},
+      {"FATAL ERROR: Remote side unexpectedly closed network connection\n", "what listens at that"},
+      {"u@h: Permission denied (publickey).\nConnection closed by h port 2\n", "the login was"},
+      {"Unable to use key file \"k\" (PuTTY key format too new)\n", "the key file is in a format"},
+      {"Unable to use key file \"k\" (unable to open file)\n", "the file of the login key cannot"},
+      {"psftp: 'SHA256:x' is not a valid format for a manual host key specification\n",
+       "psftp does not take the host key"},
+      {"Connection closed.  \n", ""},
+  };
+  for (const auto& [words, advice] : cases) {
+    const std::string explained = explain_start_failure(words);
+    EXPECT_TRUE(explained.starts_with(advice)) << explained;
+    EXPECT_EQ(explained.empty(), advice.empty()) << explained;
+  }
 }
 
 TEST(Delivery, IsCutAtTheEndsOfLines) {

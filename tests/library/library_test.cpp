@@ -364,7 +364,7 @@ TEST_F(Library, NoValueBecomesAnotherWordOrAnOption) {
     const auto run = [&](const Target& target, const std::vector<std::string>& assigned,
                          const std::vector<std::string>& opened) {
       host_->assign("X", target, assigned);
-      host_->open("X", opened);
+      host_->open("X", opened).close();
     };
     const std::function<void()> ways[] = {
         [&] {
