@@ -63,7 +63,7 @@ constexpr Cause kCauses[] = {
     {"not accessible: No such file", kNoSuchKeyFile},
     {"PuTTY key format too new",
      "the key file is in a format that this psftp does not know yet: convert it "
-     "(puttygen FILE --ppk-param version=2 -o NEW), or install a newer psftp"},
+     "(puttygen FILE --reencrypt --ppk-param version=2 -o NEW), or install a newer psftp"},
     {"Unable to use key file", kNoSuchKeyFile},
     {"is not a valid format for a manual host key specification",
      "psftp does not take the host key in that form: up to 0.74 it wants the MD5 fingerprint, "

@@ -256,10 +256,10 @@ TEST_F(Failures, OfABadServer) {
     SCOPED_TRACE(c.name);
     expect_failure(fileref(c.words, random_bytes(2'000'000, 4)), c.said);
   }
-  // The client says nothing of a block that was refused in the middle.
+  // Many a client says nothing of a block that was refused in the middle.
   auto words = with("write", remote("hole"), "hole 700000");
   words.emplace_back("--verify");
-  expect_failure(fileref(words, random_bytes(2'000'000, 4)), {"hole", "other data arrived"});
+  expect_failure(fileref(words, random_bytes(2'000'000, 4)), {"\"hole\" failed: ", "kept"});
 }
 
 // The client, or the server, ends in the middle of a download.

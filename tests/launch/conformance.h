@@ -49,7 +49,7 @@ class Conformance : public ClientTest, public testing::WithParamInterface<Way> {
 
   // The processes that serve the client.
   std::vector<pid_t> sessions() const {
-    return support::children_of(
+    return support::descendants_of(
         GetParam() == Way::kSftpDirectly ? static_cast<pid_t>(client_->pid()) : server_->pid());
   }
 

@@ -75,7 +75,7 @@ TEST_P(Faults, NoBrokenUploadIsTakenForASuccess) {
       {"nosize", true, 12, ""},
       {"full 0", true, kSize, "0 of 1048576 bytes arrived"},
       {"full 522240", true, kSize, "of 1048576 bytes arrived"},
-      {"hole 400000", true, kSize, is_psftp() ? "error while writing" : "other data"},
+      {"hole 400000", true, kSize, "the upload of \"upload\" failed: "},
       {"garble 400000", true, kSize, "other data arrived"},
       {"garble 7", true, 12, "other data arrived"},
       {"eof 522240", true, kSize, "of 1048576 bytes came back"},

@@ -23,7 +23,7 @@ std::string setting(const char* name) {
 
 void strike(pid_t client) {
   const bool server = setting("KILL_VICTIM") == "server";
-  const std::vector<pid_t> servers = support::children_of(client);
+  const std::vector<pid_t> servers = support::descendants_of(client);
   if (!server) kill(client, SIGKILL);
   if (server && !servers.empty()) kill(servers.front(), SIGKILL);
   usleep(2000);  // until it is dead

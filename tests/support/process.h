@@ -126,6 +126,16 @@ inline std::vector<pid_t> children_of(pid_t parent) {
   return children;
 }
 
+// And theirs, and so on: how many processes a program makes of itself is its own affair.
+inline std::vector<pid_t> descendants_of(pid_t ancestor) {
+  std::vector<pid_t> found = children_of(ancestor);
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    const std::vector<pid_t> more = children_of(found[i]);
+    found.insert(found.end(), more.begin(), more.end());
+  }
+  return found;
+}
+
 // Waits until `condition` holds, at most ten seconds.
 template <class Condition>
 bool eventually(Condition condition) {
