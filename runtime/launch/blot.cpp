@@ -10,6 +10,11 @@ namespace {
 constexpr std::size_t kShortest = 4;
 constexpr std::string_view kAsterisks = "********";
 
+bool same_letter(char one, char other) {
+  const auto small = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+  return small(one) == small(other);
+}
+
 }  // namespace
 
 void Blot::add(std::string_view secret) {
@@ -35,11 +40,15 @@ void Blot::add_piece(std::string_view piece) {
                    [](const auto& one, const auto& other) { return one.size() > other.size(); });
 }
 
+// Clients repeat some words in small letters.
 std::string Blot::operator()(std::string_view text) const {
   std::string shown(text);
   for (const std::string& piece : pieces_) {
-    for (std::size_t at = 0; (at = shown.find(piece, at)) != shown.npos; at += kAsterisks.size()) {
-      shown.replace(at, piece.size(), kAsterisks);
+    for (auto at = shown.begin(); (at = std::search(at, shown.end(), piece.begin(), piece.end(),
+                                                    &same_letter)) != shown.end();) {
+      const auto offset = at - shown.begin();
+      shown.replace(static_cast<std::size_t>(offset), piece.size(), kAsterisks);
+      at = shown.begin() + offset + static_cast<std::ptrdiff_t>(kAsterisks.size());
     }
   }
   return shown;

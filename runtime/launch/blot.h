@@ -13,7 +13,7 @@ class Blot {
   // behind an equals sign or the letter of an option; of each, four bytes or more are secret.
   void add(std::string_view secret);
 
-  // `text` with asterisks for every secret in it.
+  // `text` with asterisks for every secret in it, in capital letters or small.
   std::string operator()(std::string_view text) const;
 
  private:

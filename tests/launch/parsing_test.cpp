@@ -55,6 +55,7 @@ TEST(Blot, CoversWhatAClientRepeats) {
       {"Identity file hunter2 not accessible", "Identity file ******** not accessible"},
       {"sesame street, hunter2hunter2", "********, ****************"},
       {"-i hunter2 -o 'User=sesame street' -pw abc -ltiger", "********"},
+      {"HUNTER2", "********"},
       {"tiger -i -o -pw abc sesame", "******** -i -o -pw abc sesame"},
   };
   for (const auto& [text, shown] : cases) EXPECT_EQ(blot(text), shown);
