@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "runtime/launch/process_tree.h"
 #include "runtime/launch/spawn.h"
@@ -21,29 +22,42 @@
 namespace fileref::runtime {
 namespace {
 
-constexpr std::size_t kLargeMapping = std::size_t{1} << 20;
+constexpr std::uintptr_t kLargeMapping = std::uintptr_t{1} << 20;
+constexpr std::uintptr_t kSurroundings = std::uintptr_t{256} << 10;
 
 int pidfd_of(pid_t process) {
   return static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
+}
+
+// Gives back what lies between two addresses, but for the surroundings of those that are in use,
+// the lower one first. The system merges mappings, so one may hold anything.
+void give_back(std::uintptr_t from, std::uintptr_t to, const std::array<std::uintptr_t, 2>& used) {
+  for (const std::uintptr_t address : used) {
+    const std::uintptr_t start = (address & ~(kSurroundings - 1)) - kSurroundings;
+    const std::uintptr_t end = start + 3 * kSurroundings;
+    if (end <= from || to <= start) continue;
+    if (from < start) ::madvise(reinterpret_cast<void*>(from), start - from, MADV_DONTNEED);
+    from = end;
+  }
+  if (from < to) ::madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
 }
 
 // A copy of the host's memory would grow with every page that the host writes to. What is large and
 // private goes, but for the stack and what belongs to this thread.
 void give_memory_back() {
   char on_stack = 0;
-  const std::array kept = {reinterpret_cast<std::uintptr_t>(&on_stack),
-                           reinterpret_cast<std::uintptr_t>(&errno)};
+  std::array used = {reinterpret_cast<std::uintptr_t>(&on_stack),
+                     reinterpret_cast<std::uintptr_t>(&errno)};
+  if (used[0] > used[1]) std::swap(used[0], used[1]);
   for_each_line("/proc/self/maps", [&](const char* line) {
     char* rest = nullptr;
     const std::uintptr_t from = std::strtoull(line, &rest, 16);
     if (*rest != '-') return;
     const std::uintptr_t to = std::strtoull(rest + 1, &rest, 16);
     const bool anonymous = std::strstr(rest, " 00:00 0") != nullptr;
-    if (std::strncmp(rest, " rw-p ", 6) != 0 || !anonymous || to - from < kLargeMapping) return;
-    for (const std::uintptr_t address : kept) {
-      if (from <= address && address < to) return;
+    if (std::strncmp(rest, " rw-p ", 6) == 0 && anonymous && to - from >= kLargeMapping) {
+      give_back(from, to, used);
     }
-    ::madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
   });
 }
 
