@@ -44,7 +44,7 @@ void RecordOutput::flush() {
 void print_records(fileref::Input& input) try {
   widen_pipe();
   input.copy_to(STDOUT_FILENO);
-} catch (const std::system_error& error) {
+} catch (const fileref::SystemError& error) {
   throw_if_interrupted();
   fail(error.code());
 }

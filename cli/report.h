@@ -1,7 +1,6 @@
 // Tells the user what went wrong.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 
 #include "fileref/failure.h"
@@ -9,10 +8,7 @@
 namespace cli {
 
 // The command was used wrongly.
-class WrongUse : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+using WrongUse = fileref::UsageError;
 
 // The block for a failure: what failed, the sentence, the code, the client's own words; for a wrong
 // option its text with the place underlined. Ends in a line feed.

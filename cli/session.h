@@ -27,11 +27,7 @@ inline fileref::HostOptions host_options(const Request& request) {
 }
 
 inline fileref::Target any_target(const Request& request) {
-  try {
-    return fileref::Target::parse(request.target);
-  } catch (const std::invalid_argument& error) {
-    throw WrongUse(error.what());
-  }
+  return fileref::Target::parse(request.target);
 }
 
 // The target of a command that needs a file.

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <stdexcept>
@@ -24,6 +25,31 @@ namespace {
 
 char kMethod[] = "SFTP    ";
 
+// The option that comes next, as the method tells options apart.
+std::string next_word(OptionSource& source) {
+  XXTOKEN token{};
+  const bool there = source.next(token) == kSuccess;
+  return there ? std::string(token.token, static_cast<std::size_t>(token.tokenl)) : std::string();
+}
+
+void check_batch(const std::set<std::string>& keywords, const std::string& physical_name) {
+  if (!keywords.contains("BATCHFILE")) return;
+  if (!physical_name.empty()) {
+    throw UsageError("A batch names its files itself: its target must not have a path.");
+  }
+  if (keywords.contains("CD")) {
+    throw UsageError("A batch enters its directories itself: put \"cd\" into it instead of CD.");
+  }
+}
+
+void check_writable(const std::set<std::string>& keywords) {
+  for (const char* keyword : {"LS", "LSA", "MGET", "BATCHFILE"}) {
+    if (!keywords.contains(keyword)) continue;
+    throw UsageError(
+        fmt::format("With the option {} nothing can be written: leave it out.", keyword));
+  }
+}
+
 runtime::RuntimeOptions runtime_options(const HostOptions& options) {
   runtime::RuntimeOptions made;
   made.log = options.log;
@@ -43,18 +69,40 @@ runtime::ModuleLoader load_module(const std::string& path) {
   }
 }
 
+runtime::Runtime make_runtime(const HostOptions& options) {
+  try {
+    return runtime::Runtime(runtime_options(options));
+  } catch (const std::system_error& error) {
+    throw SystemError(error.code(), error.what());
+  } catch (const std::logic_error& error) {
+    throw UsageError(error.what());
+  }
+}
+
 bool has_terminal() {
   const int terminal = ::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
   if (terminal >= 0) ::close(terminal);
   return terminal >= 0;
 }
 
+HostOptions guarded(HostOptions options, runtime::CallbackGuard& guard) {
+  options.log = guard.wrap(std::move(options.log));
+  options.warn = guard.wrap(std::move(options.warn));
+  options.progress = guard.wrap(std::move(options.progress));
+  options.interrupted = guard.wrap(std::move(options.interrupted));
+  return options;
+}
+
 }  // namespace
 
 Host::Impl::Impl(HostOptions options)
-    : options_(std::move(options)),
+    : owner_(getpid()),
+      forks_(forks_of_process_),
+      options_(guarded(std::move(options), callbacks_)),
       loader_(load_module(options_.module_path)),
-      runtime_(runtime_options(options_)) {
+      runtime_(make_runtime(options_)) {
+  [[maybe_unused]] static const int registered =
+      pthread_atfork(nullptr, nullptr, [] { ++forks_of_process_; });
   runtime::LaunchRequest& launch = runtime_.toolkit.launch;
   launch.limits.start = options_.start_limit;
   launch.limits.command = options_.command_limit;
@@ -66,7 +114,9 @@ Host::Impl::Impl(HostOptions options)
       options_.progress({transfer.is_upload, transfer.remote, bytes, transfer.total, ended});
     };
   }
-  launch.interrupted = options_.interrupted;
+  launch.interrupted = [this] {
+    return (options_.interrupted && options_.interrupted()) || callbacks_.has_thrown();
+  };
   launch.verify_uploads = options_.verify_uploads;
   launch.adapter = options_.client;
   launch.keep_unsent = [this](const std::string& local) {
@@ -74,36 +124,92 @@ Host::Impl::Impl(HostOptions options)
     return runtime::keep_unsent(local, options_.unsent_directory,
                                 found == assigned_.end() ? "" : found->second.physical_name);
   };
-  runtime_.connect(loader_.connect_routine());
-  rctype rc = kSuccess;
-  runtime_.begin_entry("");
-  block_ = runtime_.method_block(&rc);
-  if (block_ == nullptr) fail(rc);
+  try {
+    runtime_.connect(loader_.connect_routine());
+  } catch (const std::runtime_error& error) {
+    throw Failure(kUnknownMethod, error.what());
+  }
+  enter("", [this] {
+    rctype rc = kSuccess;
+    block_ = runtime_.method_block(&rc);
+    return rc;
+  });
 }
 
 Host::Impl::~Impl() {
-  while (!assigned_.empty()) {
+  while (is_ours() && !assigned_.empty()) {
     Name8 name = assigned_.begin()->first;
-    runtime_.begin_entry(text_of(name));
+    begin(text_of(name));
     const rctype rc = table().amdasgn.entryp(name.data(), runtime_.request());
     if (rc != kSuccess) runtime_.log.write("error", runtime_.messages.describe(rc));
     assigned_.erase(assigned_.begin());
   }
 }
 
-void Host::Impl::warn_of_skipped() {
-  for (const std::string& warning : runtime_.toolkit.trouble().refused) {
-    runtime_.log.write("warning", warning);
-    if (options_.warn) options_.warn(warning);
-  }
-  runtime_.toolkit.forget_trouble();
+bool Host::Impl::is_ours() const {
+  return getpid() == owner_;
 }
 
-void Host::Impl::fail(rctype rc) const {
+void Host::Impl::begin(std::string_view fileref) {
+  if (!is_ours()) {
+    throw UsageError("This host belongs to the process that made it: make one in this process.");
+  }
+  entered_ = nullptr;
+  runtime_.begin_entry(fileref);
+  prepare_launch(name8(fileref));
+}
+
+void Host::Impl::prepare_launch(const Name8& name) {
+  const auto found = assigned_.find(name);
+  runtime_.toolkit.launch.extra_arguments =
+      found == assigned_.end() ? std::vector<std::string>() : found->second.client_arguments;
+}
+
+void Host::Impl::check(rctype rc) {
+  const std::size_t refused = runtime_.toolkit.trouble().refused.size();
+  // The one that was refused last is what a failure tells of.
+  warn_of_skipped(rc == kSuccess || refused == 0 ? refused : refused - 1);
+  settle(rc);
+}
+
+bool Host::Impl::after_record(OpenFile* file, rctype rc) {
+  const bool ended = plain_code(rc) == kEndOfFile;
+  if (rc != kSuccess) entered_ = nullptr;
+  const std::vector<std::string>& refused = runtime_.toolkit.trouble().refused;
+  file->add_skipped(refused);
+  warn_of_skipped(refused.size());
+  settle(ended ? kSuccess : rc);
+  return !ended;
+}
+
+void Host::Impl::settle(rctype rc) {
+  if (rc != kSuccess) fail(rc);
+  runtime_.messages.clear();
+  runtime_.toolkit.forget_trouble();
+  callbacks_.rethrow();
+}
+
+void Host::Impl::warn_of_skipped(std::size_t count) {
+  const std::vector<std::string>& refused = runtime_.toolkit.trouble().refused;
+  for (std::size_t i = 0; i < count; ++i) {
+    runtime_.log.write("warning", refused[i]);
+    if (options_.warn) options_.warn(refused[i]);
+  }
+}
+
+void Host::Impl::fail(rctype rc) {
   const runtime::Toolkit::Trouble& trouble = runtime_.toolkit.trouble();
-  throw Failure(rc, runtime_.messages.describe(rc))
-      .with_substitutions(runtime_.messages.attached())
-      .with_client(trouble.explanation, trouble.words);
+  fail(Failure(rc, runtime_.messages.describe(rc))
+           .with_substitutions(runtime_.messages.attached())
+           .with_client(trouble.explanation, trouble.words));
+}
+
+void Host::Impl::fail(const Failure& failure) {
+  const std::exception_ptr thrown = callbacks_.take();
+  if (!thrown) throw failure;
+  runtime_.log.write("error", fmt::format("{} {}", failure.message(), failure.explanation()));
+  callbacks_.take();
+  std::rethrow_exception(thrown);
 }
 
 Name8 Host::Impl::checked_name(std::string_view fileref) const {
@@ -117,15 +223,17 @@ Name8 Host::Impl::checked_name(std::string_view fileref) const {
   return name8(trimmed);
 }
 
-ptr Host::Impl::parse(std::string_view statement, const Name8& name,
-                      const std::vector<std::string>& options, int env) {
+Host::Impl::OptionBlock Host::Impl::parse(std::string_view statement, const Name8& name,
+                                          const std::vector<std::string>& options, int env,
+                                          Keywords& keywords) {
   ptr block = nullptr;
   Name8 logical = name;
   const auto amparse = table().amparse.entryp;
-  runtime_.begin_entry(text_of(name));
+  begin(text_of(name));
   // An empty statement still has an option block.
   int scanned = 0;
   rctype rc = amparse(logical.data(), runtime_.request(), kMethod, env, nullptr, &scanned, &block);
+  OptionBlock made(*this, block);
   if (rc != kSuccess) fail(rc);
   std::string echo;
   for (const std::string& text : options) {
@@ -133,6 +241,7 @@ ptr Host::Impl::parse(std::string_view statement, const Name8& name,
     runtime_.options_being_read = &source;
     while (rc == kSuccess && !source.at_end()) {
       scanned = 0;
+      keywords.insert(next_word(source));
       rc = amparse(logical.data(), runtime_.request(), kMethod, env, &source, &scanned, &block);
       if (rc == kSuccess) source.consume(scanned);
     }
@@ -143,19 +252,19 @@ ptr Host::Impl::parse(std::string_view statement, const Name8& name,
       if (rc == kTokenFailure) {
         message = "A quote is not closed, or a value is missing behind the equals sign.";
       }
-      const std::vector<std::string> substitutions = runtime_.messages.attached();
-      dispose(block);
-      throw Failure(rc, message)
-          .with_substitutions(substitutions)
-          .with_place({display.text, display.offset, display.length});
+      fail(Failure(rc, message)
+               .with_substitutions(runtime_.messages.attached())
+               .with_place({display.text, display.offset, display.length}));
     }
     echo += " " + display.text;
   }
   runtime_.log.write(statement, echo);
-  return block;
+  callbacks_.rethrow();
+  return made;
 }
 
 void Host::Impl::dispose(ptr block) {
+  if (!is_ours()) return;
   // Only a fileref can release an option block: give it to one that stands for nothing.
   Name8 nobody = name8("");
   char nothing[] = "";
@@ -167,6 +276,7 @@ void Host::Impl::dispose(ptr block) {
 void Host::Impl::assign(std::string_view fileref, const Target& target,
                         const std::vector<std::string>& options) {
   Name8 name = checked_name(fileref);
+  target.check();
   std::vector<std::string> texts;
   if (options_.client == "psftp") texts.push_back(option("PATH", options_.client));
   if (!target.host.empty()) texts.push_back(option("HOST", target.host));
@@ -176,21 +286,36 @@ void Host::Impl::assign(std::string_view fileref, const Target& target,
     if (!target.path.empty()) texts.push_back(option("CD", runtime::protect_name(target.path)));
   }
   texts.insert(texts.end(), options.begin(), options.end());
-  std::string physical = physical_name(target);
-  ptr block = parse("assign", name, texts, 0);
+  Keywords keywords;
+  OptionBlock block = parse("assign", name, texts, 0, keywords);
+  const bool root_only = target.path == "/" && target.names.empty();
+  std::string physical = keywords.contains("BATCHFILE") && root_only ? "" : physical_name(target);
+  check_batch(keywords, physical);
   enter(text_of(name), [&] {
-    return table().amasgn.entryp(name.data(), runtime_.request(), kMethod, physical.data(),
-                                 static_cast<int>(physical.size()), block);
+    const rctype rc =
+        table().amasgn.entryp(name.data(), runtime_.request(), kMethod, physical.data(),
+                              static_cast<int>(physical.size()), block.release());
+    if (rc != kSuccess) return rc;
+    runtime_.registry.assign(name, block_);
+    assigned_[name] = {target.client_arguments, physical, keywords};
+    return rc;
   });
-  runtime_.registry.assign(name, block_);
-  assigned_[name] = {target.client_arguments, physical};
 }
 
 void Host::Impl::deassign(std::string_view fileref) {
   Name8 name = checked_name(fileref);
-  enter(text_of(name), [&] { return table().amdasgn.entryp(name.data(), runtime_.request()); });
-  runtime_.registry.deassign(name);
-  assigned_.erase(name);
+  enter(text_of(name), [&] {
+    const rctype rc = table().amdasgn.entryp(name.data(), runtime_.request());
+    if (rc != kSuccess) return rc;
+    runtime_.registry.deassign(name);
+    assigned_.erase(name);
+    return rc;
+  });
+}
+
+Host::Impl::Keywords Host::Impl::keywords_of(const Name8& name) const {
+  const auto found = assigned_.find(name);
+  return found == assigned_.end() ? Keywords() : found->second.keywords;
 }
 
 std::unique_ptr<OpenFile> Host::Impl::open(std::string_view fileref, int openmode,
@@ -200,14 +325,8 @@ std::unique_ptr<OpenFile> Host::Impl::open(std::string_view fileref, int openmod
                                  return table().amopen.entryp(file, name.data(), runtime_.request(),
                                                               parms);
                                },
-                               table().amclose.entryp};
+                               table().amclose.entryp, false};
   return open_by(entries, name, openmode, options);
-}
-
-void Host::Impl::prepare_launch(const Name8& name) {
-  const auto found = assigned_.find(name);
-  runtime_.toolkit.launch.extra_arguments =
-      found == assigned_.end() ? std::vector<std::string>() : found->second.client_arguments;
 }
 
 std::unique_ptr<OpenFile> Host::Impl::open_by(const FileEntries& entries, const Name8& name,
@@ -216,30 +335,43 @@ std::unique_ptr<OpenFile> Host::Impl::open_by(const FileEntries& entries, const 
   WX_OPENPARM parms{};
   parms.openmode = openmode;
   OptionBlock block(*this);
+  Keywords keywords = keywords_of(name);
   if (!options.empty()) {
     // The block stays ours, so that it is released whatever becomes of the open.
     const int env = kParseHostKeepsBlock | (openmode == kOpenInput ? kParseNbyteAllowed : 0);
-    block = OptionBlock(*this, parse("open", name, options, env));
+    block = parse("open", name, options, env, keywords);
   }
+  const auto assigned = assigned_.find(name);
+  if (assigned != assigned_.end()) check_batch(keywords, assigned->second.physical_name);
+  if (openmode == kOpenOutput && !entries.is_member) check_writable(keywords);
   parms.hostptr = block.get();
-  prepare_launch(name);
   const HOST_FILE* before = runtime_.temp.latest();
-  ptr file = nullptr;
-  enter(text_of(name), [&] { return entries.open(&file, &parms); });
-  HOST_FILE* latest = runtime_.temp.latest();
-  if (latest == before) latest = nullptr;
-  const bool names = openmode == kOpenInput && latest == nullptr;
-  return std::make_unique<OpenFile>(*this, std::string(text_of(name)), file, parms.datalen, latest,
-                                    names, entries.close, std::move(block));
+  std::unique_ptr<OpenFile> opened;
+  enter(text_of(name), [&] {
+    ptr file = nullptr;
+    const rctype rc = entries.open(&file, &parms);
+    if (rc != kSuccess) return rc;
+    HOST_FILE* latest = runtime_.temp.latest();
+    opened = std::make_unique<OpenFile>(*this, std::string(text_of(name)), file, openmode,
+                                        parms.datalen, latest == before ? nullptr : latest,
+                                        entries.close, std::move(block));
+    opened->add_skipped(runtime_.toolkit.trouble().refused);
+    return rc;
+  });
+  return opened;
 }
 
 std::unique_ptr<OpenDirectory> Host::Impl::open_directory(std::string_view fileref,
                                                           MemberOptions options) {
   Name8 name = checked_name(fileref);
-  ptr directory = nullptr;
-  enter(text_of(name),
-        [&] { return table().amdopen.entryp(&directory, name.data(), runtime_.request()); });
-  return std::make_unique<OpenDirectory>(*this, name, directory, options);
+  std::unique_ptr<OpenDirectory> opened;
+  enter(text_of(name), [&] {
+    ptr directory = nullptr;
+    const rctype rc = table().amdopen.entryp(&directory, name.data(), runtime_.request());
+    if (rc == kSuccess) opened = std::make_unique<OpenDirectory>(*this, name, directory, options);
+    return rc;
+  });
+  return opened;
 }
 
 bool Host::Impl::is_assigned(std::string_view fileref) {
@@ -255,7 +387,6 @@ bool Host::Impl::is_assigned(std::string_view fileref) {
 
 bool Host::Impl::exists(std::string_view fileref) {
   Name8 name = checked_name(fileref);
-  prepare_launch(name);
   bool there = true;
   enter(text_of(name), [&] {
     const rctype rc = table().amexstp.entryp(name.data(), runtime_.request());
@@ -267,7 +398,11 @@ bool Host::Impl::exists(std::string_view fileref) {
 
 void Host::Impl::run_batch(std::string_view fileref,
                            const std::function<void(std::string_view)>& said) {
-  runtime_.toolkit.client_said = said;
+  const Name8 name = checked_name(fileref);
+  if (assigned_.contains(name) && !keywords_of(name).contains("BATCHFILE")) {
+    throw UsageError(fmt::format("{} is no batch: it was assigned without BATCHFILE.", fileref));
+  }
+  runtime_.toolkit.client_said = callbacks_.wrap(said);
   struct Quiet {
     runtime::Toolkit& toolkit;
     ~Quiet() { toolkit.client_said = {}; }

@@ -66,7 +66,7 @@ std::string random_name(int count) {
   return name;
 }
 
-TempDirectory::TempDirectory(const std::string& parent) {
+TempDirectory::TempDirectory(const std::string& parent) : owner_(getpid()) {
   sweep(parent);
   // Before the lock is taken another process may sweep the directory away as a dead one's.
   for (int attempt = 0; attempt < 10; ++attempt) {
@@ -83,7 +83,7 @@ TempDirectory::TempDirectory(const std::string& parent) {
 
 TempDirectory::~TempDirectory() {
   std::error_code ignored;
-  fs::remove_all(path_, ignored);
+  if (getpid() == owner_) fs::remove_all(path_, ignored);
   close(lock_);
 }
 

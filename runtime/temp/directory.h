@@ -1,12 +1,14 @@
 // The private directory that holds this process's temporary files.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace fileref::runtime {
 
 // Made with mode 0700 and an unguessable name, kept locked while it is in use, and removed with
-// everything in it when it goes.
+// everything in it when it goes; not by a process that was forked off the one that made it.
 class TempDirectory {
  public:
   // Makes a directory below `parent` and removes the directories that ended processes left there.
@@ -21,6 +23,7 @@ class TempDirectory {
   std::string fresh_path() const;
 
  private:
+  pid_t owner_;
   std::string path_;
   int lock_ = -1;  // the lock file, held locked
 };
