@@ -78,26 +78,40 @@ std::unique_ptr<Child> Child::start(const std::vector<std::string>& words, bool 
                                     std::string* why, std::function<bool()> interrupted) {
   std::optional<Spawned> spawned = spawn(words, own_session, why);
   if (!spawned) return nullptr;
-  return std::unique_ptr<Child>(new Child(spawned->pid, own_session, std::move(spawned->in),
-                                          std::move(spawned->out), std::move(spawned->err),
-                                          std::move(interrupted)));
+  return std::unique_ptr<Child>(
+      new Child(*std::move(spawned), own_session, std::move(interrupted)));
 }
 
-Child::Child(pid_t pid, bool own_group, Fd in, Fd out, Fd err, std::function<bool()> interrupted)
-    : pid_(pid),
+Child::Child(Spawned spawned, bool own_group, std::function<bool()> interrupted)
+    : owner_(::getpid()),
+      pid_(spawned.pid),
+      guardian_(std::move(spawned.guardian)),
       own_group_(own_group),
-      in_(std::move(in)),
-      out_(std::move(out)),
-      err_(std::move(err)),
-      alive_(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))),
+      in_(std::move(spawned.in)),
+      out_(std::move(spawned.out)),
+      err_(std::move(spawned.err)),
+      alive_(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0))),
       interrupted_(std::move(interrupted)) {
   for (const Fd* stream : {&in_, &out_, &err_}) ::fcntl(stream->get(), F_SETFL, O_NONBLOCK);
 }
 
 Child::~Child() {
-  if (ending_) return;
+  if (forgotten() || ending_) return;
   signal(SIGKILL);
   reap(0);
+}
+
+bool Child::is_ours() const {
+  return ::getpid() == owner_;
+}
+
+// In a process that was forked from ours nothing may be done to the child or its pipes.
+bool Child::forgotten() {
+  if (is_ours()) return false;
+  guardian_.forget();
+  for (Fd* descriptor : {&in_, &out_, &err_, &alive_}) descriptor->reset();
+  ending_ = Ending{};
+  return true;
 }
 
 void Child::queue(std::string_view bytes) {
@@ -105,7 +119,7 @@ void Child::queue(std::string_view bytes) {
 }
 
 bool Child::pump(Clock::time_point deadline, std::string* out, std::string* err) {
-  if (!out_ && !err_) return false;
+  if (forgotten() || (!out_ && !err_)) return false;
   const short writable = queued_.empty() ? 0 : POLLOUT;
   Streams streams{{{in_.get(), writable, 0},
                    {out_.get(), POLLIN, 0},
@@ -181,7 +195,7 @@ void Child::read_the_rest(std::string* out, std::string* err) {
 }
 
 void Child::end(milliseconds patience, milliseconds grace) {
-  if (ending_) return;
+  if (forgotten() || ending_) return;
   stop_writing();
   if (ends_by(Clock::now() + patience)) return;
   interrupted_ = {};
@@ -203,7 +217,7 @@ bool Child::ends_by(Clock::time_point deadline) {
 }
 
 bool Child::signal(int number) {
-  return !ending_ && ::kill(own_group_ ? -pid_ : pid_, number) == 0;
+  return !forgotten() && !ending_ && ::kill(own_group_ ? -pid_ : pid_, number) == 0;
 }
 
 const std::optional<Ending>& Child::ending() {
@@ -212,15 +226,19 @@ const std::optional<Ending>& Child::ending() {
 }
 
 bool Child::reap(int wait_flags) {
-  if (ending_) return true;
-  int status = 0;
-  pid_t reaped;
+  if (forgotten() || ending_) return true;
+  siginfo_t info{};
+  int failed;
   do {
-    reaped = ::waitpid(pid_, &status, wait_flags);
-  } while (reaped < 0 && errno == EINTR);
-  if (reaped == 0) return false;
+    failed = ::waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT | wait_flags);
+  } while (failed != 0 && errno == EINTR);
+  if (failed == 0 && info.si_pid != pid_) return false;
+  guardian_.dismiss();
+  // Not reaped, the child still keeps the number of its group from being another's.
+  if (failed == 0 && own_group_) ::kill(-pid_, SIGKILL);
+  int status = 0;
   // Where the host ignores SIGCHLD nothing is left to reap, and the status is not known.
-  if (reaped < 0) status = 0;
+  if (::waitpid(pid_, &status, 0) < 0) status = 0;
   ending_ =
       WIFSIGNALED(status) ? Ending{true, WTERMSIG(status)} : Ending{false, WEXITSTATUS(status)};
   return true;

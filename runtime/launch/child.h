@@ -14,8 +14,11 @@
 #include <vector>
 
 #include "runtime/launch/fd.h"
+#include "runtime/launch/guardian.h"
 
 namespace fileref::runtime {
+
+struct Spawned;
 
 using Clock = std::chrono::steady_clock;
 
@@ -33,7 +36,9 @@ std::string describe(const Ending& ending);
 
 // No shell, no signal handler and no thread is involved, and the caller never sees SIGPIPE. The
 // child starts with default signal dispositions, an empty signal mask, LC_ALL=C.UTF-8 and no
-// descriptors but its three streams.
+// descriptors but its three streams. It does not outlive the process that started it, and what is
+// left of its own process group does not outlive the child.
+// A process that was forked from that one has nothing to do with the child: there it has ended.
 class Child {
  public:
   // Runs `words`; the first names the program, looked up in PATH when it holds no "/". With
@@ -68,6 +73,9 @@ class Child {
   // Reaped when this returns.
   void end(std::chrono::milliseconds patience, std::chrono::milliseconds grace);
 
+  // This is the process that started it.
+  bool is_ours() const;
+
   // Sends a signal to the child; with a session of its own, to its whole process group.
   bool signal(int number);
 
@@ -76,7 +84,7 @@ class Child {
   const std::optional<Ending>& ending();
 
  private:
-  Child(pid_t pid, bool own_group, Fd in, Fd out, Fd err, std::function<bool()> interrupted);
+  Child(Spawned spawned, bool own_group, std::function<bool()> interrupted);
 
   using Streams = std::array<pollfd, 4>;
 
@@ -90,8 +98,11 @@ class Child {
   void read_the_rest(std::string* out, std::string* err);
   bool ends_by(Clock::time_point deadline);
   bool reap(int wait_flags);
+  bool forgotten();
 
+  pid_t owner_;  // the process that started it
   pid_t pid_;
+  Guardian guardian_;
   bool own_group_;
   Fd in_, out_, err_;
   Fd alive_;  // pidfd: readable once the process has ended

@@ -42,7 +42,9 @@ FramedClient::FramedClient(LaunchRequest request, std::vector<std::string> words
 // longer writes to them.
 FramedClient::~FramedClient() {
   child().end(limits().close_grace, limits().close_grace);
-  if (operation_) operation_->lost({kEndOfOutput, {}, "the client was closed"}, words());
+  if (operation_ && child().is_ours()) {
+    operation_->lost({kEndOfOutput, {}, "the client was closed"}, words());
+  }
 }
 
 TKStatus FramedClient::send(std::string_view command) {

@@ -76,6 +76,7 @@ struct Image {
   char* const* environment;
   std::array<int, 3> streams;
   int failure;  // tells the parent the errno of a failed exec
+  int gate;     // the exec waits for a byte from here, and is off when it ends
   bool own_session;
 };
 
@@ -88,23 +89,20 @@ void default_signals() {
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Puts the pipe ends on descriptors 0, 1 and 2, past each other where they already lie there.
-bool connect_streams(const std::array<int, 3>& streams) {
-  std::array<int, 3> moved;
-  for (std::size_t i = 0; i < streams.size(); ++i) {
-    moved[i] = ::fcntl(streams[i], F_DUPFD_CLOEXEC, 3);
-    if (moved[i] < 0) return false;
-  }
-  for (int i = 0; i < 3; ++i) {
-    if (::dup2(moved[static_cast<std::size_t>(i)], i) < 0) return false;
-  }
-  return true;
+bool pass_gate(int gate) {
+  char go = 0;
+  ssize_t n;
+  do {
+    n = ::read(gate, &go, 1);
+  } while (n < 0 && errno == EINTR);
+  return n == 1;
 }
 
 [[noreturn]] void become(const Image& image) {
-  const int failure = ::fcntl(image.failure, F_DUPFD_CLOEXEC, 3);
   if (image.own_session) ::setsid();
-  if (failure >= 0 && connect_streams(image.streams)) {
+  if (!pass_gate(image.gate)) ::_exit(127);
+  const int failure = ::fcntl(image.failure, F_DUPFD_CLOEXEC, 3);
+  if (failure >= 0 && put_on_standard_streams(image.streams)) {
     ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
     default_signals();
     ::execve(image.path, image.arguments, image.environment);
@@ -112,19 +110,6 @@ bool connect_streams(const std::array<int, 3>& streams) {
   const int error = errno;
   [[maybe_unused]] const ssize_t told = ::write(failure, &error, sizeof error);
   ::_exit(127);
-}
-
-// fork(2) with all signals blocked in the child, so that no handler of the host runs there.
-pid_t fork_quietly(const Image& image) {
-  sigset_t all, before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  const pid_t pid = ::fork();
-  if (pid == 0) become(image);
-  const int error = errno;
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  errno = error;
-  return pid;
 }
 
 // 0 when the exec succeeded, which closed the pipe.
@@ -137,11 +122,43 @@ int exec_error(int failure) {
   return n == sizeof error ? error : 0;
 }
 
+// Lets the new process go on. Returns the errno of its exec.
+int open_gate(Pipe gate, Pipe failure) {
+  failure.write.reset();
+  // It may have been killed meanwhile, but we hold the other end, too.
+  [[maybe_unused]] const ssize_t told = ::write(gate.write.get(), "", 1);
+  return exec_error(failure.read.get());
+}
+
 std::string system_failure(int error) {
   return std::string("the client could not be started: ") + std::strerror(error);
 }
 
 }  // namespace
+
+pid_t fork_quietly() {
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const pid_t pid = ::fork();
+  if (pid == 0) return pid;
+  const int error = errno;
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  errno = error;
+  return pid;
+}
+
+bool put_on_standard_streams(const std::array<int, 3>& descriptors) {
+  std::array<int, 3> moved;
+  for (std::size_t i = 0; i < descriptors.size(); ++i) {
+    moved[i] = ::fcntl(descriptors[i], F_DUPFD_CLOEXEC, 3);
+    if (moved[i] < 0) return false;
+  }
+  for (int i = 0; i < 3; ++i) {
+    if (::dup2(moved[static_cast<std::size_t>(i)], i) < 0) return false;
+  }
+  return true;
+}
 
 std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_session,
                              std::string* why) {
@@ -151,8 +168,8 @@ std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_ses
            "\" is not in PATH: install it, or give its full path with PATH='...'";
     return std::nullopt;
   }
-  Pipe in, out, err, failure;
-  for (Pipe* pipe : {&in, &out, &err, &failure}) {
+  Pipe in, out, err, failure, gate;
+  for (Pipe* pipe : {&in, &out, &err, &failure, &gate}) {
     if (open_pipe(pipe)) continue;
     *why = system_failure(errno);
     return std::nullopt;
@@ -161,24 +178,35 @@ std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_ses
   std::vector<std::string> environment = child_environment();
   const std::vector<char*> argv = pointers_to(arguments);
   const std::vector<char*> envp = pointers_to(environment);
-  const pid_t pid = fork_quietly({path.c_str(),
-                                  argv.data(),
-                                  envp.data(),
-                                  {in.read.get(), out.write.get(), err.write.get()},
-                                  failure.write.get(),
-                                  own_session});
+  const pid_t pid = fork_quietly();
+  if (pid == 0) {
+    gate.write.reset();
+    become({path.c_str(),
+            argv.data(),
+            envp.data(),
+            {in.read.get(), out.write.get(), err.write.get()},
+            failure.write.get(),
+            gate.read.get(),
+            own_session});
+  }
   if (pid < 0) {
     *why = system_failure(errno);
     return std::nullopt;
   }
-  failure.write.reset();
-  if (const int error = exec_error(failure.read.get()); error != 0) {
+  // It runs nothing before somebody watches over it.
+  Guardian guardian(pid, own_session);
+  int error = errno;
+  if (guardian) error = open_gate(std::move(gate), std::move(failure));
+  gate.write.reset();
+  if (!guardian || error != 0) {
     while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
     }
-    *why = "the client program \"" + path + "\" cannot be run: " + std::strerror(error);
+    *why = guardian ? "the client program \"" + path + "\" cannot be run: " + std::strerror(error)
+                    : system_failure(error);
     return std::nullopt;
   }
-  return Spawned{pid, std::move(in.write), std::move(out.read), std::move(err.read)};
+  return Spawned{pid, std::move(guardian), std::move(in.write), std::move(out.read),
+                 std::move(err.read)};
 }
 
 }  // namespace fileref::runtime

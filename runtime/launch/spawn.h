@@ -3,22 +3,30 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "runtime/launch/fd.h"
+#include "runtime/launch/guardian.h"
 
 namespace fileref::runtime {
 
 // The caller's ends of the pipes, all close-on-exec. The caller reaps `pid`.
 struct Spawned {
   pid_t pid = -1;
+  Guardian guardian;
   Fd in, out, err;
 };
 
 // See Child::start. On failure nothing is left running or open.
 std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_session,
                              std::string* why);
+
+// fork(2) with all signals blocked in the new process, so that no handler of the host runs there.
+pid_t fork_quietly();
+// Puts three descriptors on 0, 1 and 2, past each other where they already lie there.
+bool put_on_standard_streams(const std::array<int, 3>& descriptors);
 
 }  // namespace fileref::runtime

@@ -108,7 +108,28 @@ TEST_F(ChildTest, IsOverWhenTheProcessIsGoneThoughAnotherHoldsThePipe) {
   listen(child.get());
   EXPECT_LT(Clock::now() - start, milliseconds(1000));
   EXPECT_EQ(err_, "words\n");
-  ::kill(std::stoi(out_), SIGKILL);
+  EXPECT_TRUE(child->ending());
+  const pid_t left = std::stoi(out_);
+  EXPECT_TRUE(support::eventually([&] { return ::kill(left, 0) != 0; }));
+}
+
+TEST_F(ChildTest, IsWatchedOverBySomethingSmall) {
+  const std::string large(64 << 20, 'x');
+  auto child = shell("cat");
+  const auto ours = support::children_of(getpid());
+  ASSERT_EQ(ours.size(), 2u);
+  const std::string guardian = "/proc/" + std::to_string(ours.back());
+  const auto resident_pages = [&] {
+    std::istringstream fields(read_file(guardian + "/statm"));
+    long size = 0, resident = 0, shared = 0;
+    fields >> size >> resident >> shared;
+    return resident - shared;
+  };
+  EXPECT_TRUE(support::eventually([&] { return resident_pages() * getpagesize() < 4 << 20; }));
+  const support::fs::directory_iterator open(guardian + "/fd");
+  EXPECT_EQ(std::distance(begin(open), end(open)), 3);
+  child->end(milliseconds(500), milliseconds(500));
+  EXPECT_TRUE(support::children_of(getpid()).empty());
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // Servers that misbehave, clients that die and answers that never come, with every client.
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 
 #include <algorithm>
 #include <thread>
@@ -225,6 +227,52 @@ TEST_P(Faults, AnAbandonedTransferIsClosedWithoutTraces) {
   client_.reset();
   EXPECT_LT(Clock::now() - start, milliseconds(1000));
   EXPECT_TRUE(nothing_half_done());
+}
+
+// Whatever ends the host, its client ends with it, and so does what the client started.
+TEST_P(Faults, AKilledHostTakesItsClientAlong) {
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  const auto known = support::children_of(getpid());
+  const std::string big(64 << 20, 'x');
+  write_file(local_, big);
+  for (const bool may_ask : {false, true}) {
+    may_ask_ = may_ask;
+    const support::fs::path sent = remote_ / (may_ask ? "asking" : "sent");
+    const auto size = [&] { return support::fs::exists(sent) ? support::fs::file_size(sent) : 0; };
+    const pid_t host = fork();
+    if (host == 0) {
+      connect_to("delay 2");
+      put(sent.filename());
+      _exit(0);
+    }
+    EXPECT_TRUE(support::eventually([&] { return size() > 1'000'000; }));
+    kill(host, SIGKILL);
+    waitpid(host, nullptr, 0);
+    EXPECT_TRUE(support::left_behind(known).empty());
+    // What is on its way through the server still arrives.
+    std::uintmax_t before = 0;
+    while (before != size()) {
+      before = size();
+      std::this_thread::sleep_for(milliseconds(300));
+    }
+    EXPECT_LT(before, big.size());
+  }
+}
+
+TEST_P(Faults, AForkedHostOnlyForgets) {
+  connect_to("delay 20");
+  ASSERT_EQ(client_->send("get \"file\" \"" + local_ + "\"\n"), kSuccess);
+  client_->pump(milliseconds(50));
+  const pid_t copy = fork();
+  if (copy == 0) {
+    client_.reset();
+    _exit(0);
+  }
+  int status = 1;
+  waitpid(copy, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(answer(), kPrompt) << told();
+  EXPECT_EQ(read_file(local_), content_);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Faults, kWays, Conformance::name);

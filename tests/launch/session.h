@@ -49,6 +49,7 @@ class ClientTest : public testing::Test {
     request.limits = limits_;
     request.verify_uploads = verify_;
     request.retries = retries_;
+    request.may_ask = may_ask_;
     request.journal = [this](std::string_view line) { journal_ += std::string(line) + "\n"; };
     request.progress = [this](const Transfer& transfer, std::uint64_t bytes, bool ended) {
       progress_.push_back({transfer, bytes, ended});
@@ -90,7 +91,7 @@ class ClientTest : public testing::Test {
   const support::fs::path remote_ = directory_ / "remote";
   const std::string local_ = directory_ / "local";
   LaunchLimits limits_;
-  bool verify_ = false;
+  bool verify_ = false, may_ask_ = false;
   int retries_ = 0;
   std::unique_ptr<Client> client_;
   std::string why_, journal_, kept_;
