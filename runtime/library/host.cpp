@@ -136,12 +136,15 @@ Host::Impl::Impl(HostOptions options)
   });
 }
 
+// In a process that was forked off this ends nobody's client, but gives back what is held here.
 Host::Impl::~Impl() {
-  while (is_ours() && !assigned_.empty()) {
+  while (!assigned_.empty()) {
     Name8 name = assigned_.begin()->first;
-    begin(text_of(name));
+    runtime_.begin_entry(text_of(name));
     const rctype rc = table().amdasgn.entryp(name.data(), runtime_.request());
-    if (rc != kSuccess) runtime_.log.write("error", runtime_.messages.describe(rc));
+    if (rc != kSuccess && is_ours()) {
+      runtime_.log.write("error", runtime_.messages.describe(rc));
+    }
     assigned_.erase(assigned_.begin());
   }
 }

@@ -40,11 +40,16 @@ TEST_F(Library, AForkedProcessOnlyForgets) {
     output.reset();
     directory.reset();
     host_.reset();
+    host_ = std::make_unique<Host>(options());
+    host_->assign("O", target("mine"));
+    host_->create("O").close();
+    host_.reset();
     _exit(worked);
   }
   int status = -1;
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
+  EXPECT_TRUE(support::fs::exists(directory_ / "mine")) << "a host of its own works";
   std::string seen = std::string(record) + "\n";
   while (input->next(record)) seen += std::string(record) + "\n";
   EXPECT_TRUE(seen == get("in"));
