@@ -10,6 +10,7 @@
 #include "host/codes.h"
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
+#include "runtime/printable.h"
 #include "runtime/tokens.h"
 #include "runtime/unsent.h"
 

@@ -7,8 +7,8 @@
 #include <stdexcept>
 
 #include "runtime/library/host_impl.h"
-#include "runtime/log.h"
 #include "runtime/name_escape.h"
+#include "runtime/printable.h"
 
 namespace fileref {
 namespace {
