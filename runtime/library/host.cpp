@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/codes.h"
+#include "runtime/library/given_option.h"
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
 #include "runtime/printable.h"
@@ -48,6 +49,18 @@ bool has_terminal() {
   const int terminal = ::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
   if (terminal >= 0) ::close(terminal);
   return terminal >= 0;
+}
+
+// What makes a fileref stand for something else than one file.
+const std::vector<std::string_view> kNotOneFile = {"LS", "LSA", "LSFILE", "MGET", "BATCHFILE"};
+
+[[noreturn]] void refuse(const GivenOption& option, const std::string& why) {
+  throw Failure(kWrongUse, why).with_place(option.place);
+}
+
+bool has_directory(const Target& target, bool is_directory) {
+  return is_directory || target.path.find('/') != std::string::npos ||
+         (!target.names.empty() && !target.path.empty());
 }
 
 }  // namespace
@@ -165,6 +178,33 @@ void Host::Impl::dispose(ptr block) {
   if (rc == kSuccess) table().amdasgn.entryp(nobody.data(), runtime_.request());
 }
 
+Host::Impl::Assignment Host::Impl::checked(const Target& target,
+                                           const std::vector<std::string>& options) const {
+  const std::optional<GivenOption> cd = given_option(options, "CD");
+  const bool is_directory = given_option(options, "DIR").has_value();
+  if (cd && has_directory(target, is_directory)) {
+    refuse(*cd, "The target has a directory, and CD names another. Give one of them.");
+  }
+  if (cd && given_option(options, "BATCHFILE")) {
+    refuse(*cd, "A batch enters its directories itself: write cd into it instead of CD.");
+  }
+  const bool one_file = target.names.empty() && !is_directory;
+  Assignment made = {target.client_arguments, physical_name(target),
+                     one_file ? target.last_part() : ""};
+  const std::optional<GivenOption> make = given_option(options, "NEW");
+  if (!make || is_directory) return made;
+  if (made.file.empty() || given_option_of(options, kNotOneFile)) {
+    refuse(*make, "NEW makes the directory of one file, or with DIR the target.");
+  }
+  Target directory = target.parent();
+  if (cd) directory.path = cd->value;
+  while (directory.path.size() > 1 && directory.path.ends_with('/')) directory.path.pop_back();
+  if (directory.path.empty()) return made;
+  made.physical_name = physical_name(directory);
+  made.makes_directory = true;
+  return made;
+}
+
 void Host::Impl::assign(std::string_view fileref, const Target& target,
                         const std::vector<std::string>& options) {
   Name8 name = checked_name(fileref);
@@ -177,14 +217,16 @@ void Host::Impl::assign(std::string_view fileref, const Target& target,
     if (!target.path.empty()) texts.push_back(option("CD", runtime::protect_name(target.path)));
   }
   texts.insert(texts.end(), options.begin(), options.end());
-  std::string physical = physical_name(target);
+  Assignment assignment = checked(target, options);
+  if (assignment.makes_directory) texts.emplace_back("DIR");
+  std::string& physical = assignment.physical_name;
   ptr block = parse("assign", name, texts, 0);
   enter(text_of(name), [&] {
     return table().amasgn.entryp(name.data(), runtime_.request(), kMethod, physical.data(),
                                  static_cast<int>(physical.size()), block);
   });
   runtime_.registry.assign(name, block_);
-  assigned_[name] = {target.client_arguments, physical};
+  assigned_[name] = std::move(assignment);
 }
 
 void Host::Impl::deassign(std::string_view fileref) {
@@ -196,7 +238,18 @@ void Host::Impl::deassign(std::string_view fileref) {
 
 std::unique_ptr<OpenFile> Host::Impl::open(std::string_view fileref, int openmode,
                                            const std::vector<std::string>& options) {
-  Name8 name = checked_name(fileref);
+  const Name8 name = checked_name(fileref);
+  const auto found = assigned_.find(name);
+  if (found == assigned_.end() || !found->second.makes_directory) {
+    return open_fileref(name, openmode, options);
+  }
+  const auto other = given_option_of(options, kNotOneFile);
+  if (other) refuse(*other, "The fileref was assigned with NEW, and stands for one file.");
+  return open_directory(fileref, {})->open(found->second.file, {}, openmode, options);
+}
+
+std::unique_ptr<OpenFile> Host::Impl::open_fileref(Name8 name, int openmode,
+                                                   const std::vector<std::string>& options) {
   const FileEntries entries = {[&](ptr* file, WX_OPENPARM* parms) {
                                  return table().amopen.entryp(file, name.data(), runtime_.request(),
                                                               parms);
@@ -218,6 +271,8 @@ std::unique_ptr<OpenFile> Host::Impl::open_by(const FileEntries& entries, const 
   parms.openmode = openmode;
   OptionBlock block(*this);
   if (!options.empty()) {
+    const auto of_assignment = given_option_of(options, {"CD", "NEW"});
+    if (of_assignment) refuse(*of_assignment, "This option belongs to the assignment.");
     // The block stays ours, so that it is released whatever becomes of the open.
     const int env = kParseHostKeepsBlock | (openmode == kOpenInput ? kParseNbyteAllowed : 0);
     block = OptionBlock(*this, parse("open", name, options, env));
@@ -254,16 +309,26 @@ bool Host::Impl::is_assigned(std::string_view fileref) {
   return assigned;
 }
 
-bool Host::Impl::exists(std::string_view fileref) {
+std::optional<std::string> Host::Impl::find(std::string_view fileref) {
   Name8 name = checked_name(fileref);
-  prepare_launch(name);
-  bool there = true;
-  enter(text_of(name), [&] {
-    const rctype rc = table().amexstp.entryp(name.data(), runtime_.request());
-    there = rc != kDoesNotExist;
-    return there ? rc : kSuccess;
-  });
-  return there;
+  enter(text_of(name), [&] { return table().amexstl.entryp(name.data(), runtime_.request()); });
+  const std::string& file = assigned_.at(name).file;
+  if (file.empty()) throw Failure(kWrongUse, "The fileref does not stand for one file.");
+  const auto upper = [this](std::string text) {
+    runtime_.text.to_upper(text.data(), text.size());
+    return text;
+  };
+  std::optional<std::string> found;
+  try {
+    const auto names = open_fileref(name, kOpenInput, {"LSA"});
+    for (std::string_view shown; names->read(shown);) {
+      if (shown == file || (!found && upper(std::string(shown)) == upper(file))) found = shown;
+    }
+    names->close();
+  } catch (const Failure&) {
+    if (!runtime_.toolkit.trouble().no_such_directory) throw;
+  }
+  return found;
 }
 
 void Host::Impl::run_batch(std::string_view fileref,
@@ -304,8 +369,12 @@ bool Host::is_assigned(std::string_view fileref) {
   return impl_->is_assigned(fileref);
 }
 
+std::optional<std::string> Host::find(std::string_view fileref) {
+  return impl_->find(fileref);
+}
+
 bool Host::exists(std::string_view fileref) {
-  return impl_->exists(fileref);
+  return find(fileref).has_value();
 }
 
 void Host::run_batch(std::string_view fileref, const std::function<void(std::string_view)>& said) {

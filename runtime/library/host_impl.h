@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -58,9 +59,11 @@ class Host::Impl {
   };
   std::unique_ptr<OpenFile> open_by(const FileEntries& entries, const runtime::Name8& name,
                                     int openmode, const std::vector<std::string>& options);
+  std::unique_ptr<OpenFile> open_fileref(runtime::Name8 name, int openmode,
+                                         const std::vector<std::string>& options);
   std::unique_ptr<OpenDirectory> open_directory(std::string_view fileref, MemberOptions options);
   bool is_assigned(std::string_view fileref);
-  bool exists(std::string_view fileref);
+  std::optional<std::string> find(std::string_view fileref);
 
   // How the client of a fileref is started, should the next entry need it.
   void prepare_launch(const runtime::Name8& name);
@@ -99,7 +102,12 @@ class Host::Impl {
   struct Assignment {
     std::vector<std::string> client_arguments;
     std::string physical_name;
+    std::string file;              // the name in its directory; empty: it stands for no one file
+    bool makes_directory = false;  // NEW: the fileref is the directory, and the file its member
   };
+
+  // What `target` and the options of its assignment are for the module.
+  Assignment checked(const Target& target, const std::vector<std::string>& options) const;
 
   // Files that could not be fetched although the call goes on without them.
   void warn_of_skipped();
