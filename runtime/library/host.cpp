@@ -58,9 +58,28 @@ const std::vector<std::string_view> kNotOneFile = {"LS", "LSA", "LSFILE", "MGET"
   throw Failure(kWrongUse, why).with_place(option.place);
 }
 
-bool has_directory(const Target& target, bool is_directory) {
-  return is_directory || target.path.find('/') != std::string::npos ||
+bool has_directory(const Target& target) {
+  return target.path.find('/') != std::string::npos ||
          (!target.names.empty() && !target.path.empty());
+}
+
+void check_cd(const Target& target, const std::vector<std::string>& options) {
+  const std::optional<GivenOption> cd = given_option(options, "CD");
+  if (!cd) return;
+  if (has_directory(target) || given_option(options, "DIR")) {
+    refuse(*cd, "The target has a directory, and CD names another. Give one of them.");
+  }
+  if (given_option(options, "BATCHFILE")) {
+    refuse(*cd, "A batch enters its directories itself: write cd into it instead of CD.");
+  }
+}
+
+// The directory that a target's file is in; without a path when none is named.
+Target directory_of(const Target& target, const std::vector<std::string>& options) {
+  Target directory = target.parent();
+  if (const auto cd = given_option(options, "CD")) directory.path = cd->value;
+  while (directory.path.size() > 1 && directory.path.ends_with('/')) directory.path.pop_back();
+  return directory;
 }
 
 }  // namespace
@@ -85,8 +104,9 @@ Host::Impl::Impl(HostOptions options)
   launch.adapter = options_.client;
   launch.keep_unsent = [this](const std::string& local) {
     const auto found = assigned_.find(name8(runtime_.log.subject()));
+    const Assignment of = found == assigned_.end() ? Assignment() : found->second;
     return runtime::keep_unsent(local, options_.unsent_directory,
-                                found == assigned_.end() ? "" : found->second.physical_name);
+                                of.makes_directory ? of.file : of.physical_name);
   };
   runtime_.connect(loader_.connect_routine());
   rctype rc = kSuccess;
@@ -180,14 +200,8 @@ void Host::Impl::dispose(ptr block) {
 
 Host::Impl::Assignment Host::Impl::checked(const Target& target,
                                            const std::vector<std::string>& options) const {
-  const std::optional<GivenOption> cd = given_option(options, "CD");
+  check_cd(target, options);
   const bool is_directory = given_option(options, "DIR").has_value();
-  if (cd && has_directory(target, is_directory)) {
-    refuse(*cd, "The target has a directory, and CD names another. Give one of them.");
-  }
-  if (cd && given_option(options, "BATCHFILE")) {
-    refuse(*cd, "A batch enters its directories itself: write cd into it instead of CD.");
-  }
   const bool one_file = target.names.empty() && !is_directory;
   Assignment made = {target.client_arguments, physical_name(target),
                      one_file ? target.last_part() : ""};
@@ -196,9 +210,7 @@ Host::Impl::Assignment Host::Impl::checked(const Target& target,
   if (made.file.empty() || given_option_of(options, kNotOneFile)) {
     refuse(*make, "NEW makes the directory of one file, or with DIR the target.");
   }
-  Target directory = target.parent();
-  if (cd) directory.path = cd->value;
-  while (directory.path.size() > 1 && directory.path.ends_with('/')) directory.path.pop_back();
+  const Target directory = directory_of(target, options);
   if (directory.path.empty()) return made;
   made.physical_name = physical_name(directory);
   made.makes_directory = true;
@@ -318,11 +330,12 @@ std::optional<std::string> Host::Impl::find(std::string_view fileref) {
     runtime_.text.to_upper(text.data(), text.size());
     return text;
   };
+  const std::string wanted = upper(file);
   std::optional<std::string> found;
   try {
     const auto names = open_fileref(name, kOpenInput, {"LSA"});
     for (std::string_view shown; names->read(shown);) {
-      if (shown == file || (!found && upper(std::string(shown)) == upper(file))) found = shown;
+      if (shown == file || (!found && upper(std::string(shown)) == wanted)) found = shown;
     }
     names->close();
   } catch (const Failure&) {

@@ -148,6 +148,10 @@ TEST_F(Library, OptionsThatNameADirectoryFitTheTarget) {
   put("d/F", "2");
   put("d/.h", "3");
   EXPECT_EQ(host_->find("F"), "f");
+  support::fs::create_directory(directory_ / "d/g");
+  host_->assign("F", target("d/g"), {"NEW"});
+  EXPECT_NE(failure([&] { host_->create("F").close(); }).explanation().find("unsent/g."),
+            std::string::npos);
   host_->assign("F", target("d/.H"), {"NEW"});
   EXPECT_EQ(host_->find("F"), ".h");
   host_->assign("F", target("d"), {"DIR"});
