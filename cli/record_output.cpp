@@ -24,7 +24,8 @@ void widen_pipe() {
 
 }  // namespace
 
-RecordOutput::RecordOutput(std::string_view terminator) : terminator_(terminator) {
+RecordOutput::RecordOutput(std::string_view terminator)
+    : terminator_(terminator), terminal_(isatty(STDOUT_FILENO) != 0) {
   widen_pipe();
   text_.reserve(2 * kEnough);
 }

@@ -98,8 +98,10 @@ class Host {
 
   /// Lets `fileref` stand for `target`; a name that is assigned already stands for the new target
   /// from then on. Starts nothing. The later of two equal options counts, and any counts over what
-  /// `target` says. After a failure everything is as it was. A batch (BATCHFILE) names its files
-  /// itself: with it `target` has no path, and the option CD is refused.
+  /// `target` says. After a failure everything is as it was. CD is refused for a target that has a
+  /// directory. With NEW the directory is made that the target, a file, is in, or the one that it
+  /// is, with DIR; any other target is refused. A batch (BATCHFILE) names its directories and files
+  /// itself: with it a path and CD are refused.
   void assign(std::string_view fileref, const Target& target,
               const std::vector<std::string>& options = {});
   /// Ends the fileref and its session. Fails while files of it are open.
@@ -110,8 +112,8 @@ class Host {
   /// the hidden ones too, with LSFILE those that match; with MGET they are those of every file that
   /// the target's last part matches, one file after the other.
   [[nodiscard]] Input open(std::string_view fileref, const std::vector<std::string>& options = {});
-  /// Begins a new remote file, which is sent when the output is closed. Throws UsageError with LS,
-  /// LSA, MGET or BATCHFILE, which only read.
+  /// Begins a new remote file, which is sent when the output is closed. Refused with LS, LSA, MGET
+  /// and BATCHFILE, which only read.
   [[nodiscard]] Output create(std::string_view fileref,
                               const std::vector<std::string>& options = {});
 
@@ -120,8 +122,11 @@ class Host {
 
   /// Whether the name is assigned.
   bool is_assigned(std::string_view fileref);
-  /// Whether the remote file of a fileref is there: whether its directory shows its name, in
-  /// whatever case. Hidden names are seen with the option LSA only.
+  /// The name of a fileref's remote file as its directory shows it: the same name, or else the
+  /// first that differs in letter case only. Nothing when there is none, or no such directory. The
+  /// fileref stands for one file.
+  std::optional<std::string> find(std::string_view fileref);
+  /// Whether `find` finds it.
   bool exists(std::string_view fileref);
 
   /// Runs the user's own batch of client commands, for a fileref that was assigned with BATCHFILE,

@@ -7,6 +7,7 @@
 
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
+#include "runtime/printable.h"
 
 namespace fileref {
 

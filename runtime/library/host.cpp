@@ -9,8 +9,10 @@
 #include <utility>
 
 #include "host/codes.h"
+#include "runtime/library/given_option.h"
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
+#include "runtime/printable.h"
 #include "runtime/tokens.h"
 #include "runtime/unsent.h"
 
@@ -24,31 +26,6 @@ using runtime::text_of;
 namespace {
 
 char kMethod[] = "SFTP    ";
-
-// The option that comes next, as the method tells options apart.
-std::string next_word(OptionSource& source) {
-  XXTOKEN token{};
-  const bool there = source.next(token) == kSuccess;
-  return there ? std::string(token.token, static_cast<std::size_t>(token.tokenl)) : std::string();
-}
-
-void check_batch(const std::set<std::string>& keywords, const std::string& physical_name) {
-  if (!keywords.contains("BATCHFILE")) return;
-  if (!physical_name.empty()) {
-    throw UsageError("A batch names its files itself: its target must not have a path.");
-  }
-  if (keywords.contains("CD")) {
-    throw UsageError("A batch enters its directories itself: put \"cd\" into it instead of CD.");
-  }
-}
-
-void check_writable(const std::set<std::string>& keywords) {
-  for (const char* keyword : {"LS", "LSA", "MGET", "BATCHFILE"}) {
-    if (!keywords.contains(keyword)) continue;
-    throw UsageError(
-        fmt::format("With the option {} nothing can be written: leave it out.", keyword));
-  }
-}
 
 runtime::RuntimeOptions runtime_options(const HostOptions& options) {
   runtime::RuntimeOptions made;
@@ -93,6 +70,50 @@ HostOptions guarded(HostOptions options, runtime::CallbackGuard& guard) {
   return options;
 }
 
+// What makes a fileref stand for something else than one file.
+const std::vector<std::string_view> kNotOneFile = {"LS", "LSA", "LSFILE", "MGET", "BATCHFILE"};
+
+[[noreturn]] void refuse(const GivenOption& option, const std::string& why) {
+  throw Failure(kWrongUse, why).with_place(option.place);
+}
+
+bool has_directory(const Target& target) {
+  return target.path.find('/') != std::string::npos ||
+         (!target.names.empty() && !target.path.empty());
+}
+
+void check_cd(const Target& target, const std::vector<std::string>& options) {
+  const std::optional<GivenOption> cd = given_option(options, "CD");
+  if (!cd) return;
+  if (has_directory(target) || given_option(options, "DIR")) {
+    refuse(*cd, "The target has a directory, and CD names another. Give one of them.");
+  }
+}
+
+void check_batch(const std::vector<std::string>& options, const std::string& physical_name) {
+  const std::optional<GivenOption> batch = given_option(options, "BATCHFILE");
+  if (!batch) return;
+  if (!physical_name.empty()) {
+    refuse(*batch, "A batch names its files itself: its target must not have a path.");
+  }
+  if (const std::optional<GivenOption> cd = given_option(options, "CD")) {
+    refuse(*cd, "A batch enters its directories itself: write cd into it instead of CD.");
+  }
+}
+
+void check_writable(const std::vector<std::string>& options) {
+  const auto reads = given_option_of(options, {"LS", "LSA", "MGET", "BATCHFILE"});
+  if (reads) refuse(*reads, "With this option nothing can be written: leave it out.");
+}
+
+// The directory that a target's file is in; without a path when none is named.
+Target directory_of(const Target& target, const std::vector<std::string>& options) {
+  Target directory = target.parent();
+  if (const auto cd = given_option(options, "CD")) directory.path = cd->value;
+  while (directory.path.size() > 1 && directory.path.ends_with('/')) directory.path.pop_back();
+  return directory;
+}
+
 }  // namespace
 
 Host::Impl::Impl(HostOptions options)
@@ -121,8 +142,9 @@ Host::Impl::Impl(HostOptions options)
   launch.adapter = options_.client;
   launch.keep_unsent = [this](const std::string& local) {
     const auto found = assigned_.find(name8(runtime_.log.subject()));
+    const Assignment of = found == assigned_.end() ? Assignment() : found->second;
     return runtime::keep_unsent(local, options_.unsent_directory,
-                                found == assigned_.end() ? "" : found->second.physical_name);
+                                of.makes_directory ? of.file : of.physical_name);
   };
   try {
     runtime_.connect(loader_.connect_routine());
@@ -227,8 +249,7 @@ Name8 Host::Impl::checked_name(std::string_view fileref) const {
 }
 
 Host::Impl::OptionBlock Host::Impl::parse(std::string_view statement, const Name8& name,
-                                          const std::vector<std::string>& options, int env,
-                                          Keywords& keywords) {
+                                          const std::vector<std::string>& options, int env) {
   ptr block = nullptr;
   Name8 logical = name;
   const auto amparse = table().amparse.entryp;
@@ -244,7 +265,6 @@ Host::Impl::OptionBlock Host::Impl::parse(std::string_view statement, const Name
     runtime_.options_being_read = &source;
     while (rc == kSuccess && !source.at_end()) {
       scanned = 0;
-      keywords.insert(next_word(source));
       rc = amparse(logical.data(), runtime_.request(), kMethod, env, &source, &scanned, &block);
       if (rc == kSuccess) source.consume(scanned);
     }
@@ -276,6 +296,27 @@ void Host::Impl::dispose(ptr block) {
   if (rc == kSuccess) table().amdasgn.entryp(nobody.data(), runtime_.request());
 }
 
+Host::Impl::Assignment Host::Impl::checked(const Target& target,
+                                           const std::vector<std::string>& options) const {
+  check_cd(target, options);
+  const bool is_directory = given_option(options, "DIR").has_value();
+  const bool one_file = target.names.empty() && !is_directory;
+  const bool no_path = target.path == "/" && given_option(options, "BATCHFILE");
+  Assignment made = {.client_arguments = target.client_arguments,
+                     .physical_name = no_path ? "" : physical_name(target),
+                     .file = one_file ? target.last_part() : ""};
+  const std::optional<GivenOption> make = given_option(options, "NEW");
+  if (!make || is_directory) return made;
+  if (made.file.empty() || given_option_of(options, kNotOneFile)) {
+    refuse(*make, "NEW makes the directory of one file, or with DIR the target.");
+  }
+  const Target directory = directory_of(target, options);
+  if (directory.path.empty()) return made;
+  made.physical_name = physical_name(directory);
+  made.makes_directory = true;
+  return made;
+}
+
 void Host::Impl::assign(std::string_view fileref, const Target& target,
                         const std::vector<std::string>& options) {
   Name8 name = checked_name(fileref);
@@ -289,18 +330,19 @@ void Host::Impl::assign(std::string_view fileref, const Target& target,
     if (!target.path.empty()) texts.push_back(option("CD", runtime::protect_name(target.path)));
   }
   texts.insert(texts.end(), options.begin(), options.end());
-  Keywords keywords;
-  OptionBlock block = parse("assign", name, texts, 0, keywords);
-  const bool root_only = target.path == "/" && target.names.empty();
-  std::string physical = keywords.contains("BATCHFILE") && root_only ? "" : physical_name(target);
-  check_batch(keywords, physical);
+  Assignment assignment = checked(target, options);
+  if (assignment.makes_directory) texts.emplace_back("DIR");
+  assignment.options = texts;
+  check_batch(texts, assignment.physical_name);
+  std::string physical = assignment.physical_name;
+  OptionBlock block = parse("assign", name, texts, 0);
   enter(text_of(name), [&] {
     const rctype rc =
         table().amasgn.entryp(name.data(), runtime_.request(), kMethod, physical.data(),
                               static_cast<int>(physical.size()), block.release());
     if (rc != kSuccess) return rc;
     runtime_.registry.assign(name, block_);
-    assigned_[name] = {target.client_arguments, physical, keywords};
+    assigned_[name] = assignment;
     return rc;
   });
 }
@@ -316,14 +358,25 @@ void Host::Impl::deassign(std::string_view fileref) {
   });
 }
 
-Host::Impl::Keywords Host::Impl::keywords_of(const Name8& name) const {
+std::vector<std::string> Host::Impl::options_of(const Name8& name) const {
   const auto found = assigned_.find(name);
-  return found == assigned_.end() ? Keywords() : found->second.keywords;
+  return found == assigned_.end() ? std::vector<std::string>() : found->second.options;
 }
 
 std::unique_ptr<OpenFile> Host::Impl::open(std::string_view fileref, int openmode,
                                            const std::vector<std::string>& options) {
-  Name8 name = checked_name(fileref);
+  const Name8 name = checked_name(fileref);
+  const auto found = assigned_.find(name);
+  if (found == assigned_.end() || !found->second.makes_directory) {
+    return open_fileref(name, openmode, options);
+  }
+  const auto other = given_option_of(options, kNotOneFile);
+  if (other) refuse(*other, "The fileref was assigned with NEW, and stands for one file.");
+  return open_directory(fileref, {})->open(found->second.file, {}, openmode, options);
+}
+
+std::unique_ptr<OpenFile> Host::Impl::open_fileref(Name8 name, int openmode,
+                                                   const std::vector<std::string>& options) {
   const FileEntries entries = {[&](ptr* file, WX_OPENPARM* parms) {
                                  return table().amopen.entryp(file, name.data(), runtime_.request(),
                                                               parms);
@@ -338,15 +391,18 @@ std::unique_ptr<OpenFile> Host::Impl::open_by(const FileEntries& entries, const 
   WX_OPENPARM parms{};
   parms.openmode = openmode;
   OptionBlock block(*this);
-  Keywords keywords = keywords_of(name);
+  std::vector<std::string> all = options_of(name);
+  all.insert(all.end(), options.begin(), options.end());
+  const auto assigned = assigned_.find(name);
+  if (assigned != assigned_.end()) check_batch(all, assigned->second.physical_name);
+  if (openmode == kOpenOutput && !entries.is_member) check_writable(all);
   if (!options.empty()) {
+    const auto of_assignment = given_option_of(options, {"CD", "NEW"});
+    if (of_assignment) refuse(*of_assignment, "This option belongs to the assignment.");
     // The block stays ours, so that it is released whatever becomes of the open.
     const int env = kParseHostKeepsBlock | (openmode == kOpenInput ? kParseNbyteAllowed : 0);
-    block = parse("open", name, options, env, keywords);
+    block = parse("open", name, options, env);
   }
-  const auto assigned = assigned_.find(name);
-  if (assigned != assigned_.end()) check_batch(keywords, assigned->second.physical_name);
-  if (openmode == kOpenOutput && !entries.is_member) check_writable(keywords);
   parms.hostptr = block.get();
   const HOST_FILE* before = runtime_.temp.latest();
   std::unique_ptr<OpenFile> opened;
@@ -388,21 +444,33 @@ bool Host::Impl::is_assigned(std::string_view fileref) {
   return assigned;
 }
 
-bool Host::Impl::exists(std::string_view fileref) {
+std::optional<std::string> Host::Impl::find(std::string_view fileref) {
   Name8 name = checked_name(fileref);
-  bool there = true;
-  enter(text_of(name), [&] {
-    const rctype rc = table().amexstp.entryp(name.data(), runtime_.request());
-    there = rc != kDoesNotExist;
-    return there ? rc : kSuccess;
-  });
-  return there;
+  enter(text_of(name), [&] { return table().amexstl.entryp(name.data(), runtime_.request()); });
+  const std::string& file = assigned_.at(name).file;
+  if (file.empty()) throw Failure(kWrongUse, "The fileref does not stand for one file.");
+  const auto upper = [this](std::string text) {
+    runtime_.text.to_upper(text.data(), text.size());
+    return text;
+  };
+  const std::string wanted = upper(file);
+  std::optional<std::string> found;
+  try {
+    const auto names = open_fileref(name, kOpenInput, {"LSA"});
+    for (std::string_view shown; names->read(shown);) {
+      if (shown == file || (!found && upper(std::string(shown)) == wanted)) found = shown;
+    }
+    names->close();
+  } catch (const Failure&) {
+    if (!runtime_.toolkit.trouble().no_such_directory) throw;
+  }
+  return found;
 }
 
 void Host::Impl::run_batch(std::string_view fileref,
                            const std::function<void(std::string_view)>& said) {
   const Name8 name = checked_name(fileref);
-  if (assigned_.contains(name) && !keywords_of(name).contains("BATCHFILE")) {
+  if (assigned_.contains(name) && !given_option(options_of(name), "BATCHFILE")) {
     throw UsageError(fmt::format("{} is no batch: it was assigned without BATCHFILE.", fileref));
   }
   runtime_.toolkit.client_said = callbacks_.wrap(said);
@@ -441,8 +509,12 @@ bool Host::is_assigned(std::string_view fileref) {
   return impl_->is_assigned(fileref);
 }
 
+std::optional<std::string> Host::find(std::string_view fileref) {
+  return impl_->find(fileref);
+}
+
 bool Host::exists(std::string_view fileref) {
-  return impl_->exists(fileref);
+  return find(fileref).has_value();
 }
 
 void Host::run_batch(std::string_view fileref, const std::function<void(std::string_view)>& said) {

@@ -7,7 +7,7 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -65,9 +65,11 @@ class Host::Impl {
   };
   std::unique_ptr<OpenFile> open_by(const FileEntries& entries, const runtime::Name8& name,
                                     int openmode, const std::vector<std::string>& options);
+  std::unique_ptr<OpenFile> open_fileref(runtime::Name8 name, int openmode,
+                                         const std::vector<std::string>& options);
   std::unique_ptr<OpenDirectory> open_directory(std::string_view fileref, MemberOptions options);
   bool is_assigned(std::string_view fileref);
-  bool exists(std::string_view fileref);
+  std::optional<std::string> find(std::string_view fileref);
 
   runtime::Runtime& runtime() { return runtime_; }
   const std::function<bool()>& interrupted() const { return runtime_.toolkit.launch.interrupted; }
@@ -109,12 +111,16 @@ class Host::Impl {
   AMENT& table() { return *block_->ament; }
 
  private:
-  using Keywords = std::set<std::string>;
   struct Assignment {
     std::vector<std::string> client_arguments;
     std::string physical_name;
-    Keywords keywords;
+    std::string file;              // the name in its directory; empty: it stands for no one file
+    bool makes_directory = false;  // NEW: the fileref is the directory, and the file its member
+    std::vector<std::string> options = {};
   };
+
+  // What `target` and the options of its assignment are for the module.
+  Assignment checked(const Target& target, const std::vector<std::string>& options) const;
 
   // Every entry begins here. Throws UsageError in a process that was forked off.
   void begin(std::string_view fileref);
@@ -130,10 +136,11 @@ class Host::Impl {
   [[noreturn]] void fail(rctype rc);
   // Throws `failure`, unless one of the program's functions threw before.
   [[noreturn]] void fail(const Failure& failure);
-  // The option block of a statement. The names of its options are added to `keywords`.
+  // The option block of a statement.
   OptionBlock parse(std::string_view statement, const runtime::Name8& name,
-                    const std::vector<std::string>& options, int env, Keywords& keywords);
-  Keywords keywords_of(const runtime::Name8& name) const;
+                    const std::vector<std::string>& options, int env);
+  // Those of the assignment.
+  std::vector<std::string> options_of(const runtime::Name8& name) const;
   // Releases an option block that no assignment has taken.
   void dispose(ptr block);
   runtime::Name8 checked_name(std::string_view fileref) const;

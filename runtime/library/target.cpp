@@ -7,8 +7,8 @@
 
 #include "fileref/failure.h"
 #include "runtime/library/host_impl.h"
-#include "runtime/log.h"
 #include "runtime/name_escape.h"
+#include "runtime/printable.h"
 
 namespace fileref {
 namespace {

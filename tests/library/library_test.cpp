@@ -54,6 +54,61 @@ TEST_F(Library, AFailedAssignmentLeavesTheOldOne) {
   }
 }
 
+// Which directory is meant, and which is made, is never a matter of chance.
+TEST_F(Library, OptionsThatNameADirectoryFitTheTarget) {
+  Target names = target("");
+  names.names = {"f"};
+  Target only_names;
+  only_names.names = {"f"};
+  const struct {
+    Target where;
+    std::vector<std::string> options;
+    const char* marked;  // what the failure points at; empty: nothing fails
+  } cases[] = {
+      {target("d/f"), {"CD='/'"}, "CD"},
+      {target("f"), {"LRECL=80 cd = '/' "}, "cd"},
+      {Target::parse("local:/f"), {"CD='/'"}, "CD"},
+      {Target::parse("local:f"), {"CD='/' DIR"}, "CD"},
+      {Target::parse("local:f"), {"CD='/'"}, ""},
+      {Target::parse("local:f"), {"OPTIONS='CD=x'", "USER=CD"}, ""},
+      {names, {"CD='/'"}, "CD"},
+      {only_names, {"CD='/'"}, ""},
+      {Target::parse("local:"), {"BATCHFILE='b' CD='/'"}, "CD"},
+      {target("d/f"), {"NEW"}, ""},
+      {target("d/f"), {"DIR NEW"}, ""},
+      {target("d/*"), {"MGET NEW"}, "NEW"},
+      {target("d/"), {"NEW"}, "NEW"},
+      {target("d/"), {"LSA", "NEW"}, "NEW"},
+      {names, {"NEW"}, "NEW"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.options) + " for " + c.where.path);
+    const Failure refused = failure([&] { host_->assign("F", c.where, c.options); });
+    const Failure::OptionPlace& place = refused.option_place();
+    EXPECT_EQ(place.text.substr(place.offset, place.length), c.marked) << refused.message();
+    EXPECT_EQ(refused.code() == 0, *c.marked == '\0') << refused.message();
+  }
+  host_->assign("F", target("d/f"), {"NEW"});
+  EXPECT_FALSE(failure([&] { (void)host_->open("F", {"MGET"}); }).option_place().text.empty());
+  EXPECT_FALSE(failure([&] { (void)host_->open("F", {"CD='/'"}); }).option_place().text.empty());
+  EXPECT_FALSE(support::fs::exists(directory_ / "d"));
+  host_->create("F").close();
+  EXPECT_EQ(host_->find("F"), "f");
+  put("d/F", "2");
+  put("d/.h", "3");
+  EXPECT_EQ(host_->find("F"), "f");
+  support::fs::create_directory(directory_ / "d/g");
+  host_->assign("F", target("d/g"), {"NEW"});
+  EXPECT_NE(failure([&] { host_->create("F").close(); }).explanation().find("unsent/g."),
+            std::string::npos);
+  host_->assign("F", target("d/.H"), {"NEW"});
+  EXPECT_EQ(host_->find("F"), ".h");
+  host_->assign("F", target("d"), {"DIR"});
+  EXPECT_NE(failure([&] { host_->exists("F"); }).code(), 0);
+  EXPECT_NE(failure([&] { host_->find("G"); }).message().find("\"G\" is not assigned"),
+            std::string::npos);
+}
+
 TEST_F(Library, WritesAreSentByCloseOnly) {
   host_->assign("OUT", target("out"));
   {

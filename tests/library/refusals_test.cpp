@@ -34,9 +34,9 @@ TEST_F(Library, WhatOnlyReadsIsNotWritten) {
     SCOPED_TRACE(option);
     const Target any = target(option == batch ? "" : "the*");
     host_->assign("F", option == batch ? Target::parse("local:") : any, {option});
-    EXPECT_THROW((void)host_->create("F"), UsageError);
+    EXPECT_THROW((void)host_->create("F"), Failure);
     host_->assign("F", any);
-    EXPECT_THROW((void)host_->create("F", {"LRECL=9", option}), UsageError);
+    EXPECT_THROW((void)host_->create("F", {"LRECL=9", option}), Failure);
   }
   host_->assign("D", target(""), {"DIR LSA MGET"});
   Output member = host_->open_directory("D").create("member");
@@ -51,9 +51,9 @@ TEST_F(Library, ABatchHasNoPath) {
   Target names = Target::parse("local:");
   names.names = {"a"};
   for (const Target& wrong : {target(""), Target::parse("local:a"), names}) {
-    EXPECT_THROW(host_->assign("B", wrong, {batch}), UsageError) << wrong.path;
+    EXPECT_THROW(host_->assign("B", wrong, {batch}), Failure) << wrong.path;
   }
-  EXPECT_THROW(host_->assign("B", Target::parse("local:"), {batch, "CD='/'"}), UsageError);
+  EXPECT_THROW(host_->assign("B", Target::parse("local:"), {batch, "CD='/'"}), Failure);
   EXPECT_FALSE(host_->is_assigned("B"));
   for (const char* text : {"local:", "local:/"}) {
     host_->assign("B", Target::parse(text), {batch});
@@ -63,7 +63,7 @@ TEST_F(Library, ABatchHasNoPath) {
   }
   host_->assign("F", target("batch"));
   EXPECT_THROW(host_->run_batch("F"), UsageError);
-  EXPECT_THROW((void)host_->open("F", {batch}), UsageError);
+  EXPECT_THROW((void)host_->open("F", {batch}), Failure);
 }
 
 TEST_F(Library, AMemberIsOneName) {
