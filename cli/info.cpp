@@ -1,3 +1,4 @@
+#include "cli/record_output.h"
 #include "cli/session.h"
 
 namespace cli {
@@ -17,9 +18,11 @@ std::vector<fileref::InfoLine> lines_of(fileref::Host& host, const Request& requ
 
 int info(const Request& request) {
   fileref::Host host(host_options(request));
+  RecordOutput output("\n");
   for (const fileref::InfoLine& line : lines_of(host, request)) {
-    fmt::print("{}: {}\n", line.label, line.value);
+    output.add(line.label + ": " + line.value);
   }
+  output.flush();
   return kDone;
 }
 

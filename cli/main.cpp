@@ -5,17 +5,21 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <new>
+#include <sstream>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #include "cli/interrupt.h"
+#include "cli/record_output.h"
 #include "cli/report.h"
 #include "cli/request.h"
+#include "cli/standard_streams.h"
+#include "cli/wrong_words.h"
+#include "fileref/printable.h"
 #include "fileref/version.h"
 
 namespace {
@@ -39,14 +43,27 @@ void add_member_words(CLI::App& command, cli::Request& request) {
       ->needs("--member");
 }
 
+void add_literal(CLI::App& command, cli::Request& request) {
+  command.add_flag("--literal", request.literal, "Take *, ? and [ in the last part as they are");
+}
+
 void add_read_words(CLI::App& command, cli::Request& request) {
+  add_literal(command, request);
   command.add_option("--name", request.names, "A file of the directory TARGET; may be repeated")
       ->type_name("NAME")
       ->allow_extra_args(false);
   add_member_words(command, request);
+  command.get_option("--member")->excludes("--name");
+  command
+      .add_flag("--pattern", request.pattern,
+                "Take the last part as a pattern, even if a file has just that name")
+      ->excludes("--literal")
+      ->excludes("--name")
+      ->excludes("--member");
 }
 
 void add_write_words(CLI::App& command, cli::Request& request) {
+  add_literal(command, request);
   add_member_words(command, request);
   command.add_flag("--verify", request.host.verify_uploads,
                    "Read the sent file back and compare all of it, or fail");
@@ -91,7 +108,7 @@ void add_common_words(CLI::App& command, cli::Request& request) {
       ->allow_extra_args(false);
   command.add_option("--log", request.log_path, "Write the host log and the client's journal here")
       ->type_name("FILE");
-  command.add_flag("-q,--quiet", request.quiet, "Tell of failures only");
+  command.add_flag("-q,--quiet", request.quiet, "Show no progress");
   command.add_option("--client", request.host.client, "How the client is spoken to")
       ->type_name("NAME")
       ->check(CLI::IsMember({"openssh", "psftp", "plain"}));
@@ -114,12 +131,14 @@ constexpr Command kCommands[] = {
     {"read", "Print the records of a remote file, or of several",
      "Fetches a remote file and prints its records, each with a line feed unless the last line has "
      "none; with RECFM=S the bytes as they are. A pattern in the last part of TARGET stands for "
-     "every file that it matches, "
-     "read as one stream.",
+     "every file that it matches, read as one stream, unless a file has just that name. A file "
+     "that "
+     "cannot be read is told of and left out, and the status is then 1.",
      "cannot read", &cli::read, &add_read_words},
     {"write", "Write standard input to a remote file",
      "Takes each line of standard input as a record, with RECFM=S the bytes as they are, and sends "
-     "them as a remote file. A last line without a line feed is sent without one.",
+     "them as a remote file. A last line without a line feed is sent without one. A name with *, ? "
+     "or [ is that of a file that exists, or needs --literal.",
      "cannot write", &cli::write, &add_write_words},
     {"ls", "Print the names in a remote directory",
      "Prints the names in the directory TARGET, or those that the pattern in its last part "
@@ -130,8 +149,10 @@ constexpr Command kCommands[] = {
      "Prints the members of the directory TARGET: columns on a terminal, else with tabs between.",
      "cannot list the members of", &cli::members, &add_members_words},
     {"exists", "Ask whether a remote file is there",
-     "Ends with status 0 when the directory of TARGET shows its name, in whatever case; with 1 and "
-     "the word no when it does not; with 3 when that could not be found out.",
+     "Ends with status 0 when the directory of TARGET shows its name; where the letter case "
+     "differs, prints the name as it is (\"yes, as NAME\"). Ends with status 1 and the word no "
+     "when it does "
+     "not, or there is no such directory; with 3 when that could not be found out.",
      "cannot find out about", &cli::exists, &add_no_words},
     {"info", "Describe a remote file or directory",
      "Prints a short description of the file TARGET, which is opened for it, or of the directory "
@@ -151,7 +172,8 @@ constexpr const char* kTargets =
     "  LRECL=N        longest record in bytes of the remote file (32767; F: 256)\n"
     "  ENCODING=NAME  encoding of the remote text\n"
     "  USER= HOST=    as in the target\n"
-    "  CD='DIR'       remote directory to enter first; NEW makes it when it is missing\n"
+    "  CD='DIR'       remote directory to enter first, for a TARGET without one\n"
+    "  NEW            makes the directory of TARGET when it is missing\n"
     "  OPTIONS='...'  words for the client's command line; OPTIONSX='...' the same, kept secret\n"
     "                 (with -o @FILE, or -o @/dev/fd/N, it stands in no argument of fileref)\n"
     "  PATH='...'     the client program (sftp)\n"
@@ -163,40 +185,64 @@ void blot_secret(char* argument) {
     std::memset(secret, '*', std::strlen(secret));
 }
 
+// Everything is cleaned up: end as any filter does whose reader has gone.
+void end_without_reader(const std::system_error& error) {
+  if (error.code() != std::errc::broken_pipe) return;
+  std::signal(SIGPIPE, SIG_DFL);
+  std::raise(SIGPIPE);
+}
+
+int refuse_use(const std::string& why, const std::string& command = "") {
+  cli::complain(cli::without_secrets(why));
+  cli::tell(fmt::format("  Try fileref {}--help.\n", command.empty() ? "" : command + " "));
+  return cli::kWrongUse;
+}
+
 int run(const Command& command, const cli::Request& request) {
-  const std::string what = fmt::format("{} {}", command.what_failed, cli::one_line(request.target));
+  const std::string what = fmt::format("{} {}", command.what_failed, request.target);
+  const auto complain_of = [&what](const std::exception& error) {
+    cli::complain(what);
+    cli::tell("  " + fileref::printable(error.what()) + "\n");
+  };
   try {
     return command.run(cli::with_option_files(request));
   } catch (const cli::WrongUse& error) {
-    fmt::print(stderr, "fileref: {}\n  Try fileref {} --help.\n", error.what(), command.name);
-    return cli::kWrongUse;
+    return refuse_use(error.what(), command.name);
   } catch (const cli::Interrupted&) {
     return cli::kFailed;
   } catch (const fileref::Failure& failure) {
     if (cli::interrupted()) {
-      fmt::print(stderr, "fileref: {}\n", cli::one_line(failure.explanation()));
+      cli::complain(failure.explanation());
       return cli::kFailed;
     }
-    fmt::print(stderr, "{}", cli::describe(what, failure));
+    cli::tell(cli::describe(what, failure));
+    if (!failure.option_place().text.empty()) return cli::kWrongUse;
   } catch (const std::system_error& error) {
-    if (error.code() == std::errc::broken_pipe) {
-      // Everything is cleaned up: end as any filter does whose reader has gone.
-      std::signal(SIGPIPE, SIG_DFL);
-      std::raise(SIGPIPE);
-    }
-    fmt::print(stderr, "fileref: {}\n  {}\n", what, error.what());
+    end_without_reader(error);
+    complain_of(error);
   } catch (const std::bad_alloc&) {
-    fmt::print(stderr, "fileref: {}\n  There is not enough memory. A lower LRECL= takes less.\n",
-               what);
+    cli::tell(fmt::format("fileref: {}\n  There is not enough memory. A lower LRECL= takes less.\n",
+                          what));
   } catch (const std::exception& error) {
-    fmt::print(stderr, "fileref: {}\n  {}\n", what, error.what());
+    complain_of(error);
   }
   return command.run == &cli::exists ? cli::kCouldNotAsk : cli::kFailed;
+}
+
+// The help, or the version.
+int print_message(const CLI::App& app, const CLI::Success& success) {
+  std::ostringstream text;
+  const int status = app.exit(success, text, text);
+  cli::RecordOutput output("\n");
+  for (const std::string_view line : cli::lines_of(text.view())) output.add(line);
+  output.flush();
+  return status;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) try {
+  cli::hold_standard_streams();
   const std::vector<std::string> words(argv, argv + argc);
   std::for_each(argv, argv + argc, &blot_secret);
   std::signal(SIGPIPE, SIG_IGN);
@@ -220,19 +266,25 @@ int main(int argc, char** argv) try {
       chosen = [&command, &request] { return run(command, request); };
     });
   }
+  const std::string fault = argc > 1 ? cli::fault_of_first_word(app, words[1]) : "";
+  if (!fault.empty()) return refuse_use(fault);
   try {
     app.parse(std::vector<std::string>(words.rbegin(), words.rend() - 1));
   } catch (const CLI::Success& success) {
-    return app.exit(success);
+    return print_message(app, success);
   } catch (const CLI::ParseError& error) {
-    app.exit(error);
-    return cli::kWrongUse;
+    const auto used = app.get_subcommands();
+    return refuse_use(cli::fault_of(app, error), used.empty() ? "" : used.front()->get_name());
   }
   cli::catch_interrupts();
   const int status = chosen();
   cli::end_if_interrupted();
   return status;
+} catch (const std::system_error& error) {
+  end_without_reader(error);
+  cli::complain(error.what());
+  return cli::kFailed;
 } catch (const std::exception& error) {
-  std::fputs(error.what(), stderr);
+  cli::complain(error.what());
   return cli::kFailed;
 }

@@ -52,7 +52,9 @@ void print_json(const std::vector<Member>& members, const Request& request) {
     list.push_back(object);
   }
   RecordOutput output("\n");
-  output.add(list.dump(2));
+  // In ASCII, so that nothing in it drives a terminal.
+  const std::string text = list.dump(2, ' ', true);
+  for (const std::string_view line : lines_of(text)) output.add(line);
   output.flush();
 }
 
@@ -64,15 +66,15 @@ void print_table(const std::vector<Member>& members, const Request& request) {
     rows.push_back(columns_of(member, request));
     std::vector<std::string>& row = rows.back();
     for (std::size_t i = 0; aligned && i < row.size(); ++i) {
-      row[i] = one_line(row[i]);
-      widths[i] = std::max(widths[i], row[i].size());
+      row[i] = fileref::printable(row[i]);
+      widths[i] = std::max(widths[i], columns(row[i]));
     }
   }
   RecordOutput output("\n");
   for (const auto& row : rows) {
     std::string line = row[0];
     for (std::size_t i = 1; i < row.size(); ++i) {
-      line += aligned ? std::string(widths[i - 1] - row[i - 1].size() + 2, ' ') : "\t";
+      line += aligned ? std::string(widths[i - 1] - columns(row[i - 1]) + 2, ' ') : "\t";
       line += row[i];
     }
     output.add(line);

@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kMost = std::size_t{64} << 10;
 
 [[noreturn]] void refuse(const std::string& path, const std::string& why) {
-  throw WrongUse(fmt::format("the option file \"{}\" cannot be used: {}", one_line(path), why));
+  throw WrongUse(fmt::format("the option file \"{}\" cannot be used: {}", path, why));
 }
 
 std::string text_of(const std::string& path) {

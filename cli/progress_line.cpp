@@ -11,6 +11,7 @@
 #include <string>
 
 #include "cli/report.h"
+#include "fileref/printable.h"
 
 namespace cli {
 namespace {
@@ -59,9 +60,9 @@ class ProgressLine {
     if (has_bar) line = bar(bytes, static_cast<double>(*progress.total));
     line +=
         fmt::format("{}  {}/s  {}", scaled(bytes), scaled((bytes - first_->bytes) / passed.count()),
-                    one_line(std::string(progress.file)));
+                    fileref::printable(progress.file));
     clear_line();
-    fmt::print(stderr, "{}", first_columns(line, width - 1));
+    tell(first_columns(line, width - 1));
     shown_ = true;
   }
 
@@ -71,7 +72,7 @@ class ProgressLine {
     first_.reset();
     shown_ = false;
   }
-  static void clear_line() { fmt::print(stderr, "\r{}\r", std::string(terminal_width() - 1, ' ')); }
+  static void clear_line() { tell("\r" + std::string(terminal_width() - 1, ' ') + "\r"); }
 
   struct First {
     Clock::time_point at;

@@ -4,46 +4,55 @@
 namespace cli {
 namespace {
 
-// The one file of the target, every file that its last part matches, or the named files of its
-// directory.
-fileref::Target target_of(const Request& request, std::vector<std::string>& options) {
-  if (request.names.empty()) {
-    fileref::Target target = file_target(request);
-    if (target.is_pattern()) options.emplace_back("MGET");
-    return target;
-  }
-  fileref::Target target = any_target(request);
-  if (!target.path.empty() && target.path.back() != '/') {
-    throw WrongUse("with --name the target is a directory: \"" + one_line(request.target) +
-                   "\" needs a / at its end");
-  }
-  target.names = request.names;
-  return target;
-}
-
 // Stream records are printed as they come: no program variable counts their bytes.
 const std::vector<std::string> kOpenOptions = {"NONBYTE"};
 
-fileref::Input open_input(fileref::Host& host, const Request& request) {
-  if (!request.member.empty()) {
-    host.assign(kFileref, directory_target(request), member_options(request));
-    return host.open_directory(kFileref).open(request.member, request.type, kOpenOptions);
+fileref::Input open_member(fileref::Host& host, const Request& request) {
+  host.assign(kFileref, directory_target(request), member_options(request));
+  return host.open_directory(kFileref).open(request.member, request.type, kOpenOptions);
+}
+
+// The named files of a directory.
+fileref::Input open_names(fileref::Host& host, const Request& request) {
+  fileref::Target target = any_target(request);
+  if (!target.path.empty() && target.path.back() != '/') {
+    throw WrongUse("with --name the target is a directory: \"" + request.target +
+                   "\" needs a / at its end");
   }
-  std::vector<std::string> options = request.options;
-  const fileref::Target target = target_of(request, options);
-  host.assign(kFileref, target, options);
+  target.names = request.names;
+  host.assign(kFileref, target, request.options);
   return host.open(kFileref, kOpenOptions);
+}
+
+// The one file of the target, or every file that its last part matches.
+fileref::Input open_target(fileref::Host& host, const Request& request) {
+  const fileref::Target target = file_target(request);
+  host.assign(kFileref, target, request.options);
+  if (names_one_file(host, target, request)) return host.open(kFileref, kOpenOptions);
+  return host.open(kFileref, {"MGET", "NONBYTE"});
+}
+
+fileref::Input open_input(fileref::Host& host, const Request& request) {
+  if (!request.member.empty()) return open_member(host, request);
+  return request.names.empty() ? open_target(host, request) : open_names(host, request);
 }
 
 }  // namespace
 
+// What was skipped was told, and fails the command in the end.
 int read(const Request& request) {
-  fileref::Host host(host_options(request));
+  fileref::HostOptions options = host_options(request);
+  bool whole = true;
+  options.warn = [&whole](std::string_view warning) {
+    complain(warning);
+    whole = false;
+  };
+  fileref::Host host(options);
   fileref::Input input = open_input(host, request);
   print_records(input);
   input.close();
   host.deassign(kFileref);
-  return kDone;
+  return whole ? kDone : kFailed;
 }
 
 }  // namespace cli

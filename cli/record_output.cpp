@@ -22,7 +22,8 @@ void widen_pipe() {
 
 }  // namespace
 
-RecordOutput::RecordOutput(std::string_view terminator) : terminator_(terminator) {
+RecordOutput::RecordOutput(std::string_view terminator)
+    : terminator_(terminator), terminal_(isatty(STDOUT_FILENO) != 0) {
   widen_pipe();
   text_.reserve(2 * kEnough);
 }
@@ -44,7 +45,7 @@ void RecordOutput::flush() {
 void print_records(fileref::Input& input) try {
   widen_pipe();
   input.copy_to(STDOUT_FILENO);
-} catch (const std::system_error& error) {
+} catch (const fileref::SystemError& error) {
   throw_if_interrupted();
   throw std::system_error(error.code(), kName);
 }

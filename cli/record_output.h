@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "fileref/file.h"
+#include "fileref/printable.h"
 
 namespace cli {
 
@@ -16,6 +17,7 @@ class RecordOutput {
   explicit RecordOutput(std::string_view terminator);
 
   void add(std::string_view record) {
+    if (terminal_) record = shown_ = fileref::printable(record);
     text_.append(record).append(terminator_);
     if (text_.size() >= kEnough) flush();
   }
@@ -25,6 +27,8 @@ class RecordOutput {
  private:
   static constexpr std::size_t kEnough = 128 * 1024;
   std::string_view terminator_;
+  bool terminal_;  // to which only what is printable goes
+  std::string shown_;
   std::string text_;
 };
 

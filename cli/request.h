@@ -17,6 +17,8 @@ struct Request {
   std::vector<std::string> names;    // of read: several files of the target's directory
   std::string member;                // of read and write: a file of the target's directory
   std::string type;                  // of the member; empty: none is added
+  bool literal = false;              // of read and write: wildcards stand for themselves
+  bool pattern = false;              // of read: they never do
   bool hidden = false;               // of ls: names that begin with a dot, too
   bool nul = false;                  // of ls: a NUL byte behind each name
   std::string batch_file;            // of batch

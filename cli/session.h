@@ -18,29 +18,30 @@ inline fileref::HostOptions host_options(const Request& request) {
   fileref::HostOptions options = request.host;
   log_to(request.log_path, options);
   options.interrupted = interrupted;
-  if (request.quiet) return options;
-  show_progress(options);
-  options.warn = [](std::string_view warning) {
-    fmt::print(stderr, "fileref: {}\n", one_line(std::string(warning)));
-  };
+  options.warn = complain;
+  if (!request.quiet) show_progress(options);
   return options;
 }
 
 inline fileref::Target any_target(const Request& request) {
-  try {
-    return fileref::Target::parse(request.target);
-  } catch (const std::invalid_argument& error) {
-    throw WrongUse(error.what());
-  }
+  return fileref::Target::parse(request.target);
 }
 
 // The target of a command that needs a file.
 inline fileref::Target file_target(const Request& request) {
   fileref::Target target = any_target(request);
   if (target.path.empty() || target.path.back() == '/') {
-    throw WrongUse("\"" + one_line(request.target) + "\" names no file");
+    throw WrongUse("\"" + request.target + "\" names no file");
   }
   return target;
+}
+
+// Whether the last part of the target, which stands for TARGET, is the name of one file: it has no
+// wildcards, or its directory shows a file of just that name.
+inline bool names_one_file(fileref::Host& host, const fileref::Target& target,
+                           const Request& request) {
+  if (request.literal || request.pattern || !target.is_pattern()) return !request.pattern;
+  return host.find(kFileref) == target.last_part();
 }
 
 // The target as a directory of members; the login directory when it has no path.

@@ -67,7 +67,12 @@ fileref::Output open_output(fileref::Host& host, const Request& request) {
     host.assign(kFileref, directory_target(request), member_options(request));
     return host.open_directory(kFileref).create(request.member, request.type);
   }
-  host.assign(kFileref, file_target(request), request.options);
+  const fileref::Target target = file_target(request);
+  host.assign(kFileref, target, request.options);
+  if (!names_one_file(host, target, request)) {
+    throw WrongUse("\"" + target.last_part() +
+                   "\" is a pattern, and no file has that name: --literal makes one that does");
+  }
   return host.create(kFileref);
 }
 

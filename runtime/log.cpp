@@ -4,23 +4,10 @@
 #include <fmt/format.h>
 
 #include <chrono>
-#include <iterator>
+
+#include "runtime/printable.h"
 
 namespace fileref::runtime {
-
-std::string printable(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if ((byte < 0x20 && c != '\t') || byte == 0x7F) {
-      fmt::format_to(std::back_inserter(out), "\\x{:02x}", byte);
-    } else {
-      out += c;
-    }
-  }
-  return out;
-}
 
 void Log::write(std::string_view kind, std::string_view text) {
   if (!sink_) return;

@@ -18,16 +18,13 @@ class Log {
   void set_subject(std::string_view fileref) { subject_ = fileref; }
   const std::string& subject() const { return subject_; }
 
-  // Writes "<time> <fileref> <kind>: <text>". Control bytes of the text are written as \xNN, so
-  // that a line stays a line.
+  // Writes "<time> <fileref> <kind>: <text>". What of the text is not printable is written as
+  // \xNN, so that a line stays a line.
   void write(std::string_view kind, std::string_view text);
 
  private:
   Sink sink_;
   std::string subject_;
 };
-
-// `text` with every control byte but a tab written as \xNN.
-std::string printable(std::string_view text);
 
 }  // namespace fileref::runtime

@@ -24,7 +24,7 @@ fs::path folder_of_this_code() {
 
 std::vector<fs::path> places(const std::string& path) {
   if (!path.empty()) return {path};
-  const char* variable = std::getenv("FILEREF_MODULE");  // NOLINT(concurrency-mt-unsafe)
+  const char* variable = secure_getenv("FILEREF_MODULE");  // NOLINT(concurrency-mt-unsafe)
   if (variable != nullptr && *variable != '\0') return {variable};
   std::error_code ignored;
   const fs::path program = fs::read_symlink("/proc/self/exe", ignored).parent_path();

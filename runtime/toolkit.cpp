@@ -1,13 +1,33 @@
 #include "runtime/toolkit.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
 #include "host/codes.h"
 #include "runtime/name_escape.h"
+#include "runtime/names.h"
 #include "runtime/toolkit_text.h"
 
 namespace fileref::runtime {
+
+namespace {
+
+// Servers and clients differ in letter case only.
+bool says_nothing_is_there(std::string_view words) {
+  const std::string upper = upper_ascii(words);
+  for (std::string_view rest = upper; !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find_first_of("\r\n"));
+    rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+    if (line.ends_with(": NO SUCH FILE OR DIRECTORY") || line.ends_with(": NO SUCH FILE") ||
+        line.ends_with("\" IS NOT A DIRECTORY")) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
 
 // Every object knows its toolkit through `oven` and is destroyed by one template.
 
@@ -58,6 +78,12 @@ struct Toolkit::Process : LSProcess_S {
   std::unique_ptr<Client> client;
   std::string command;  // that was sent last
 
+  void note_missing_directory(std::string_view answer) {
+    toolkit().trouble_.no_such_directory |= command.starts_with("cd \"") &&
+                                            answer.starts_with("no such file") &&
+                                            says_nothing_is_there(client->words());
+  }
+
   // A download that is refused need not fail the call that asked for it.
   void note_refusal(std::string_view answer) {
     if (!command.starts_with("get \"") || !answer.starts_with("unable to open")) return;
@@ -96,6 +122,7 @@ struct Toolkit::Process : LSProcess_S {
     const TKStatus rc = self.client->read(mode, buffer, capacity, length);
     self.toolkit().note_trouble(*self.client);
     self.note_refusal({buffer, *length});
+    self.note_missing_directory({buffer, *length});
     return rc;
   }
   static TKStatus input(LSProcess_S* process, const char* text, TKMemSize length,

@@ -44,6 +44,7 @@ class Toolkit {
     std::string explanation;
     std::string words;
     std::vector<std::string> refused;  // downloads that were refused, each with the reason
+    bool no_such_directory = false;    // the one to be entered does not exist
   };
   const Trouble& trouble() const { return trouble_; }
   void forget_trouble() { trouble_ = {}; }

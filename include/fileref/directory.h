@@ -33,7 +33,8 @@ struct MemberOptions {
 };
 
 /// A directory that is open; a range of its members. Its host must outlive it. Files of it can be
-/// closed before or after it.
+/// closed before or after it. One that was moved from can only be destroyed or assigned to; any
+/// other call throws UsageError.
 class Directory {
  public:
   class iterator {
@@ -69,19 +70,23 @@ class Directory {
   iterator begin() { return iterator(this); }
   std::default_sentinel_t end() const { return {}; }
 
-  /// Opens a member as Host::open and Host::create do. With the option FILEEXT and a `type` of one
-  /// to eight bytes, ".type" is added to a name without a dot.
+  /// Opens a member as Host::open and Host::create do. `member` is one name: a path, "." and ".."
+  /// throw UsageError. With the option FILEEXT and a `type` of one to eight bytes, without blanks
+  /// and slashes, ".type" is added to a name without a dot.
   [[nodiscard]] Input open(std::string_view member, std::string_view type = {},
                            const std::vector<std::string>& options = {});
   [[nodiscard]] Output create(std::string_view member, std::string_view type = {},
                               const std::vector<std::string>& options = {});
-  /// Whether the member can be fetched, which is how it is found out.
+  /// Whether the member can be fetched, which is how it is found out. Throws Failure when it could
+  /// not be found out.
   bool has(std::string_view member, std::string_view type = {});
 
   std::vector<InfoLine> info();
   void close();
 
  private:
+  OpenDirectory& directory() const;
+
   std::unique_ptr<OpenDirectory> directory_;
 };
 

@@ -1,15 +1,42 @@
-// The one error type of the library.
+// What the library throws.
 #pragma once
 
 #include <cstddef>
-#include <exception>
+#include <stdexcept>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 namespace fileref {
 
-/// What went wrong, as much as is known of it.
-class Failure : public std::exception {
+/// Every error of this library is one: catch this, and what() is a sentence for a person. Besides
+/// it, a call passes on what a function of HostOptions throws, and std::bad_alloc.
+class Error : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The program, or the text it was given, asks for what cannot be: a text that is no target, a
+/// second host, a file that was moved from. Nothing was done.
+class UsageError : public Error {
+ public:
+  using Error::Error;
+};
+
+/// The system refused something here: a place for temporary files, the output of a copy.
+class SystemError : public Error {
+ public:
+  SystemError(std::error_code code, const std::string& message) : Error(message), code_(code) {}
+
+  const std::error_code& code() const noexcept { return code_; }
+
+ private:
+  std::error_code code_;
+};
+
+/// The access method failed: what went wrong, as much as is known of it.
+class Failure : public Error {
  public:
   /// A wrong option: the text it stood in, with secrets replaced, and the wrong part of it in
   /// bytes. `text` is empty when the failure is about no option.
@@ -19,13 +46,13 @@ class Failure : public std::exception {
     std::size_t length = 0;
   };
 
-  Failure(int code, std::string message) : code_(code), message_(std::move(message)) {}
+  Failure(int code, std::string message)
+      : Error(message), code_(code), message_(std::move(message)) {}
 
   /// The access method's result code, for instance 0x80000805.
   int code() const noexcept { return code_; }
   /// A sentence for a person: what failed and what to do.
   const std::string& message() const noexcept { return message_; }
-  const char* what() const noexcept override { return message_.c_str(); }
   /// The values that belong to the code: names, numbers, or the message itself.
   const std::vector<std::string>& substitutions() const noexcept { return substitutions_; }
   /// Why the client's command failed, where that was found out from what arrived; may be empty.

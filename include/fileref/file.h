@@ -21,6 +21,7 @@ struct InfoLine {
 };
 
 /// The records of a fetched file, each valid until the next one is read. Its host must outlive it.
+/// One that was moved from can only be destroyed or assigned to; any other call throws UsageError.
 class Input {
  public:
   class iterator {
@@ -62,10 +63,15 @@ class Input {
 
   /// Writes the records that are left to a descriptor, each with a line feed behind it (those of a
   /// stream without, and the very last line if it has none), faster than reading them one by one.
-  /// Waits where the descriptor does not. Throws Failure as `next` would, when the
-  /// records before it are written; std::system_error when `out` cannot be written, with EINTR when
+  /// Waits where the descriptor does not. Throws Failure as `next` would, when the records before
+  /// it are written; SystemError when `out` cannot be written, with EINTR when
   /// HostOptions::interrupted says so behind a signal, and then the input can only be closed.
   void copy_to(int out);
+
+  /// Of several files those that could not be fetched so far, and whose records are therefore
+  /// missing: a sentence for each, with its name and the reason. HostOptions::warn is told the
+  /// same.
+  const std::vector<std::string>& skipped() const;
 
   /// In bytes of the remote file, as the open settled it. A record that was converted (ENCODING)
   /// may be longer.
@@ -77,11 +83,14 @@ class Input {
   void close();
 
  private:
+  OpenFile& file() const;
+
   std::unique_ptr<OpenFile> file_;
 };
 
-/// A remote file being written. Nothing is sent before `close`; an output that is destroyed without
-/// it sends nothing, which the log then says. Its host must outlive it.
+/// A remote file being written. Nothing is sent before `close`; an output that is destroyed, or
+/// assigned to, without it sends nothing, which the log then says. Its host must outlive it. One
+/// that was moved from can only be destroyed or assigned to; any other call throws UsageError.
 class Output {
  public:
   explicit Output(std::unique_ptr<OpenFile> file);
@@ -107,6 +116,8 @@ class Output {
   bool is_converted() const;
 
  private:
+  OpenFile& file() const;
+
   std::unique_ptr<OpenFile> file_;
 };
 

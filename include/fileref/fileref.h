@@ -5,5 +5,6 @@
 #include "fileref/failure.h"
 #include "fileref/file.h"
 #include "fileref/host.h"
+#include "fileref/printable.h"
 #include "fileref/target.h"
 #include "fileref/version.h"

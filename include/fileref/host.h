@@ -4,9 +4,11 @@
 //   host.assign("IN", fileref::Target::parse("sftp://u@srv/data/in.csv"), {"LRECL=200"});
 //   for (std::string_view record : host.open("IN")) ...
 //
-// There is one host a process, used from one thread at a time. Filerefs have at most eight
-// characters and are told apart without regard to case. Options are written as in an assignment:
-// "USER='u' RECFM=F". Every call may throw Failure.
+// There is one host a process, used from one thread at a time. A process that is forked off has
+// nothing of it: there every call throws UsageError, and what is destroyed there is only forgotten.
+// Filerefs have at most eight characters and are told apart without regard to case. Options are
+// written as in an assignment: "USER='u' RECFM=F". Every call may throw Failure, and every error
+// derives from Error.
 #pragma once
 
 #include <chrono>
@@ -34,6 +36,8 @@ struct Progress {
   bool ended = false;                  ///< told a last time, whether or not the transfer succeeded
 };
 
+/// What one of its functions throws ends the call under way as an interruption does, and is then
+/// thrown on by that call; where a destructor calls it, it is dropped.
 struct HostOptions {
   /// Is told of what went wrong without failing a call: a file of several that was skipped, say, or
   /// data that a killed process left unsent and that is now kept.
@@ -73,8 +77,7 @@ struct HostOptions {
   /// True ends the client and fails the call, and must stay true until the call has failed.
   std::function<bool()> interrupted;
 
-  /// Is told about five times a second how far a transfer has come; of a shorter one nothing. It
-  /// must not throw.
+  /// Is told about five times a second how far a transfer has come; of a shorter one nothing.
   std::function<void(const Progress&)> progress;
 
   /// Whether the client may ask on the terminal (for a password, say) if there is one.
@@ -90,8 +93,8 @@ struct HostOptions {
 
 class Host {
  public:
-  /// Throws Failure when the module cannot be loaded, std::logic_error when there is a host
-  /// already, std::system_error without a place for temporary files.
+  /// Throws Failure when the module cannot be loaded, UsageError when there is a host already or
+  /// the session's encoding is none, SystemError without a place for temporary files.
   explicit Host(HostOptions options = {});
   /// Ends every session. Files must have been closed or destroyed before.
   ~Host();
@@ -100,7 +103,10 @@ class Host {
 
   /// Lets `fileref` stand for `target`; a name that is assigned already stands for the new target
   /// from then on. Starts nothing. The later of two equal options counts, and any counts over what
-  /// `target` says. After a failure everything is as it was.
+  /// `target` says. After a failure everything is as it was. CD is refused for a target that has a
+  /// directory. With NEW the directory is made that the target, a file, is in, or the one that it
+  /// is, with DIR; any other target is refused. A batch (BATCHFILE) names its directories and files
+  /// itself: with it a path and CD are refused.
   void assign(std::string_view fileref, const Target& target,
               const std::vector<std::string>& options = {});
   /// Ends the fileref and its session. Fails while files of it are open.
@@ -111,7 +117,8 @@ class Host {
   /// the hidden ones too, with LSFILE those that match; with MGET they are those of every file that
   /// the target's last part matches, one file after the other.
   [[nodiscard]] Input open(std::string_view fileref, const std::vector<std::string>& options = {});
-  /// Begins a new remote file, which is sent when the output is closed.
+  /// Begins a new remote file, which is sent when the output is closed. Refused with LS, LSA, MGET
+  /// and BATCHFILE, which only read.
   [[nodiscard]] Output create(std::string_view fileref,
                               const std::vector<std::string>& options = {});
 
@@ -120,12 +127,16 @@ class Host {
 
   /// Whether the name is assigned.
   bool is_assigned(std::string_view fileref);
-  /// Whether the remote file of a fileref is there: whether its directory shows its name, in
-  /// whatever case. Hidden names are seen with the option LSA only.
+  /// The name of a fileref's remote file as its directory shows it: the same name, or else the
+  /// first that differs in letter case only. Nothing when there is none, or no such directory. The
+  /// fileref stands for one file.
+  std::optional<std::string> find(std::string_view fileref);
+  /// Whether `find` finds it.
   bool exists(std::string_view fileref);
 
   /// Runs the user's own batch of client commands, for a fileref that was assigned with BATCHFILE,
-  /// and tells every line that the client says. Throws Failure when a command fails.
+  /// and tells every line that the client says. Throws Failure when a command fails. What `said`
+  /// throws is treated like what a function of HostOptions throws.
   void run_batch(std::string_view fileref,
                  const std::function<void(std::string_view line)>& said = {});
 

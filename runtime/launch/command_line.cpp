@@ -74,7 +74,7 @@ struct Rule {
 constexpr Rule kRules[] = {
     {"HOST", " '\"\\`$;&<>|(){}@/", false},
     {"HOSTNAME", " '\"\\`$;&<>|(){}@/", false},
-    {"USER", " '\"\\`;&<>|(){}:", false},
+    {"USER", " '\"\\`;&<>|(){}:/", false},
     {"PATH", " '\"\\", false},
     {"BATCHFILE", "\"\\", true},
 };
@@ -88,9 +88,9 @@ std::string name_of(char c) {
   return c == ' ' ? "a blank" : std::string("the character ") + c;
 }
 
-// Outside brackets a colon begins a remote path.
+// Outside brackets a colon begins a remote path, and a percent sign stands for something else.
 bool is_address(std::string_view host) {
-  if (host.find_first_of(":[]") == host.npos) return true;
+  if (host.find_first_of(":[]%") == host.npos) return true;
   if (host.size() < 3 || !host.starts_with('[') || !host.ends_with(']')) return false;
   return host.substr(1, host.size() - 2).find_first_of("[]") == host.npos;
 }
@@ -117,7 +117,7 @@ std::string why_unfit(std::string_view keyword, std::string_view value) {
     return subject + "begin with \"-\": the client would take it for an option";
   }
   if (keyword.starts_with("HOST") && !is_address(value)) {
-    return subject + "hold a colon, but for an address in brackets: HOST='[::1]'";
+    return subject + "hold a colon or a %, but for an address in brackets: HOST='[::1]'";
   }
   if (keyword == "BATCHFILE" && is_own_input(value)) {
     return subject + "be standard input or another open file: name a file";

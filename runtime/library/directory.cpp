@@ -1,10 +1,13 @@
 #include "fileref/directory.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
+#include "runtime/printable.h"
 
 namespace fileref {
 
@@ -15,12 +18,37 @@ namespace {
 
 constexpr std::size_t kLongestName = 512;
 
+// The name of a member as the access method takes it.
+std::string member_name(std::string_view member) {
+  const bool one_name = !member.empty() && member != "." && member != ".." &&
+                        member.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+  if (one_name) return runtime::protect_name(member);
+  throw UsageError(fmt::format("\"{}\" is no name of a member: it must be one name, without a /.",
+                               runtime::printable(member)));
+}
+
 // An extension as the access method takes it: eight bytes in the case they were given in.
-Name8 type_of(std::string_view type) {
-  Name8 padded;
-  padded.fill(' ');
-  type.substr(0, padded.size()).copy(padded.data(), padded.size());
-  return padded;
+class Extension {
+ public:
+  explicit Extension(std::string_view type);
+  // Null when there is none: eight blanks would add a dot.
+  char* get() { return text_[0] == ' ' ? nullptr : text_.data(); }
+
+ private:
+  Name8 text_;
+};
+
+Extension::Extension(std::string_view type) {
+  text_.fill(' ');
+  const bool plain = std::all_of(type.begin(), type.end(), [](char c) {
+    return static_cast<unsigned char>(c) > 0x20 && c != 0x7F && c != '/' && c != '"' && c != '\\';
+  });
+  if (!plain || type.size() > text_.size()) {
+    throw UsageError(
+        fmt::format("\"{}\" is no type: it has at most eight bytes, and no blank, slash or quote.",
+                    runtime::printable(type)));
+  }
+  type.copy(text_.data(), text_.size());
 }
 
 }  // namespace
@@ -30,11 +58,7 @@ OpenDirectory::OpenDirectory(Host::Impl& host, const Name8& fileref, ptr directo
     : host_(host), fileref_(fileref), directory_(directory), options_(options) {}
 
 OpenDirectory::~OpenDirectory() {
-  try {
-    close();
-  } catch (const Failure& failure) {
-    host_.runtime().log.write("error", failure.message());
-  }
+  host_.quietly([this] { close(); });
 }
 
 ptr OpenDirectory::checked() const {
@@ -49,7 +73,6 @@ bool OpenDirectory::next(Member& member) {
   const int flags = (options_.kinds ? kFindKind : 0) | (options_.split ? kSplitType : 0);
   WX_INFOPARM information{};
   bool more = true;
-  host_.prepare_launch(fileref_);
   host_.enter(text_of(fileref_), [&] {
     const rctype rc =
         host_.table().amdnext.entryp(&cursor_, checked(), name, &length, type, flags, &information);
@@ -68,27 +91,33 @@ bool OpenDirectory::next(Member& member) {
 std::unique_ptr<OpenFile> OpenDirectory::open(std::string_view member, std::string_view type,
                                               int openmode,
                                               const std::vector<std::string>& options) {
-  std::string name = runtime::protect_name(member);
-  Name8 padded = type_of(type);
+  std::string name = member_name(member);
+  Extension extension(type);
   const Host::Impl::FileEntries entries = {
       [&](ptr* file, WX_OPENPARM* parms) {
         return host_.table().ammopen.entryp(file, checked(), name.data(),
-                                            static_cast<int>(name.size()), padded.data(), parms);
+                                            static_cast<int>(name.size()), extension.get(), parms);
       },
-      host_.table().ammclos.entryp};
+      host_.table().ammclos.entryp, true};
   return host_.open_by(entries, fileref_, openmode, options);
 }
 
 bool OpenDirectory::has(std::string_view member, std::string_view type) {
-  std::string name = runtime::protect_name(member);
-  Name8 padded = type_of(type);
-  host_.prepare_launch(fileref_);
+  std::string name = member_name(member);
+  Extension extension(type);
   bool there = true;
   host_.enter(text_of(fileref_), [&] {
     const rctype rc = host_.table().ammexst.entryp(checked(), name.data(),
-                                                   static_cast<int>(name.size()), padded.data());
+                                                   static_cast<int>(name.size()), extension.get());
     there = rc != kDoesNotExist;
-    return there ? rc : kSuccess;
+    if (there) return rc;
+    // Any failure gives that code: it is the answer only where the client refused the file.
+    runtime::Runtime& runtime = host_.runtime();
+    const bool known = !runtime.toolkit.trouble().refused.empty();
+    if (known) runtime.toolkit.forget_trouble();
+    if (!known)
+      runtime.messages.attach_text("It could not be found out whether the member exists.");
+    return known ? kSuccess : kFailed;
   });
   return there;
 }
@@ -113,29 +142,34 @@ Directory::Directory(Directory&&) noexcept = default;
 Directory& Directory::operator=(Directory&&) noexcept = default;
 Directory::~Directory() = default;
 
+OpenDirectory& Directory::directory() const {
+  if (!directory_) throw UsageError("This directory was moved from: it stands for none.");
+  return *directory_;
+}
+
 bool Directory::next(Member& member) {
-  return directory_->next(member);
+  return directory().next(member);
 }
 
 Input Directory::open(std::string_view member, std::string_view type,
                       const std::vector<std::string>& options) {
-  return Input(directory_->open(member, type, kOpenInput, options));
+  return Input(directory().open(member, type, kOpenInput, options));
 }
 
 Output Directory::create(std::string_view member, std::string_view type,
                          const std::vector<std::string>& options) {
-  return Output(directory_->open(member, type, kOpenOutput, options));
+  return Output(directory().open(member, type, kOpenOutput, options));
 }
 
 bool Directory::has(std::string_view member, std::string_view type) {
-  return directory_->has(member, type);
+  return directory().has(member, type);
 }
 
 std::vector<InfoLine> Directory::info() {
-  return directory_->info();
+  return directory().info();
 }
 void Directory::close() {
-  directory_->close();
+  directory().close();
 }
 
 }  // namespace fileref

@@ -1,5 +1,6 @@
 #include "fileref/file.h"
 
+#include <system_error>
 #include <utility>
 
 #include "runtime/library/host_impl.h"
@@ -11,22 +12,32 @@ namespace {
 constexpr std::size_t kEnoughToWrite = 128 * 1024;
 }
 
-OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_length,
-                   HOST_FILE* temporary, bool names, rctype (*close_entry)(ptr),
+OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, int openmode,
+                   long record_length, HOST_FILE* temporary, rctype (*close_entry)(ptr),
                    Host::Impl::OptionBlock options)
     : host_(host),
       fileref_(std::move(fileref)),
       file_(file),
       record_length_(record_length),
       temporary_(temporary),
+      output_(openmode == kOpenOutput),
       stream_(temporary != nullptr && runtime::TempMethod::is_stream(temporary)),
-      names_(names),
+      names_(!output_ && temporary == nullptr),
       close_entry_(close_entry),
       options_(std::move(options)) {}
 
 OpenFile::~OpenFile() {
+  host_.quietly([this] { drop(); });
   POOL& heap = host_.runtime().memory.heap();
   if (vector_ != nullptr) heap.free(&heap, vector_, 0, kRelease);
+}
+
+void OpenFile::drop() {
+  if (file_ == nullptr || !output_) return close();
+  host_.runtime().log.set_subject(fileref_);
+  host_.runtime().log.write("error",
+                            "The output was given up before it was closed; nothing was sent.");
+  abandon();
 }
 
 WX_AMVEC& OpenFile::vector() {
@@ -43,7 +54,11 @@ bool OpenFile::read(std::string_view& record) {
   long length = 0;
   tchar carriage_control = 0;
   const bool more = host_.enter_record(this, fileref_, [&] {
-    return records.amfpread(records.amfcb, &start, &length, &carriage_control);
+    const rctype rc = records.amfpread(records.amfcb, &start, &length, &carriage_control);
+    if (!stream_ || plain_code(rc) != kEndOfFile) return rc;
+    // A stream ends with each file. The entry goes on to the next one, and `length` is still what
+    // is wanted.
+    return host_.table().amread.entryp(file_, &start, &length, &carriage_control);
   });
   if (!more) return false;
   record = {static_cast<const char*>(start), static_cast<std::size_t>(length)};
@@ -52,11 +67,26 @@ bool OpenFile::read(std::string_view& record) {
   return true;
 }
 
+namespace {
+
+// Runs `write`, which copies records to a descriptor.
+template <class Write>
+void written(runtime::CallbackGuard& callbacks, Write write) {
+  try {
+    write();
+  } catch (const std::system_error& error) {
+    callbacks.rethrow();
+    throw SystemError(error.code(), error.what());
+  }
+}
+
+}  // namespace
+
 void OpenFile::copy_to(int descriptor) {
   const runtime::Destination out{descriptor, host_.interrupted()};
   std::string text;
   const auto write_out = [&] {
-    runtime::write_all(out, text);
+    written(host_.callbacks(), [&] { runtime::write_all(out, text); });
     text.clear();
   };
   std::string_view record;
@@ -69,7 +99,8 @@ void OpenFile::copy_to(int descriptor) {
       if (!stream_ && line_ended_) text += '\n';
       HOST_FILE* file = host_.runtime().temp.copyable_behind(record.data());
       if (file != nullptr || text.size() >= kEnoughToWrite) write_out();
-      if (file != nullptr) runtime::TempMethod::copy_rest(file, out);
+      if (file == nullptr) continue;
+      written(host_.callbacks(), [&] { runtime::TempMethod::copy_rest(file, out); });
     }
   } catch (const Failure&) {
     write_out();
@@ -93,13 +124,12 @@ void OpenFile::write_last(std::string_view record) {
 
 void OpenFile::close() {
   if (file_ == nullptr) return;
-  const auto amclose = [this] { return close_entry_(file_); };
   try {
-    host_.enter(fileref_, amclose);
-  } catch (const Failure&) {
+    host_.enter(fileref_, [this] { return close_entry_(file_); });
+  } catch (...) {
     // A temporary file that could not be written to its end is still open, and so is the file.
     if (temporary_ != nullptr && host_.runtime().temp.is_open(temporary_)) abandon();
-    file_ = nullptr;
+    if (host_.is_ours()) file_ = nullptr;
     throw;
   }
   file_ = nullptr;
@@ -107,10 +137,12 @@ void OpenFile::close() {
 
 void OpenFile::abandon() {
   if (file_ == nullptr) return;
-  if (temporary_ != nullptr) host_.runtime().temp.abandon(temporary_);
-  // With nothing to send the close fails, and releases everything.
-  host_.runtime().begin_entry(fileref_);
-  close_entry_(std::exchange(file_, nullptr));
+  host_.enter(fileref_, [this] {
+    if (temporary_ != nullptr) host_.runtime().temp.abandon(temporary_);
+    // With nothing to send the close fails, and releases everything.
+    close_entry_(std::exchange(file_, nullptr));
+    return kSuccess;
+  });
 }
 
 std::vector<InfoLine> lines_of(const W_INFSTR* list) {
@@ -133,77 +165,75 @@ std::vector<InfoLine> OpenFile::info() {
   return lines;
 }
 
-void OpenFile::log(std::string_view text) {
-  host_.runtime().begin_entry(fileref_);
-  host_.runtime().log.write("error", text);
+void OpenFile::add_skipped(const std::vector<std::string>& sentences) {
+  skipped_.insert(skipped_.end(), sentences.begin(), sentences.end());
 }
 
 Input::Input(std::unique_ptr<OpenFile> file) : file_(std::move(file)) {}
 Input::Input(Input&&) noexcept = default;
 Input& Input::operator=(Input&&) noexcept = default;
+Input::~Input() = default;
 
-Input::~Input() {
-  try {
-    close();
-  } catch (const Failure& failure) {
-    file_->log(failure.message());
-  }
+OpenFile& Input::file() const {
+  if (!file_) throw UsageError("This input was moved from: it stands for no file.");
+  return *file_;
 }
 
 bool Input::next(std::string_view& record) {
-  return file_->read(record);
+  return file().read(record);
 }
 void Input::copy_to(int out) {
-  file_->copy_to(out);
+  file().copy_to(out);
+}
+const std::vector<std::string>& Input::skipped() const {
+  return file().skipped();
 }
 bool Input::line_ended() const {
   return file_->line_ended();
 }
 long Input::record_length() const {
-  return file_->record_length();
-}
-
-std::vector<InfoLine> Input::info() {
-  return file_->info();
+  return file().record_length();
 }
 bool Input::is_stream() const {
-  return file_->is_stream();
+  return file().is_stream();
 }
-
+std::vector<InfoLine> Input::info() {
+  return file().info();
+}
 void Input::close() {
-  if (file_) file_->close();
+  file().close();
 }
 
 Output::Output(std::unique_ptr<OpenFile> file) : file_(std::move(file)) {}
 Output::Output(Output&&) noexcept = default;
 Output& Output::operator=(Output&&) noexcept = default;
+Output::~Output() = default;
 
-Output::~Output() {
-  if (!file_ || !file_->is_open()) return;
-  file_->log("The output was given up before it was closed; nothing was sent.");
-  file_->abandon();
+OpenFile& Output::file() const {
+  if (!file_) throw UsageError("This output was moved from: it stands for no file.");
+  return *file_;
 }
 
 void Output::write(std::string_view record) {
-  file_->write(record);
+  file().write(record);
 }
 void Output::write_last(std::string_view record) {
   file_->write_last(record);
 }
 void Output::close() {
-  file_->close();
+  file().close();
 }
 void Output::abandon() {
-  file_->abandon();
+  file().abandon();
 }
 bool Output::is_converted() const {
   return file_->is_converted();
 }
 bool Output::is_stream() const {
-  return file_->is_stream();
+  return file().is_stream();
 }
 long Output::record_length() const {
-  return file_->record_length();
+  return file().record_length();
 }
 
 }  // namespace fileref

@@ -1,15 +1,20 @@
 // The library's inside: the runtime, the module, and what was assigned.
 #pragma once
 
+#include <sys/types.h>
+
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "fileref/host.h"
 #include "host/codes.h"
+#include "runtime/callback_guard.h"
 #include "runtime/module_loader.h"
 #include "runtime/names.h"
 #include "runtime/runtime.h"
@@ -36,6 +41,7 @@ class Host::Impl {
       if (block_ != nullptr) host_->dispose(block_);
     }
     ptr get() const { return block_; }
+    ptr release() { return std::exchange(block_, nullptr); }
 
    private:
     Impl* host_;
@@ -55,43 +61,52 @@ class Host::Impl {
   struct FileEntries {
     std::function<rctype(ptr* file, WX_OPENPARM* parms)> open;
     rctype (*close)(ptr file);
+    bool is_member;
   };
   std::unique_ptr<OpenFile> open_by(const FileEntries& entries, const runtime::Name8& name,
                                     int openmode, const std::vector<std::string>& options);
+  std::unique_ptr<OpenFile> open_fileref(runtime::Name8 name, int openmode,
+                                         const std::vector<std::string>& options);
   std::unique_ptr<OpenDirectory> open_directory(std::string_view fileref, MemberOptions options);
   bool is_assigned(std::string_view fileref);
-  bool exists(std::string_view fileref);
+  std::optional<std::string> find(std::string_view fileref);
 
-  // How the client of a fileref is started, should the next entry need it.
-  void prepare_launch(const runtime::Name8& name);
   runtime::Runtime& runtime() { return runtime_; }
-  const std::function<bool()>& interrupted() const { return options_.interrupted; }
-  // Runs one entry of the module for a fileref. Throws Failure unless it answers 0.
+  const std::function<bool()>& interrupted() const { return runtime_.toolkit.launch.interrupted; }
+  runtime::CallbackGuard& callbacks() { return callbacks_; }
+  // Whether this is the process that made the host, and not one that was forked off it.
+  bool is_ours() const;
+  // Runs one entry of the module for a fileref. Throws Failure unless it answers 0, and what the
+  // program's functions threw meanwhile. `call` itself puts away what the entry made.
   template <class Call>
   void enter(std::string_view fileref, Call call) {
-    entered_ = nullptr;
-    runtime_.begin_entry(fileref);
+    begin(fileref);
     check(call());
+  }
+  // What a destructor does here: failures go to the log only, and nothing happens in a process that
+  // was forked off.
+  template <class Call>
+  void quietly(Call call) noexcept {
+    if (!is_ours()) return;
+    try {
+      call();
+    } catch (const Failure& failure) {
+      runtime_.log.write("error", failure.message());
+    } catch (...) {
+      // From a function of the program, whose caller cannot be told.
+    }
+    callbacks_.take();
   }
   // Runs a record routine, many of which follow each other on the same file. False at the end.
   template <class Call>
-  bool enter_record(const OpenFile* file, const std::string& fileref, Call call) {
-    if (entered_ != file) {
-      runtime_.begin_entry(fileref);
+  bool enter_record(OpenFile* file, const std::string& fileref, Call call) {
+    if (entered_ != file || was_forked()) {
+      begin(fileref);
       entered_ = file;
     }
     const rctype rc = call();
-    if (!runtime_.toolkit.trouble().refused.empty()) warn_of_skipped();
-    if (rc == kSuccess) return true;
-    entered_ = nullptr;
-    if (plain_code(rc) == kEndOfFile) return false;
-    fail(rc);
-  }
-  // Throws Failure unless `rc` is 0.
-  void check(rctype rc) {
-    if (rc != kSuccess) fail(rc);
-    runtime_.messages.clear();
-    warn_of_skipped();
+    const bool plain = rc == kSuccess && runtime_.toolkit.trouble().refused.empty();
+    return (plain && !callbacks_.has_thrown()) || after_record(file, rc);
   }
   AMENT& table() { return *block_->ament; }
 
@@ -99,19 +114,43 @@ class Host::Impl {
   struct Assignment {
     std::vector<std::string> client_arguments;
     std::string physical_name;
+    std::string file;              // the name in its directory; empty: it stands for no one file
+    bool makes_directory = false;  // NEW: the fileref is the directory, and the file its member
+    std::vector<std::string> options = {};
   };
 
-  // Files that could not be fetched although the call goes on without them.
-  void warn_of_skipped();
+  // What `target` and the options of its assignment are for the module.
+  Assignment checked(const Target& target, const std::vector<std::string>& options) const;
+
+  // Every entry begins here. Throws UsageError in a process that was forked off.
+  void begin(std::string_view fileref);
+  // How the client of a fileref is started, should the entry need it.
+  void prepare_launch(const runtime::Name8& name);
+  void check(rctype rc);
+  bool after_record(OpenFile* file, rctype rc);
+  // Ends an entry: throws its failure, or what a function of the program threw.
+  void settle(rctype rc);
+  bool was_forked() const { return forks_ != forks_of_process_; }
+  // The first `count` files that could not be fetched although the call goes on without them.
+  void warn_of_skipped(std::size_t count);
   void warn(const std::string& warning);
-  [[noreturn]] void fail(rctype rc) const;
-  // The option block of a statement, the caller's to hand to the module or to `dispose`.
-  ptr parse(std::string_view statement, const runtime::Name8& name,
-            const std::vector<std::string>& options, int env);
+  [[noreturn]] void fail(rctype rc);
+  // Throws `failure`, unless one of the program's functions threw before.
+  [[noreturn]] void fail(const Failure& failure);
+  // The option block of a statement.
+  OptionBlock parse(std::string_view statement, const runtime::Name8& name,
+                    const std::vector<std::string>& options, int env);
+  // Those of the assignment.
+  std::vector<std::string> options_of(const runtime::Name8& name) const;
   // Releases an option block that no assignment has taken.
   void dispose(ptr block);
   runtime::Name8 checked_name(std::string_view fileref) const;
 
+  static inline std::atomic<unsigned> forks_of_process_{0};  // that led to this process
+
+  pid_t owner_;
+  unsigned forks_;
+  runtime::CallbackGuard callbacks_;
   HostOptions options_;
   runtime::ModuleLoader loader_;
   runtime::Runtime runtime_;
@@ -123,9 +162,9 @@ class Host::Impl {
 // An open file as the module sees it.
 class OpenFile {
  public:
-  OpenFile(Host::Impl& host, std::string fileref, ptr file, long record_length,
-           HOST_FILE* temporary, bool names, rctype (*close_entry)(ptr),
-           Host::Impl::OptionBlock options);
+  OpenFile(Host::Impl& host, std::string fileref, ptr file, int openmode, long record_length,
+           HOST_FILE* temporary, rctype (*close_entry)(ptr), Host::Impl::OptionBlock options);
+  // Closes an input and abandons an output; what fails then goes to the log only.
   ~OpenFile();
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
@@ -138,8 +177,8 @@ class OpenFile {
   void close();
   // Closes without sending.
   void abandon();
-  bool is_open() const { return file_ != nullptr; }
-  void log(std::string_view text);
+  const std::vector<std::string>& skipped() const { return skipped_; }
+  void add_skipped(const std::vector<std::string>& sentences);
   long record_length() const { return record_length_; }
   bool is_stream() const { return stream_; }
   bool is_converted() const { return temporary_ != nullptr && temporary_->filter != nullptr; }
@@ -148,12 +187,14 @@ class OpenFile {
 
  private:
   WX_AMVEC& vector();
+  void drop();
 
   Host::Impl& host_;
   std::string fileref_;
   ptr file_;
   long record_length_;
-  HOST_FILE* temporary_;  // the file that records go to or come from, or null
+  HOST_FILE* temporary_;  // the file that records go to, or came from first; or null
+  bool output_;
   bool stream_;
   bool names_;        // the records are remote names, which the module hands out escaped
   std::string name_;  // the one that was read last
@@ -161,6 +202,7 @@ class OpenFile {
   rctype (*close_entry_)(ptr);
   Host::Impl::OptionBlock options_;
   WX_AMVEC* vector_ = nullptr;
+  std::vector<std::string> skipped_;
 };
 
 // An open directory as the module sees it.

@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <stdexcept>
 
+#include "fileref/failure.h"
+#include "runtime/launch/command_line.h"
 #include "runtime/library/host_impl.h"
-#include "runtime/log.h"
 #include "runtime/name_escape.h"
+#include "runtime/printable.h"
 
 namespace fileref {
 namespace {
@@ -20,8 +21,28 @@ constexpr const char* kServerProgram = "/usr/lib/openssh/sftp-server";
 // Without a network, few requests under way at a time keep the data in the processor's cache.
 const std::vector<std::string> kLocalArguments = {"-B", "131072", "-R", "8", "-D", kServerProgram};
 
-[[noreturn]] void refuse(std::string_view text, std::string_view why) {
-  throw std::invalid_argument(fmt::format("\"{}\" {}", runtime::printable(text), why));
+constexpr std::string_view kForm = "Write sftp://[USER@]HOST[:PORT]/PATH";
+constexpr std::string_view kPassword =
+    "The target holds a password, which would be seen by everybody. Leave it out: the client asks "
+    "for it, or use a key";
+
+[[noreturn]] void refuse(const std::string& why) {
+  throw UsageError(why);
+}
+
+// `text` without what may be a password.
+std::string shown(std::string_view text) {
+  const std::size_t at = text.rfind('@');
+  std::size_t from = kRemoteScheme.size();
+  while (from < at && text[from] != ':' && text[from] != '%') ++from;
+  if (!text.starts_with(kRemoteScheme) || at == std::string_view::npos || from >= at) {
+    return runtime::printable(text);
+  }
+  return runtime::printable(text.substr(0, from)) + "***" + runtime::printable(text.substr(at));
+}
+
+[[noreturn]] void refuse_text(std::string_view text, std::string_view why) {
+  refuse(fmt::format("\"{}\" {}", shown(text), why));
 }
 
 std::string percent_decoded(std::string_view text, std::string_view whole) {
@@ -35,7 +56,7 @@ std::string percent_decoded(std::string_view text, std::string_view whole) {
     const char* digits = text.data() + i + 1;
     const bool complete = i + 2 < text.size();
     if (!complete || std::from_chars(digits, digits + 2, byte, 16).ptr != digits + 2) {
-      refuse(whole, "has a % that no two hexadecimal digits follow. Write %25 for a % itself");
+      refuse_text(whole, "has a % that no two hexadecimal digits follow. Write %25 for a % itself");
     }
     decoded += static_cast<char>(byte);
     i += 2;
@@ -43,21 +64,29 @@ std::string percent_decoded(std::string_view text, std::string_view whole) {
   return decoded;
 }
 
-// What reaches the client's command line unquoted must not look like more than one word.
-void check_word(std::string_view word, std::string_view whole, std::string_view what) {
-  const bool plain = std::all_of(word.begin(), word.end(), [](char c) {
-    return static_cast<unsigned char>(c) > 0x20 && c != 0x7F && c != '\'' && c != '"' && c != '\\';
-  });
-  if (word.empty() || !plain || word.front() == '-') {
-    refuse(whole, fmt::format("has no usable {}. Write sftp://[USER@]HOST[:PORT]/PATH", what));
+void check_word(std::string_view keyword, const char* what, const std::string& value) {
+  const std::string why = value.empty() ? "" : runtime::why_unfit(keyword, value);
+  if (!why.empty()) {
+    refuse(fmt::format("\"{}\" is no usable {}: {}", runtime::printable(value), what, why));
   }
+}
+
+void check_user(const std::string& user) {
+  if (user.find(':') != std::string::npos) refuse(std::string(kPassword));
+  check_word("USER", "user", user);
+}
+
+void check_no_zero(std::string_view text, std::string_view what) {
+  if (text.find('\0') == std::string_view::npos) return;
+  refuse(
+      fmt::format("\"{}\" has a zero byte, which no {} can have", runtime::printable(text), what));
 }
 
 std::string port_of(std::string_view text, std::string_view whole) {
   unsigned port = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
   if (error != std::errc() || end != text.data() + text.size() || port < 1 || port > 65535) {
-    refuse(whole, "has no usable port. It is a number from 1 to 65535");
+    refuse_text(whole, "has no usable port. It is a number from 1 to 65535");
   }
   return std::to_string(port);
 }
@@ -81,22 +110,18 @@ Target parse_remote(std::string_view text) {
   const std::size_t at = authority.rfind('@');
   if (at != std::string_view::npos) {
     target.user = percent_decoded(authority.substr(0, at), text);
-    if (target.user.find(':') != std::string::npos) {
-      refuse(text,
-             "holds a password, which would be seen by everybody. Leave it out: the client "
-             "asks for it, or use a key");
-    }
-    check_word(target.user, text, "user");
+    if (target.user.empty()) refuse_text(text, fmt::format("has no user before its @. {}", kForm));
     authority.remove_prefix(at + 1);
   }
+  check_user(target.user);
   const std::size_t bracket = authority.find(']');
   const std::size_t colon = authority.find(':', bracket == std::string_view::npos ? 0 : bracket);
   if (colon != std::string_view::npos) {
     target.client_arguments = {"-P", port_of(authority.substr(colon + 1), text)};
     authority = authority.substr(0, colon);
   }
-  check_word(authority, text, "host");
   target.host = authority;
+  if (target.host.empty()) refuse_text(text, fmt::format("has no host. {}", kForm));
   if (path.starts_with("/~/")) path.remove_prefix(3);
   target.path = percent_decoded(path, text);
   return target;
@@ -112,10 +137,21 @@ Target Target::parse(std::string_view text) {
     target.path = text.substr(kLocalScheme.size());
     target.client_arguments = kLocalArguments;
   } else {
-    refuse(text, "is no target. Write sftp://[USER@]HOST[:PORT]/PATH or local:PATH");
+    refuse_text(text, fmt::format("is no target. {} or local:PATH", kForm));
   }
-  if (target.path.find('\0') != std::string::npos) refuse(text, "has a zero byte in its path");
+  target.check();
   return target;
+}
+
+void Target::check() const {
+  check_user(user);
+  check_word("HOST", "host", host);
+  check_no_zero(path, "path");
+  for (const std::string& name : names) {
+    check_no_zero(name, "name");
+    if (name.empty()) refuse("one of the names of the files is empty");
+  }
+  for (const std::string& word : client_arguments) check_no_zero(word, "argument");
 }
 
 std::string Target::last_part() const {

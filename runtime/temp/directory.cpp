@@ -75,7 +75,8 @@ std::string random_name(int count) {
   return name;
 }
 
-TempDirectory::TempDirectory(const std::string& parent, const std::string& unsent_directory) {
+TempDirectory::TempDirectory(const std::string& parent, const std::string& unsent_directory)
+    : owner_(getpid()) {
   sweep(parent, unsent_directory);
   // Before the lock is taken another process may sweep the directory away as a dead one's.
   for (int attempt = 0; attempt < 10; ++attempt) {
@@ -103,7 +104,7 @@ void TempDirectory::sweep(const std::string& parent, const std::string& unsent_d
 }
 
 TempDirectory::~TempDirectory() {
-  remove_temporaries(path_);
+  if (getpid() == owner_) remove_temporaries(path_);
   close(lock_);
 }
 

@@ -1,13 +1,16 @@
 // The private directory that holds this process's temporary files.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <vector>
 
 namespace fileref::runtime {
 
 // Made with mode 0700 and an unguessable name, kept locked while it is in use, and removed with
-// everything in it when it goes, but for data that was kept there unsent.
+// everything in it when it goes, but for data that was kept there unsent; not by a process that was
+// forked off the one that made it.
 class TempDirectory {
  public:
   // Makes a directory below `parent` and removes the directories that ended processes of this user
@@ -27,6 +30,7 @@ class TempDirectory {
  private:
   void sweep(const std::string& parent, const std::string& unsent_directory);
 
+  pid_t owner_;
   std::vector<std::string> found_unsent_;
   std::string path_;
   int lock_ = -1;  // the lock file, held locked

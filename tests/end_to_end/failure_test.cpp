@@ -1,5 +1,5 @@
-// Whatever goes wrong ends with status 1, one message that names the thing, nothing printed and
-// nothing left behind.
+// Whatever goes wrong ends with status 1, or 2 for a wrong use, one message that names the thing,
+// nothing printed and nothing left behind.
 #include <sys/mount.h>
 
 #include "tests/end_to_end/command_fixture.h"
@@ -13,8 +13,9 @@ class Failures : public CommandTest {
     return "OPTIONS='-D \"" FILEREF_BUILD_DIRECTORY "/faulty_server " + fault + "\"'";
   }
 
-  void expect_failure(const support::Outcome& outcome, const std::vector<std::string>& said) {
-    EXPECT_EQ(outcome.status, 1);
+  void expect_failure(const support::Outcome& outcome, const std::vector<std::string>& said,
+                      int status = 1) {
+    EXPECT_EQ(outcome.status, status);
     EXPECT_EQ(outcome.out, "");
     for (const std::string& text : said) {
       EXPECT_NE(outcome.err.find(text), std::string::npos)
@@ -33,6 +34,7 @@ struct Case {
   const char* name;
   std::vector<std::string> words;
   std::vector<std::string> said;
+  int status = 1;
 };
 
 TEST_F(Failures, OfTheRequest) {
@@ -71,14 +73,17 @@ TEST_F(Failures, OfTheRequest) {
        {"read", plain, "-o", "RECFM=F LRECL=3 ENCODING='UTF-16'"},
        {"3 bytes", "UTF-16", "multiple of 2"}},
       {"line too long to be sent", {"write", plain, "-o", "LRECL=3"}, {"Record 1", "RECFM=S"}},
-      {"option unknown", {"read", plain, "-o", "LRECL=80 FOO=1"}, {"LRECL=80 FOO=1", "^^^"}},
-      {"value of a wrong type", {"read", plain, "-o", "LRECL=abc"}, {"LRECL=abc", "^^^"}},
-      {"value unknown", {"read", plain, "-o", "RECFM=U"}, {"RECFM=U", "^"}},
-      {"encoding unknown", {"read", plain, "-o", "ENCODING='klingon'"}, {"klingon", "^^^^^^^^^"}},
-      {"value missing", {"read", plain, "-o", "USER="}, {"USER=", "^"}},
-      {"quote open", {"read", plain, "-o", "USER='u"}, {"USER='u", "^"}},
+      {"option unknown", {"read", plain, "-o", "LRECL=80 FOO=1"}, {"LRECL=80 FOO=1", "^^^"}, 2},
+      {"value of a wrong type", {"read", plain, "-o", "LRECL=abc"}, {"LRECL=abc", "^^^"}, 2},
+      {"value unknown", {"read", plain, "-o", "RECFM=U"}, {"RECFM=U", "^"}, 2},
+      {"encoding unknown",
+       {"read", plain, "-o", "ENCODING='klingon'"},
+       {"klingon", "^^^^^^^^^"},
+       2},
+      {"value missing", {"read", plain, "-o", "USER="}, {"USER=", "^"}, 2},
+      {"quote open", {"read", plain, "-o", "USER='u"}, {"USER='u", "^"}, 2},
       {"record length of no use", {"read", plain, "-o", "LRECL=-1"}, {"-1 bytes"}},
-      {"host too long", {"read", "sftp://" + std::string(128, 'h') + "/f"}, {"hhhh"}},
+      {"host too long", {"read", "sftp://" + std::string(128, 'h') + "/f"}, {"hhhh"}, 2},
       {"command line too long",
        {"read", plain, "-o", "OPTIONS='" + std::string(5000, 'x') + "'"},
        {"plain", "0x80000805"}},
@@ -86,11 +91,10 @@ TEST_F(Failures, OfTheRequest) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    expect_failure(fileref(c.words, "data\n"), c.said);
+    expect_failure(fileref(c.words, "data\n"), c.said, c.status);
   }
-  EXPECT_NE(fileref({"batch", "-", "local:/"}).err.find("name a file"), std::string::npos);
   // A batch prints what the client says.
-  EXPECT_NE(fileref({"batch", "/dev/null", refused}).err.find("nothing listens"),
+  EXPECT_NE(fileref({"batch", remote("plain"), refused}).err.find("nothing listens"),
             std::string::npos);
 }
 
@@ -160,7 +164,7 @@ TEST_F(Failures, AKilledUploadIsFoundAndToldOf) {
 TEST_F(Failures, SecretsAreNotShown) {
   const support::Outcome outcome =
       fileref({"read", local("f"), "-o", "OPTIONSX='sesame' FOO", "--log", directory_ / "log"});
-  expect_failure(outcome, {"FOO", "OPTIONSX=******** FOO"});
+  expect_failure(outcome, {"FOO", "OPTIONSX=******** FOO"}, 2);
   EXPECT_EQ(outcome.err.find("sesame"), std::string::npos);
   support::write_file(remote("f"), "x\n");
   fileref({"read", local("f"), "-o", "OPTIONSX='-o User=sesame'", "--log", directory_ / "log"});
@@ -310,30 +314,87 @@ TEST_F(Failures, OfTheLocalDisk) {
   umount(small.c_str());
 }
 
-TEST_F(Failures, WrongUseEndsWithTwo) {
-  const std::vector<std::vector<std::string>> uses = {
-      {},
-      {"read"},
-      {"reed", local("f")},
-      {"read", "ftp://h/f"},
-      {"read", "sftp://h"},
-      {"read", "sftp:///f"},
-      {"read", "sftp://h/dir/"},
-      {"read", "sftp://h:0/f"},
-      {"read", "sftp://h:70000/f"},
-      {"read", "sftp://u:password@h/f"},
-      {"read", "sftp://-oProxyCommand=x/f"},
-      {"read", "sftp://u%20-oProxyCommand=x@h/f"},
-      {"read", "sftp://h/%zz"},
-      {"read", local("f"), "--log", "/no/such/place"},
-      {"read", local("f"), "--no-such-flag"},
-      {"read", local("f"), "another"},
+// What a stream that is needed cannot take or give is a failure, and touches no other file.
+TEST_F(Failures, OfStandardStreams) {
+  support::write_file(remote("f"), "old\n");
+  const std::string log = directory_ / "log";
+  const struct {
+    std::string words;
+    int status;
+  } cases[] = {
+      {"write " + local("f") + " <&-", 1},
+      {"read " + local("f") + " >&-", 1},
+      {"read " + local("f") + " --log " + log + " >&-", 1},
+      {"read " + local("f") + " >/dev/full", 1},
+      {"info " + local("f") + " >/dev/full", 1},
+      {"info " + local("") + " >&-", 1},
+      {"ls " + local("") + " >/dev/full", 1},
+      {"members --json " + local("") + " >/dev/full", 1},
+      {"exists " + local("none") + " >/dev/full", 3},
+      {"--help >/dev/full", 1},
+      {"read --help >&-", 1},
+      {"--version >/dev/full", 1},
+      {"exists " + local("f") + " >&- <&-", 0},
+      {"read " + local("f") + " 2>&- >/dev/null", 0},
   };
-  for (const auto& words : uses) {
-    const support::Outcome outcome = fileref(words);
-    EXPECT_EQ(outcome.status, 2) << outcome.err << testing::PrintToString(words);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_NE(outcome.err, "");
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.words);
+    const support::Outcome outcome =
+        support::run({"sh", "-c", command() + " " + c.words}, "new\n", environment());
+    EXPECT_EQ(outcome.status, c.status);
+    EXPECT_EQ(outcome.err.starts_with("fileref: "), c.status != 0) << outcome.err;
+    EXPECT_EQ(support::read_file(remote("f")), "old\n");
+  }
+  EXPECT_EQ(support::read_file(log).find("\nold"), std::string::npos);
+  const std::string write = command() + " write " + local("f") + " >&- 2>&-";
+  EXPECT_EQ(support::run({"sh", "-c", write}, "new\n", environment()).status, 0);
+  EXPECT_EQ(support::read_file(remote("f")), "new\n");
+}
+
+TEST_F(Failures, WrongUseEndsWithTwo) {
+  support::write_file(remote("f"), "x\n");
+  const std::vector<Case> uses = {
+      {"no command", {}, {"subcommand"}},
+      {"no target", {"read"}, {"TARGET", "fileref read --help"}},
+      {"command mistyped", {"raed", local("f")}, {"\"raed\": did you mean read?"}},
+      {"far from any command", {"xyzzy"}, {"\"xyzzy\"\n"}},
+      {"flag mistyped", {"write", local("f"), "--verfy"}, {"\"--verfy\": did you mean --verify?"}},
+      {"flag of the program mistyped", {"--verison"}, {"did you mean --version?"}},
+      {"flag before the command", {"-q", "read", local("f")}, {"-q"}},
+      {"flag unknown", {"read", local("f"), "--no-such-flag"}, {"--no-such-flag"}},
+      {"flag with a wrong value", {"read", local("f"), "--retries", "x"}, {"--retries"}},
+      {"two targets", {"read", local("f"), "another"}, {"another"}},
+      {"flags that exclude each other",
+       {"read", local(""), "--name", "f", "--pattern"},
+       {"--pattern", "--name"}},
+      {"not printable", {"read", local("f"), "\x1B[31m"}, {"\\x1b[31m"}},
+      {"other scheme", {"read", "ftp://h/f"}, {"ftp://h/f"}},
+      {"no path", {"read", "sftp://h"}, {"names no file"}},
+      {"no host", {"read", "sftp:///f"}, {"host"}},
+      {"directory", {"read", "sftp://h/dir/"}, {"names no file"}},
+      {"port 0", {"read", "sftp://h:0/f"}, {"port"}},
+      {"port too large", {"read", "sftp://h:70000/f"}, {"sftp://h:70000/f", "port"}},
+      {"password", {"read", "sftp://u:hunter2@h/f"}, {"holds a password"}},
+      {"password with a slash", {"read", "sftp://u:hunter2/x@h/f"}, {"no usable port"}},
+      {"password, encoded", {"read", "sftp://u%3Ahunter2@h/f"}, {"holds a password"}},
+      {"password, no scheme", {"read", "u:hunter2@h:/f"}, {"\"u:********@h:/f\""}},
+      {"secret out of place", {"read", local("f"), "OPTIONSX='hunter2'"}, {"OPTIONSX=****"}},
+      {"option as host", {"read", "sftp://-oProxyCommand=x/f"}, {"host"}},
+      {"option in user", {"read", "sftp://u%20-oProxyCommand=x@h/f"}, {"user"}},
+      {"percent", {"read", "sftp://h/%zz"}, {"%25"}},
+      {"log", {"read", local("f"), "--log", "/no/such/place"}, {"/no/such/place"}},
+      {"batch from standard input", {"batch", "-", "local:/"}, {"\"-\""}},
+      {"batch from a pipe", {"batch", "/dev/full", "local:"}, {"no regular file"}},
+      {"pattern to write to", {"write", local("f[1]")}, {"f[1]", "--literal"}},
+      {"CD and a directory", {"read", local("f"), "-o", "CD='/'"}, {"CD='/'", "^^"}},
+      {"CD and DIR", {"members", local(""), "-o", "CD='/'"}, {"CD='/'", "^^"}},
+      {"NEW and a pattern", {"read", local("*"), "-o", "NEW"}, {"NEW", "^^^"}},
+  };
+  for (const Case& c : uses) {
+    SCOPED_TRACE(c.name);
+    const support::Outcome outcome = fileref(c.words);
+    expect_failure(outcome, c.said, 2);
+    EXPECT_EQ(outcome.err.find("hunter2"), std::string::npos) << outcome.err;
   }
 }
 

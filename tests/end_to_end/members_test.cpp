@@ -79,6 +79,30 @@ TEST_F(Members, AreWrittenReadAndNamedWithTheirType) {
   EXPECT_EQ(fileref({"members", local("lib/plain")}).status, 1);
 }
 
+// A directory that the session cannot look into is not one that is missing, for either client.
+TEST_F(Members, ExistenceOverSsh) {
+  support::fs::create_directory(server_->root() / "closed");
+  support::write_file(server_->root() / "file", "x\n");
+  server_->give_to_user(server_->root());
+  support::fs::permissions(server_->root() / "closed", support::fs::perms::none);
+  const struct {
+    const char* name;
+    int status;
+    const char* out;
+  } cases[] = {
+      {"file", 0, ""},          {"FILE", 0, "yes, as file\n"}, {"none", 1, "no\n"},
+      {"no/such/f", 1, "no\n"}, {"closed/f", 3, ""},           {"closed/no/f", 3, ""},
+  };
+  for (const auto& c : cases) {
+    for (const std::string& way : {server_->options(), server_->options_for_psftp()}) {
+      const support::Outcome outcome = fileref({"exists", server_->url(c.name), "-o", way});
+      EXPECT_EQ(outcome.status, c.status) << c.name << outcome.err;
+      EXPECT_EQ(outcome.out, c.out) << c.name;
+    }
+  }
+  support::fs::permissions(server_->root() / "closed", support::fs::perms(0755));
+}
+
 TEST_F(Members, ExistenceIsYesNoOrUnknown) {
   support::write_file(remote("README"), "x\n");
   support::write_file(remote(".hidden"), "x\n");
@@ -89,8 +113,16 @@ TEST_F(Members, ExistenceIsYesNoOrUnknown) {
     int status;
     const char* out;
   } cases[] = {
-      {local("README"), 0, ""},   {local("readme"), 0, ""}, {local(".hidden"), 0, ""},
-      {local("none"), 1, "no\n"}, {local("no/f"), 3, ""},   {refused, 3, ""},
+      {local("README"), 0, ""},
+      {local("readme"), 0, "yes, as README\n"},
+      {local(".hidden"), 0, ""},
+      {local("none"), 1, "no\n"},
+      {local("no/f"), 1, "no\n"},
+      {local("no/no/f"), 1, "no\n"},
+      {local("README/f"), 1, "no\n"},
+      {local("[R]EADME"), 1, "no\n"},
+      {local("no such file or directory/f"), 1, "no\n"},
+      {refused, 3, ""},
       {"ftp://x", 2, ""},
   };
   for (const auto& c : cases) {
@@ -98,9 +130,44 @@ TEST_F(Members, ExistenceIsYesNoOrUnknown) {
     EXPECT_EQ(outcome.status, c.status) << c.target << outcome.err;
     EXPECT_EQ(outcome.out, c.out) << c.target;
   }
+  for (const std::string& name : hostile_names()) {
+    support::write_file(remote(name), "x");
+    const support::Outcome outcome = fileref({"exists", local(name), "-o", "LS"});
+    EXPECT_EQ(outcome.status, 0) << name << outcome.err;
+    EXPECT_EQ(outcome.out, "") << name;
+  }
   EXPECT_EQ(fileref({"info", local("README")}).out,
             "Filename: " + remote("README").string() + "\n");
   EXPECT_EQ(fileref({"info", local("")}).out, "Directory: " + remote("").string() + "\n");
+}
+
+// NEW makes the directory that is missing, and nothing else.
+TEST_F(Members, NewMakesTheDirectory) {
+  const std::string root = remote("");
+  const struct {
+    std::vector<std::string> words;
+    int status;
+    const char* made;  // below `root`, with the text "x\n"
+  } cases[] = {
+      {{"write", local("a/f"), "-o", "NEW"}, 0, "a/f"},
+      {{"write", local("a/g"), "-o", "NEW"}, 0, "a/g"},
+      {{"write", "local:f", "-o", "CD='" + root + "b' NEW"}, 0, "b/f"},
+      {{"write", local("it's new/f"), "-o", "NEW"}, 0, "it's new/f"},
+      {{"write", local("d"), "--member", "m", "-o", "NEW"}, 0, "d/m"},
+      {{"write", local("e/"), "--member", "m", "-o", "NEW"}, 0, "e/m"},
+      {{"write", local("none/none/f"), "-o", "NEW"}, 1, nullptr},
+      {{"write", local("a/f/f"), "-o", "NEW"}, 1, nullptr},
+      {{"write", local("none/f")}, 1, nullptr},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.words));
+    const support::Outcome outcome = fileref(c.words, "x\n");
+    EXPECT_EQ(outcome.status, c.status) << outcome.err;
+    EXPECT_EQ(c.made == nullptr ? "x\n" : support::read_file(root + c.made), "x\n");
+  }
+  EXPECT_FALSE(support::fs::exists(remote("none")));
+  EXPECT_EQ(fileref({"read", local("a/f"), "-o", "NEW"}).out, "x\n");
+  EXPECT_EQ(fileref({"exists", local("a/F"), "-o", "NEW"}).out, "yes, as f\n");
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Listings, several files as one stream, and batches.
+#include "fileref/printable.h"
 #include "tests/end_to_end/command_fixture.h"
 #include "tests/support/hostile_names.h"
 
@@ -103,7 +104,7 @@ TEST_F(Several, ManyFilesAreTheirConcatenationOverSsh) {
   support::fs::permissions(directory / "f1500", support::fs::perms::none);
   const support::Outcome outcome = fileref(
       {"read", server_->url("many/f*"), "-o", server_->options(), "--log", directory_ / "log"});
-  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.status, 1) << outcome.err;
   EXPECT_TRUE(outcome.out == contents);
   EXPECT_NE(outcome.err.find("\"f1500\" was skipped"), std::string::npos) << outcome.err;
   const std::string log = support::read_file(directory_ / "log");
@@ -115,9 +116,11 @@ TEST_F(Several, NamedFilesInOrderAndAFailureInTheMiddle) {
   for (const char* name : {"b c", "a"}) support::write_file(remote(name), std::string(name) + "\n");
   support::write_file(remote("large"), random_bytes(2'000'000, 8));
   const support::Outcome named =
-      fileref({"read", local(""), "--name", "b c", "--name", "none", "--name", "a"});
+      fileref({"read", "-q", local(""), "--name", "b c", "--name", "none", "--name", "a"});
+  EXPECT_EQ(named.status, 1);
   EXPECT_EQ(named.out, "b c\na\n");
-  EXPECT_NE(named.err.find("none"), std::string::npos);
+  EXPECT_NE(named.err.find("\"none\" was skipped: "), std::string::npos) << named.err;
+  EXPECT_EQ(fileref({"read", local(""), "--name", "b c", "--name", "a"}).status, 0);
   EXPECT_EQ(fileref({"read", local(""), "--name", "none"}).status, 1);
   EXPECT_EQ(fileref({"read", local("a"), "--name", "a"}).status, 2);
   const support::Outcome broken =
@@ -128,6 +131,73 @@ TEST_F(Several, NamedFilesInOrderAndAFailureInTheMiddle) {
   EXPECT_NE(broken.err.find("large"), std::string::npos) << broken.err;
 }
 
+TEST_F(Several, AFileOfJustThatNameCountsOverAPattern) {
+  const struct {
+    const char* file;  // that exists besides report1.txt
+    std::vector<std::string> words;
+    int status;
+    const char* out;
+  } cases[] = {
+      {"none", {"read", local("report[1].txt")}, 0, "in report1.txt\n"},
+      {"none", {"read", "--literal", local("report[1].txt")}, 1, ""},
+      {"report[1].txt", {"read", local("report[1].txt")}, 0, "in report[1].txt\n"},
+      {"report[1].txt", {"read", "--pattern", local("report[1].txt")}, 0, "in report1.txt\n"},
+      {"REPORT[1].TXT", {"read", local("report[1].txt")}, 0, "in report1.txt\n"},
+      {"*", {"read", local("*")}, 0, "in *\n"},
+      {"*", {"read", "--pattern", local("*")}, 0, "in *\nin report1.txt\n"},
+      {"*", {"write", local("*")}, 0, ""},
+      {"none", {"write", local("*")}, 2, ""},
+      {"none", {"write", "--literal", local("*")}, 0, ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.words) + " beside " + c.file);
+    support::fs::remove_all(remote(""));
+    support::fs::create_directory(remote(""));
+    for (const std::string name : {"report1.txt", c.file}) {
+      support::write_file(remote(name), "in " + name + "\n");
+    }
+    const support::Outcome outcome = fileref(c.words, "new\n");
+    EXPECT_EQ(outcome.status, c.status) << outcome.err;
+    EXPECT_EQ(outcome.out, c.out);
+    const bool written = c.words.front() == "write" && c.status == 0;
+    EXPECT_EQ(support::read_file(remote("*")) == "new\n", written);
+    EXPECT_EQ(support::read_file(remote("report1.txt")), "in report1.txt\n");
+  }
+}
+
+// A terminal is driven by what is printed on it.
+TEST_F(Several, OnATerminalEveryNameIsText) {
+  support::fs::create_directory(remote("odd"));
+  std::string names = " --name 'bell\007esc\033'";
+  for (const std::string& name : unprintable_names()) {
+    support::write_file(remote("odd") / name, "x\n");
+    names += " --name '" + name + ".none'";
+  }
+  const std::string esc = "bell\007esc\033";
+  support::write_file(directory_ / "batch", "ls -1 \"" + remote("odd").string() + "\"\n");
+  const std::string commands[] = {
+      "ls " + local("odd"),
+      "members --kind " + local("odd"),
+      "members --json " + local("odd"),
+      "exists '" + local("odd/Bell\007esc\033'"),
+      "info '" + local("odd/" + esc + "'"),
+      "read '" + local("odd/" + esc + ".none'"),
+      "read " + local("odd/") + names,
+      "read " + local("odd") + " '" + esc + "'",
+      "batch " + (directory_ / "batch").string() + " local:",
+  };
+  for (const std::string& words : commands) {
+    SCOPED_TRACE(words);
+    const support::Outcome outcome =
+        support::run({"script", "-qec", command() + " " + words, "/dev/null"}, "", environment());
+    EXPECT_NE(outcome.out.find("esc"), std::string::npos) << outcome.out;
+    for (std::string line : split(outcome.out, '\n')) {
+      line.resize(line.find_last_not_of('\r') + 1);
+      EXPECT_EQ(line, printable(line));
+    }
+  }
+}
+
 TEST_F(Several, BatchesShowWhatTheClientSays) {
   support::write_file(remote("f"), "x\n");
   support::write_file(directory_ / "good", "cd " + remote("").string() + "\nls -1 f\n");
@@ -135,14 +205,16 @@ TEST_F(Several, BatchesShowWhatTheClientSays) {
   const support::Outcome good = fileref({"batch", directory_ / "good", "local:"});
   EXPECT_EQ(good.status, 0) << good.err;
   EXPECT_NE(good.out.find("\nf"), std::string::npos) << good.out;
-  for (const auto& [file, said] :
-       {std::pair{"bad", "stopped at \"cd "},
-        {"no such file", "no such file\" cannot be read: No such file"}}) {
-    const support::Outcome failed = fileref({"batch", directory_ / file, "local:"});
-    EXPECT_EQ(failed.status, 1);
-    EXPECT_NE(failed.err.find(said), std::string::npos) << failed.err;
-    EXPECT_EQ(failed.err.find("No session"), std::string::npos) << failed.err;
-  }
+  const support::Outcome failed = fileref({"batch", directory_ / "bad", "local:"});
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_NE(failed.err.find("stopped at \"cd "), std::string::npos) << failed.err;
+  EXPECT_EQ(failed.err.find("No session"), std::string::npos) << failed.err;
+  const support::Outcome missing = fileref({"batch", directory_ / "no such file", "local:"});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_NE(missing.err.find("no such file\": No such file"), std::string::npos) << missing.err;
+  const std::string piped =
+      command() + " batch /dev/stdin local: <" + (directory_ / "good").string();
+  EXPECT_EQ(support::run({"sh", "-c", piped}, "", environment()).out, good.out);
   EXPECT_EQ(fileref({"batch", directory_ / "good", local("f")}).status, 2);
 }
 

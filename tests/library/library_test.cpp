@@ -1,64 +1,13 @@
 // The library as a program uses it.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <span>
 
-#include "fileref/fileref.h"
-#include "tests/support/process.h"
+#include "tests/library/library_fixture.h"
 
 namespace fileref {
 namespace {
-
-class Library : public testing::Test {
- protected:
-  HostOptions options() {
-    HostOptions options;
-    options.temp_directory = directory_ / "temporary";
-    options.unsent_directory = directory_ / "unsent";
-    options.log = [this](std::string_view line) { log_ += std::string(line) + "\n"; };
-    return options;
-  }
-  void SetUp() override {
-    support::fs::create_directory(directory_ / "temporary");
-    host_ = std::make_unique<Host>(options());
-  }
-  void TearDown() override {
-    host_.reset();
-    EXPECT_TRUE(support::fs::is_empty(directory_ / "temporary"));
-    EXPECT_TRUE(support::left_behind().empty());
-  }
-
-  Target target(const std::string& name) const {
-    return Target::parse("local:" + (directory_ / name).string());
-  }
-  void put(const std::string& name, const std::string& text) const {
-    support::write_file(directory_ / name, text);
-  }
-  std::string get(const std::string& name) const { return support::read_file(directory_ / name); }
-  std::string read(const std::string& fileref, const std::vector<std::string>& with = {}) {
-    std::string text;
-    for (const std::string_view record : host_->open(fileref, with)) {
-      text += std::string(record) + "|";
-    }
-    return text;
-  }
-  // The failure of a call, or code 0.
-  template <class Call>
-  static Failure failure(Call call) {
-    try {
-      call();
-    } catch (const Failure& failure) {
-      return failure;
-    }
-    return {0, "nothing failed"};
-  }
-
-  support::TestDirectory directory_;
-  std::string log_;
-  std::unique_ptr<Host> host_;
-};
 
 TEST_F(Library, OneSessionServesManyOpens) {
   put("in", "a\nb\n");
@@ -104,6 +53,61 @@ TEST_F(Library, AFailedAssignmentLeavesTheOldOne) {
   for (const char* name : {"", "too long a name", "a b"}) {
     EXPECT_NE(failure([&] { host_->assign(name, target("one")); }).code(), 0) << name;
   }
+}
+
+// Which directory is meant, and which is made, is never a matter of chance.
+TEST_F(Library, OptionsThatNameADirectoryFitTheTarget) {
+  Target names = target("");
+  names.names = {"f"};
+  Target only_names;
+  only_names.names = {"f"};
+  const struct {
+    Target where;
+    std::vector<std::string> options;
+    const char* marked;  // what the failure points at; empty: nothing fails
+  } cases[] = {
+      {target("d/f"), {"CD='/'"}, "CD"},
+      {target("f"), {"LRECL=80 cd = '/' "}, "cd"},
+      {Target::parse("local:/f"), {"CD='/'"}, "CD"},
+      {Target::parse("local:f"), {"CD='/' DIR"}, "CD"},
+      {Target::parse("local:f"), {"CD='/'"}, ""},
+      {Target::parse("local:f"), {"OPTIONS='CD=x'", "USER=CD"}, ""},
+      {names, {"CD='/'"}, "CD"},
+      {only_names, {"CD='/'"}, ""},
+      {Target::parse("local:"), {"BATCHFILE='b' CD='/'"}, "CD"},
+      {target("d/f"), {"NEW"}, ""},
+      {target("d/f"), {"DIR NEW"}, ""},
+      {target("d/*"), {"MGET NEW"}, "NEW"},
+      {target("d/"), {"NEW"}, "NEW"},
+      {target("d/"), {"LSA", "NEW"}, "NEW"},
+      {names, {"NEW"}, "NEW"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.options) + " for " + c.where.path);
+    const Failure refused = failure([&] { host_->assign("F", c.where, c.options); });
+    const Failure::OptionPlace& place = refused.option_place();
+    EXPECT_EQ(place.text.substr(place.offset, place.length), c.marked) << refused.message();
+    EXPECT_EQ(refused.code() == 0, *c.marked == '\0') << refused.message();
+  }
+  host_->assign("F", target("d/f"), {"NEW"});
+  EXPECT_FALSE(failure([&] { (void)host_->open("F", {"MGET"}); }).option_place().text.empty());
+  EXPECT_FALSE(failure([&] { (void)host_->open("F", {"CD='/'"}); }).option_place().text.empty());
+  EXPECT_FALSE(support::fs::exists(directory_ / "d"));
+  host_->create("F").close();
+  EXPECT_EQ(host_->find("F"), "f");
+  put("d/F", "2");
+  put("d/.h", "3");
+  EXPECT_EQ(host_->find("F"), "f");
+  support::fs::create_directory(directory_ / "d/g");
+  host_->assign("F", target("d/g"), {"NEW"});
+  EXPECT_NE(failure([&] { host_->create("F").close(); }).explanation().find("unsent/g."),
+            std::string::npos);
+  host_->assign("F", target("d/.H"), {"NEW"});
+  EXPECT_EQ(host_->find("F"), ".h");
+  host_->assign("F", target("d"), {"DIR"});
+  EXPECT_NE(failure([&] { host_->exists("F"); }).code(), 0);
+  EXPECT_NE(failure([&] { host_->find("G"); }).message().find("\"G\" is not assigned"),
+            std::string::npos);
 }
 
 TEST_F(Library, WritesAreSentByCloseOnly) {
@@ -170,12 +174,74 @@ TEST_F(Library, StreamReadsAreMeasuredByAVariable) {
   EXPECT_FALSE(in.next(record));
 }
 
-// Lines of `step` bytes up to `bytes`, and behind them one of `length`.
-std::string lines(std::size_t bytes, std::size_t step, std::size_t length) {
-  std::string text;
-  for (; text.size() + step < bytes; text += '\n') text.append(step, 'a');
-  if (text.size() < bytes) text += std::string(bytes - text.size() - 1, 'b') + "\n";
-  return text + std::string(length, 'c') + "\n";
+TEST_F(Library, StreamsOfSeveralFilesGoOn) {
+  Target several = target("");
+  several.names = {"a", "missing", "empty", "b", "directory", "c"};
+  put("a", "abcdefgh");
+  put("empty", "");
+  put("b", "ij");
+  put("c", "klmnop");
+  support::fs::create_directory(directory_ / "directory");
+  host_->assign("F", several, {"RECFM=S LRECL=5"});
+  EXPECT_EQ(read("F", {"NONBYTE"}), "abcde|fgh|ij|klmno|p|");
+  double& count = host_->variable("N");
+  count = 3;
+  EXPECT_EQ(read("F", {"NBYTE=N"}), "abc|def|gh|ij|klm|nop|");
+}
+
+TEST_F(Library, FilesThatWereSkippedAreNamed) {
+  host_.reset();
+  std::vector<std::string> warnings;
+  HostOptions warning = options();
+  warning.warn = [&](std::string_view text) { warnings.emplace_back(text); };
+  host_ = std::make_unique<Host>(warning);
+  put("a", "1\n");
+  put("b", "2\n");
+  Target several = target("");
+  several.names = {"none", "a", "directory", "b", "last"};
+  support::fs::create_directory(directory_ / "directory");
+  host_->assign("F", several);
+  std::vector<std::string> skipped;
+  for (const bool copied : {false, true}) {
+    SCOPED_TRACE(copied);
+    warnings.clear();
+    Input input = host_->open("F");
+    ASSERT_EQ(input.skipped().size(), 1u);
+    std::string_view record;
+    while (!copied && input.next(record)) {
+    }
+    const int out = ::open((directory_ / "out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (copied) input.copy_to(out);
+    ::close(out);
+    EXPECT_EQ(input.skipped(), warnings);
+    skipped = input.skipped();
+    ASSERT_EQ(skipped.size(), 3u);
+    for (std::size_t i = 0; i < 3; ++i) {
+      EXPECT_TRUE(skipped[i].starts_with("\"" + several.names[2 * i] + "\" ")) << skipped[i];
+    }
+  }
+  EXPECT_EQ(get("out"), "1\n2\n");
+  several.names = {"none", "nobody"};
+  host_->assign("F", several);
+  warnings.clear();
+  const Failure none = failure([&] { (void)host_->open("F"); });
+  EXPECT_NE(none.client_words().find("nobody"), std::string::npos) << none.client_words();
+  EXPECT_EQ(warnings.size(), 1u);
+}
+
+TEST_F(Library, WhatIsAssignedToIsClosed) {
+  put("in", "1\n");
+  host_->assign("F", target("in"));
+  host_->assign("O", target("out"));
+  Input input = host_->open("F");
+  input = host_->open("F");
+  input.close();
+  Output output = host_->create("O");
+  output.write("given up");
+  output = host_->create("O");
+  output.abandon();
+  for (const std::string name : {"F", "O"}) host_->deassign(name);
+  EXPECT_FALSE(support::fs::exists(directory_ / "out"));
 }
 
 // Whatever is copied, and wherever that ends, is what record after record would have given.
@@ -202,6 +268,7 @@ TEST_F(Library, CopiesWhatItWouldRead) {
       {"converted", {more + "\xFC\n"}, {"ENCODING='ISO-8859-1'"}},
       {"several", {more, "", "a", more + "open", more}, {}},
       {"several, last one open", {"a", "b\n", more + "open", ""}, {}},
+      {"streams", {sparse, "", "a", sparse + sparse}, {"RECFM=S"}},
       {"several, one too long", {more, more + lines(70'000, 70, 32768) + more, more}, {}},
   };
   for (const std::size_t length : {32766, 32767, 32768}) {
@@ -241,65 +308,8 @@ TEST_F(Library, CopiesWhatItWouldRead) {
   const int full = ::open("/dev/full", O_WRONLY);
   put("f0", more);
   host_->assign("F", target("f0"));
-  EXPECT_THROW(host_->open("F").copy_to(full), std::system_error);
+  EXPECT_THROW(host_->open("F").copy_to(full), SystemError);
   ::close(full);
-}
-
-TEST_F(Library, RefusesWhatCannotWork) {
-  EXPECT_THROW(Host second, std::logic_error);
-  host_.reset();
-  HostOptions no_commands = options();
-  no_commands.external_commands = false;
-  EXPECT_NE(failure([&] { Host host(no_commands); }).message().find("NOXCMD"), std::string::npos);
-  HostOptions no_module = options();
-  no_module.module_path = "/no/such/module.so";
-  EXPECT_NE(failure([&] { Host host(no_module); }).message().find("/no/such/module.so"),
-            std::string::npos);
-}
-
-TEST_F(Library, InstalledItBuildsAndRunsAProgramOfItsOwn) {
-#ifdef FILEREF_SANITIZED
-  GTEST_SKIP() << "a program without sanitizers cannot load a library with them";
-#endif
-  const std::string prefix = directory_ / "prefix";
-  const std::string build = directory_ / "build";
-  put("numbers", "1\n20\n300\n");
-  const std::vector<std::vector<std::string>> steps = {
-      {"cmake", "--install", FILEREF_BUILD_DIRECTORY, "--prefix", prefix},
-      {"cmake", "-G", "Ninja", "-S", FILEREF_SOURCE_DIRECTORY "/examples/sum", "-B", build,
-       "-DCMAKE_PREFIX_PATH=" + prefix},
-      {"cmake", "--build", build},
-      {build + "/sum", "local:" + (directory_ / "numbers").string(),
-       "local:" + (directory_ / "sum").string()},
-      {prefix + "/bin/fileref", "read", "local:" + (directory_ / "sum").string()},
-  };
-  support::Outcome outcome;
-  for (const auto& step : steps) {
-    outcome = support::run(step, "", {{"TMPDIR", directory_ / "temporary"}});
-    ASSERT_EQ(outcome.status, 0) << testing::PrintToString(step) << outcome.err << outcome.out;
-  }
-  EXPECT_EQ(outcome.out, "321\n");
-}
-
-TEST(Targets, AreTakenApart) {
-  const struct {
-    const char* text;
-    const char* parts;  // user, host, path, client arguments
-  } cases[] = {
-      {"sftp://h/f", "|h|/f|"},
-      {"sftp://u@h:2222/a/b", "u|h|/a/b|-P 2222 "},
-      {"sftp://u@h/~/a%20b", "u|h|a b|"},
-      {"sftp://u@[::1]:22/f", "u|[::1]|/f|-P 22 "},
-      {"sftp://[::1]/f", "|[::1]|/f|"},
-      {"sftp://do%40main@h/f", "do@main|h|/f|"},
-      {"local:/f%20", "||/f%20|-B 131072 -R 8 -D /usr/lib/openssh/sftp-server "},
-  };
-  for (const auto& c : cases) {
-    const Target target = Target::parse(c.text);
-    std::string words;
-    for (const std::string& word : target.client_arguments) words += word + " ";
-    EXPECT_EQ(target.user + "|" + target.host + "|" + target.path + "|" + words, c.parts) << c.text;
-  }
 }
 
 // Whatever stands in them, HOST, USER, PATH and BATCHFILE are one word of the client's command
@@ -374,10 +384,9 @@ TEST_F(Library, NoValueBecomesAnotherWordOrAnOption) {
         [&] { run(by_hand, {program}, {}); },
     };
     for (const auto& way : std::span(ways).first(is_login ? 3 : 1)) {
-      const Failure failed = failure(way);
+      EXPECT_THROW(way(), Error);
       const std::string words = get("words");
       EXPECT_TRUE(c.last_words.empty() ? words.empty() : words.ends_with(c.last_words)) << words;
-      EXPECT_NE(failed.code(), 0) << words;
       EXPECT_EQ(words.find("ProxyCommand"), std::string::npos);
       support::fs::remove(directory_ / "words");
     }

@@ -210,7 +210,7 @@ TEST_F(Dialogue, DebugLogsWhatTheClientSays) {
   host_.client.script = {{"Connected\t", "to h\nsftp> "}, {"a%s", Chunk(kProcessFailed, "half")}};
   host_.logged();
   EXPECT_EQ(start(), kFailed);
-  EXPECT_EQ(host_.logged(), "note: Connected\t|note: to h\\x0asftp> |note: a%s|note: half|");
+  EXPECT_EQ(host_.logged(), "note: Connected\\x09|note: to h\\x0asftp> |note: a%s|note: half|");
   EXPECT_EQ(host_.pauses, std::vector<long>(4, 20));
 }
 

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "runtime/converter.h"
+#include "runtime/log.h"
+#include "runtime/printable.h"
 #include "runtime/toolkit_text.h"
 
 namespace fileref::runtime {
@@ -60,6 +62,34 @@ TEST(Converter, TakesACharacterInPieces) {
   EXPECT_TRUE(converter->convert("\xE2\x82", out));
   EXPECT_FALSE(converter->finish(out)) << "ends inside a character";
   EXPECT_FALSE(Converter::open("UTF-8", "ISO-8859-1")->convert("\xE2\x82\xAC", out));
+}
+
+TEST(Printable, ShowsTextAndTheBytesOfAllElse) {
+  const struct {
+    std::string text;
+    const char* shown;
+  } cases[] = {
+      {"plain ~ text\\", "plain ~ text\\"},
+      {"gr\xC3\xBC\xC3\x9F \xE6\x97\xA5\xF0\x9F\x98\x80",
+       "gr\xC3\xBC\xC3\x9F \xE6\x97\xA5\xF0\x9F\x98\x80"},
+      {std::string("\0\t\n\r\x1B\x7F", 6), "\\x00\\x09\\x0a\\x0d\\x1b\\x7f"},
+      {"\x80\x9B\xFF\xC3", "\\x80\\x9b\\xff\\xc3"},
+      {"\xC2\x80\xC2\x9F\xC2\xA0", "\\xc2\\x80\\xc2\\x9f\xC2\xA0"},
+      {"\xD8\x9C\xE2\x80\x8E\xE2\x80\x8F", "\\xd8\\x9c\\xe2\\x80\\x8e\\xe2\\x80\\x8f"},
+      {"\xE2\x80\xA7\xE2\x80\xA8\xE2\x80\xA9", "\xE2\x80\xA7\\xe2\\x80\\xa8\\xe2\\x80\\xa9"},
+      {"\xE2\x80\xAA\xE2\x80\xAE\xE2\x80\xAF", "\\xe2\\x80\\xaa\\xe2\\x80\\xae\xE2\x80\xAF"},
+      {"\xE2\x81\xA5\xE2\x81\xA6\xE2\x81\xA9", "\xE2\x81\xA5\\xe2\\x81\\xa6\\xe2\\x81\\xa9"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(printable(c.text), c.shown);
+  std::string line;
+  Log log([&line](std::string_view text) { line = text; });
+  log.write("client",
+            "a\xC2\x9B"
+            "b\n");
+  EXPECT_TRUE(
+      line.ends_with("client: a\\xc2\\x9b"
+                     "b"))
+      << line;
 }
 
 TEST(ToolkitText, EveryByteSurvives) {

@@ -20,8 +20,10 @@ inline std::vector<std::string> split(std::string_view text, char separator) {
 
 // With bytes that a client may not want to send to a terminal.
 inline std::vector<std::string> unprintable_names() {
-  return split("tab\there/cr\rhere/broken\xC3/\xFF\xFE/bell\007esc\033/ctl\001\002\003\037\177",
-               '/');
+  return split(
+      "tab\there/cr\rhere/broken\xC3/\xFF\xFE/bell\007esc\033/ctl\001\002\003\037\177/"
+      "c1\x9B/c1\xC2\x9Bm/rtl\xE2\x80\xAEx/iso\xE2\x81\xA6x/line\xE2\x80\xA8x",
+      '/');
 }
 
 // What a file server can hold and a listing should survive, in bytewise order.
