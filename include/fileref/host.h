@@ -116,7 +116,7 @@ class Host {
   /// Whether the name is assigned.
   bool is_assigned(std::string_view fileref);
   /// Whether the remote file of a fileref is there: whether its directory shows its name, in
-  /// whatever case. Hidden names are seen with the option LSA only.
+  /// whatever case.
   bool exists(std::string_view fileref);
 
   /// Runs the user's own batch of client commands, for a fileref that was assigned with BATCHFILE,

@@ -23,6 +23,16 @@ Name8 type_of(std::string_view type) {
   return padded;
 }
 
+// Takes what stands behind the first dot off a name, unless that is its first byte. Done here,
+// where the name is itself again: its type is cut.
+std::string split_type(std::string* name) {
+  const std::size_t dot = name->find('.');
+  if (dot == 0 || dot == std::string::npos) return {};
+  const std::string type(runtime::trimmed(name->substr(dot + 1, sizeof(Name8))));
+  name->resize(dot);
+  return type;
+}
+
 }  // namespace
 
 OpenDirectory::OpenDirectory(Host::Impl& host, const Name8& fileref, ptr directory,
@@ -46,7 +56,7 @@ bool OpenDirectory::next(Member& member) {
   char name[kLongestName];
   int length = 0;
   char type[sizeof(Name8)];
-  const int flags = (options_.kinds ? kFindKind : 0) | (options_.split ? kSplitType : 0);
+  const int flags = options_.kinds ? kFindKind : 0;
   WX_INFOPARM information{};
   bool more = true;
   host_.prepare_launch(fileref_);
@@ -58,7 +68,7 @@ bool OpenDirectory::next(Member& member) {
   });
   if (!more) return false;
   member.name = runtime::unescape_name({name, static_cast<std::size_t>(length)});
-  member.type = runtime::unescape_name(runtime::trimmed({type, sizeof type}));
+  member.type = options_.split ? split_type(&member.name) : "";
   member.kind = (information.flag & kInfoDirectory) != 0 ? Member::Kind::kDirectory
                 : (information.flag & kInfoFile) != 0    ? Member::Kind::kFile
                                                          : Member::Kind::kUnknown;
@@ -68,7 +78,7 @@ bool OpenDirectory::next(Member& member) {
 std::unique_ptr<OpenFile> OpenDirectory::open(std::string_view member, std::string_view type,
                                               int openmode,
                                               const std::vector<std::string>& options) {
-  std::string name = runtime::protect_name(member);
+  std::string name = runtime::escape_name(member);
   Name8 padded = type_of(type);
   const Host::Impl::FileEntries entries = {
       [&](ptr* file, WX_OPENPARM* parms) {
@@ -80,7 +90,7 @@ std::unique_ptr<OpenFile> OpenDirectory::open(std::string_view member, std::stri
 }
 
 bool OpenDirectory::has(std::string_view member, std::string_view type) {
-  std::string name = runtime::protect_name(member);
+  std::string name = runtime::escape_name(member);
   Name8 padded = type_of(type);
   host_.prepare_launch(fileref_);
   bool there = true;
