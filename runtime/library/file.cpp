@@ -82,9 +82,23 @@ void OpenFile::write(std::string_view record) {
   });
 }
 
+// What could not be sent is kept, whatever the reason was.
+rctype OpenFile::send_and_close() {
+  runtime::Runtime& runtime = host_.runtime();
+  const std::string data = temporary_ == nullptr ? "" : runtime.temp.spare(temporary_);
+  const rctype rc = close_entry_(file_);
+  if (rc != kSuccess && runtime.temp.is_spared(data)) {
+    const std::string place = runtime.toolkit.launch.keep_unsent(data);
+    runtime.toolkit.explain(place.empty() ? "the data could not be kept"
+                                          : "the data is kept in " + place);
+  }
+  if (rc == kSuccess) runtime.temp.remove_spared(data);
+  return rc;
+}
+
 void OpenFile::close() {
   if (file_ == nullptr) return;
-  const auto amclose = [this] { return close_entry_(file_); };
+  const auto amclose = [this] { return send_and_close(); };
   try {
     host_.enter(fileref_, amclose);
   } catch (const Failure&) {
@@ -109,8 +123,9 @@ std::vector<InfoLine> lines_of(const W_INFSTR* list) {
   for (long i = 0; i < list->pairnum; ++i) {
     const W_PAIRS& pair = list->wpairs[i];
     if (pair.nameptr == nullptr) continue;
-    lines.push_back({std::string(pair.nameptr, static_cast<std::size_t>(pair.namelen)),
-                     std::string(pair.valueptr, static_cast<std::size_t>(pair.valuelen))});
+    lines.push_back(
+        {std::string(pair.nameptr, static_cast<std::size_t>(pair.namelen)),
+         runtime::unescape_name({pair.valueptr, static_cast<std::size_t>(pair.valuelen)})});
   }
   return lines;
 }

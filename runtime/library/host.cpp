@@ -4,12 +4,14 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
 #include "host/codes.h"
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
+#include "runtime/option_values.h"
 #include "runtime/tokens.h"
 #include "runtime/unsent.h"
 
@@ -71,8 +73,9 @@ Host::Impl::Impl(HostOptions options)
   launch.adapter = options_.client;
   launch.keep_unsent = [this](const std::string& local) {
     const auto found = assigned_.find(name8(runtime_.log.subject()));
-    return runtime::keep_unsent(local, options_.unsent_directory,
-                                found == assigned_.end() ? "" : found->second.physical_name);
+    return runtime::keep_unsent(
+        local, options_.unsent_directory,
+        found == assigned_.end() ? "" : runtime::unescape_name(found->second.physical_name));
   };
   runtime_.connect(loader_.connect_routine());
   rctype rc = kSuccess;
@@ -114,7 +117,9 @@ Name8 Host::Impl::checked_name(std::string_view fileref) const {
                   fmt::format("\"{}\" is no fileref: it needs 1 to 8 characters and no blanks.",
                               runtime::printable(fileref)));
   }
-  return name8(trimmed);
+  Name8 name = name8(trimmed);
+  runtime_.text.to_upper(name.data(), name.size());
+  return name;
 }
 
 ptr Host::Impl::parse(std::string_view statement, const Name8& name,
@@ -134,22 +139,21 @@ ptr Host::Impl::parse(std::string_view statement, const Name8& name,
     while (rc == kSuccess && !source.at_end()) {
       scanned = 0;
       rc = amparse(logical.data(), runtime_.request(), kMethod, env, &source, &scanned, &block);
+      if (rc == kSuccess && !runtime::refusal_of_value(source).empty()) rc = kOptionSyntax;
       if (rc == kSuccess) source.consume(scanned);
     }
     runtime_.options_being_read = nullptr;
-    const OptionSource::Display display = source.display(scanned);
     if (rc != kSuccess) {
-      std::string message = runtime_.messages.describe(rc);
-      if (rc == kTokenFailure) {
-        message = "A quote is not closed, or a value is missing behind the equals sign.";
-      }
+      const OptionSource::Display display = source.display(std::min(scanned, 2));
+      const std::string why = runtime::explain_refusal(source, rc);
+      const std::string message = why.empty() ? runtime_.messages.describe(rc) : why;
       const std::vector<std::string> substitutions = runtime_.messages.attached();
       dispose(block);
       throw Failure(rc, message)
           .with_substitutions(substitutions)
           .with_place({display.text, display.offset, display.length});
     }
-    echo += " " + display.text;
+    echo += " " + source.display(0).text;
   }
   runtime_.log.write(statement, echo);
   return block;
@@ -173,7 +177,7 @@ void Host::Impl::assign(std::string_view fileref, const Target& target,
   if (!target.user.empty()) texts.push_back(option("USER", target.user));
   if (!target.names.empty()) {
     texts.emplace_back("MGET");
-    if (!target.path.empty()) texts.push_back(option("CD", runtime::protect_name(target.path)));
+    if (!target.path.empty()) texts.push_back(option("CD", target.path));
   }
   texts.insert(texts.end(), options.begin(), options.end());
   std::string physical = physical_name(target);

@@ -143,6 +143,7 @@ class OpenFile {
 
  private:
   WX_AMVEC& vector();
+  rctype send_and_close();
 
   Host::Impl& host_;
   std::string fileref_;
