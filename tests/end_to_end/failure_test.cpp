@@ -71,11 +71,11 @@ TEST_F(Failures, OfTheRequest) {
       {"encoding unknown", {"read", plain, "-o", "ENCODING='klingon'"}, {"klingon", "^^^^^^^^^"}},
       {"value missing", {"read", plain, "-o", "USER="}, {"USER=", "^"}},
       {"quote open", {"read", plain, "-o", "USER='u"}, {"USER='u", "^"}},
-      {"record length of no use", {"read", plain, "-o", "LRECL=-1"}, {"-1 bytes"}},
+      {"record length of no use", {"read", plain, "-o", "LRECL=-1"}, {"1 to 2147483647", "^^"}},
       {"host too long", {"read", "sftp://" + std::string(128, 'h') + "/f"}, {"hhhh"}},
       {"command line too long",
        {"read", plain, "-o", "OPTIONS='" + std::string(5000, 'x') + "'"},
-       {"plain", "0x80000805"}},
+       {"4095 bytes", "0x80000805"}},
       {"name that cannot be sent", {"read", local("two\nlines")}, {"two\\x0alines"}},
   };
   for (const Case& c : cases) {
