@@ -14,8 +14,9 @@ struct AMENT_SLOT {
 // The method table. Logical, method and type names are eight blank-padded characters; lengths are
 // in bytes. A slot whose entry is null is not used. `AmUnsupportedFn` slots answer kNotSupported.
 struct AMENT {
-  // Takes the option block `hostbag` over, whatever it answers: after a failure it is released. A
-  // failure leaves an earlier assignment of the name as it was. Null `hostbag`: refused.
+  // Takes the option block `hostbag` over. After a failure it is released, unless it was made with
+  // kParseHostKeepsBlock: then it is the host's as before. A failure leaves an earlier assignment
+  // of the name as it was. Null `hostbag`: refused.
   AMENT_SLOT<rctype(char* logicalname, rebid reb, char* devicetype, char* physicalname,
                     int physicalnamelength, ptr hostbag)>
       amasgn;

@@ -10,7 +10,7 @@ constexpr short kTokenNumber = 4;
 
 // The host's own record of a token.
 struct TOKEN {
-  tchar* original;  // the text as the user wrote it, `XXTOKEN.tokenl` bytes
+  tchar* original;  // the text as the user wrote it; of what is not quoted `XXTOKEN.tokenl` bytes
   int error;        // bit 0: this token is in error
 };
 

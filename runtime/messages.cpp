@@ -119,7 +119,8 @@ std::string sentence_of(rctype rc) {
     case kNoPoolMemory:
       return "There is not enough memory.";
     case kFailed:
-      return "The operation failed.";
+      return "The operation failed, and nothing says why. If the client does not know the server's "
+             "host key, connect once by hand to accept it.";
     case kNotSupported:
       return "The access method does not support this.";
     case kWrongUse:

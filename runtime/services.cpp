@@ -13,8 +13,10 @@
 #include <vector>
 
 #include "host/messages.h"
+#include "runtime/name_escape.h"
 #include "runtime/runtime.h"
 #include "runtime/services.h"
+#include "runtime/shield.h"
 #include "runtime/tokens.h"
 
 namespace fileref::runtime {
@@ -29,6 +31,21 @@ struct Services {
 
 Runtime& host() {
   return Runtime::current();
+}
+
+// Runs a service and answers for it when it throws.
+template <class R, class Service>
+R run(Service service) {
+  R result{};
+  std::string why;
+  const wrcode rc = shielded([&] { result = service(); }, &why);
+  if (rc == kSuccess) return result;
+  host().messages.attach_text(why);
+  if constexpr (std::is_pointer_v<R>) {
+    return nullptr;
+  } else {
+    return rc;
+  }
 }
 
 // What stands in the vectors: the service behind a point where tests can make it fail. A service
@@ -49,7 +66,7 @@ struct Guarded<Function, R(A...)> {
         return kFailed;
       }
     }
-    return Function(arguments...);
+    return run<R>([&] { return Function(arguments...); });
   }
   static HostSlot slot() { return reinterpret_cast<HostSlot>(&call); }
 };
@@ -112,9 +129,11 @@ unsigned char* service_status() {
 }
 
 int bind_variable(char* name, long namelen, int /*kind*/, long /*len*/, int /*access*/, ptr* addr) {
-  double* value = host().variables.find({name, static_cast<std::size_t>(namelen)});
-  *addr = value;
-  return value == nullptr ? 1 : 0;
+  return run<int>([&] {
+    double* value = host().variables.find({name, static_cast<std::size_t>(namelen)});
+    *addr = value;
+    return value == nullptr ? 1 : 0;
+  });
 }
 
 namespace {
@@ -151,40 +170,55 @@ wrcode Services::yyrn6gf(int number, int, long* value, unsigned* attr, TASKCTX*)
 int Services::ypmstr(char* buffer, int capacity, int group, int number, ...) {
   std::va_list arguments;
   va_start(arguments, number);
-  const std::string text = Messages::format(group, number, arguments);
+  std::size_t length = 0;
+  run<wrcode>([&] {
+    const std::string text = Messages::format(group, number, arguments);
+    length = text.copy(buffer, static_cast<std::size_t>(capacity));
+    return kSuccess;
+  });
   va_end(arguments);
-  return static_cast<int>(text.copy(buffer, static_cast<std::size_t>(capacity)));
+  return static_cast<int>(length);
 }
 
 wrcode Services::ypmlog(int group, int number, ...) {
   std::va_list arguments;
   va_start(arguments, number);
-  host().messages.log(group, number, arguments);
+  const wrcode rc = run<wrcode>([&] {
+    host().messages.log(group, number, arguments);
+    return kSuccess;
+  });
   va_end(arguments);
-  return kSuccess;
+  return rc;
+}
+
+// A text may be handed over with its terminator. Of two values the first is a number, four raw
+// bytes, and the second the name or token that it is the length of.
+std::string substitution(std::string_view value, int count, int i) {
+  if (count == 2 && i == 0) {
+    int raw = 0;
+    std::memcpy(&raw, value.data(), sizeof raw);
+    return std::to_string(raw);
+  }
+  if (value.ends_with('\0')) value.remove_suffix(1);
+  const std::string text(trimmed(value));
+  return count == 2 ? unescape_name(text) : text;
 }
 
 wrcode Services::wrmksub(int count, ...) {
-  std::vector<std::string> substitutions;
   std::va_list arguments;
   va_start(arguments, count);
-  for (int i = 0; i < count; ++i) {
-    const auto* value = va_arg(arguments, const char*);
-    const int length = va_arg(arguments, int);
-    std::string text(value, static_cast<std::size_t>(length));
-    // A text may be handed over with its terminator; a number is four raw bytes.
-    const bool number = count == 2 && i == 0;
-    if (!number && !text.empty() && text.back() == '\0') text.pop_back();
-    if (number) {
-      int raw = 0;
-      std::memcpy(&raw, text.data(), sizeof raw);
-      text = std::to_string(raw);
+  const wrcode rc = run<wrcode>([&] {
+    std::vector<std::string> substitutions;
+    for (int i = 0; i < count; ++i) {
+      const auto* value = va_arg(arguments, const char*);
+      const auto length = static_cast<std::size_t>(va_arg(arguments, int));
+      substitutions.push_back(substitution({value, length}, count, i));
     }
-    substitutions.emplace_back(number ? text : std::string(trimmed(text)));
-  }
+    host().messages.attach(std::move(substitutions));
+    return kSuccess;
+  });
   va_end(arguments);
-  host().messages.attach(std::move(substitutions));
-  return kSuccess;
+  return rc;
 }
 
 wrcode Services::yxam2am(const char* method, AMMCB** ammcb, rebid) {

@@ -13,7 +13,8 @@ namespace fileref::runtime {
 // One option text, and how far it has been read. A token is a quoted string (apostrophes or double
 // quotes, doubled to mean themselves), an equals sign, or a run of other bytes: a name when it
 // begins with a letter or underscore, a number when it is digits with an optional sign. Blanks,
-// tabs and line ends separate.
+// tabs and line ends separate. The value of an option whose value is a text (CD=/tmp) is handed out
+// as a quoted string, with or without its quotes in the text.
 class OptionSource {
  public:
   explicit OptionSource(std::string_view text);
@@ -25,9 +26,13 @@ class OptionSource {
   void consume(int count) { position_ += static_cast<std::size_t>(count); }
 
   // Moves the cursor to the token after the one it holds; a fresh cursor starts where the source
-  // stands. At the end an empty token of type kTokenOther. kTokenFailure where a quote is not
-  // closed, and where a value is missing behind an equals sign.
+  // stands. At the end an empty token of type kTokenOther. kTokenFailure, told by `failure`, where
+  // a quote is not closed or closes inside a word, where a value is missing behind an equals sign,
+  // and where a token is too long.
   wrcode next(XXTOKEN& cursor);
+  const std::string& failure() const { return failure_; }
+  // The normal form of the token `count` behind where the source stands; empty behind the last.
+  std::string_view ahead(int count) const;
 
   // Takes the token's text out of `display`.
   void blot(const TOKEN* token);
@@ -45,7 +50,8 @@ class OptionSource {
     std::size_t offset;  // of the marked place, in bytes
     std::size_t length;  // 0: behind the end
   };
-  // Marks the token in error; where none is, the one that `scanned` further tokens lead to.
+  // Marks the token in error, or where `next` failed; else the token that `scanned` further ones
+  // lead to.
   Display display(int scanned) const;
 
  private:
@@ -60,14 +66,21 @@ class OptionSource {
 
   void split(std::string_view text);
   void add(short type, std::size_t from, std::size_t to);
+  bool begins_text_value() const;
   void blot_unread_secrets();
+  wrcode fail_at(std::size_t index, std::string why);
   std::size_t index_of(const TOKEN* token) const;
 
   std::string text_;
   std::vector<Token> tokens_;  // never changes after construction: records are pointed to
   Token end_{};
   std::size_t position_ = 0;
-  std::size_t unclosed_ = kNowhere;  // offset of a quote that is not closed
+  std::size_t unclosed_ =
+      kNowhere;  // offset of a quote that is not closed, or not where a word ends
+  bool closes_in_word_ = false;
+  std::size_t secret_ = kNowhere;  // from here on everything may be part of a secret
+  std::size_t failed_ = kNowhere;  // index of the token that could not be handed out
+  std::string failure_;
 };
 
 }  // namespace fileref::runtime

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "host/codes.h"
 #include "runtime/name_escape.h"
 #include "runtime/names.h"
+#include "runtime/shield.h"
 #include "runtime/toolkit_text.h"
 
 namespace fileref::runtime {
@@ -31,6 +33,14 @@ bool says_nothing_is_there(std::string_view words) {
 
 // Every object knows its toolkit through `oven` and is destroyed by one template.
 
+template <class Call>
+TKStatus Toolkit::run(TKStatus failure, Call call) {
+  TKStatus result = failure;
+  std::string why;
+  if (shielded([&] { result = call(); }, &why) != kSuccess) trouble_.explanation = why;
+  return result;
+}
+
 struct Toolkit::Pool : TKPool_S {
   std::vector<std::unique_ptr<char[]>> blocks;
 
@@ -38,7 +48,12 @@ struct Toolkit::Pool : TKPool_S {
   static void* allocate(TKPool_S* base, TKMemSize size, TKFlags /*flags*/) {
     auto* pool = static_cast<Pool*>(base);
     if (static_cast<Toolkit*>(pool->generic.oven)->allocation_faults_.hit()) return nullptr;
-    return pool->blocks.emplace_back(std::make_unique<char[]>(size)).get();
+    void* block = nullptr;
+    static_cast<Toolkit*>(pool->generic.oven)->run(kNoMemory, [&] {
+      block = pool->blocks.emplace_back(std::make_unique<char[]>(size)).get();
+      return kSuccess;
+    });
+    return block;
   }
 };
 
@@ -48,9 +63,15 @@ struct Toolkit::Journal : TKJnl_S {
 
 struct Toolkit::Pipeline : TKNLSPipeline_S {
   Pipeline() : TKNLSPipeline_S{{}, &transcode} {}
-  static TKStatus transcode(TKNLSPipeline_S* /*pipeline*/, const void* source, TKMemSize length,
+  static TKStatus transcode(TKNLSPipeline_S* pipeline, const void* source, TKMemSize length,
                             void* target, TKMemSize capacity, TKMemSize* written,
                             TKFlags /*flags*/) {
+    return static_cast<Toolkit*>(pipeline->generic.oven)->run(kFailed, [&] {
+      return convert(source, length, target, capacity, written);
+    });
+  }
+  static TKStatus convert(const void* source, TKMemSize length, void* target, TKMemSize capacity,
+                          TKMemSize* written) {
     const std::u32string text = to_toolkit_text({static_cast<const char*>(source), length});
     const std::size_t bytes = text.size() * sizeof(TKChar);
     *written = 0;
@@ -68,9 +89,11 @@ struct Toolkit::LaunchService : TKELS_S {
     auto* toolkit = static_cast<Toolkit*>(extension->generic.oven);
     *process = nullptr;
     if (toolkit->service_faults_.hit()) return kProcessFailed;
-    const std::string command_line = from_toolkit_text(parms->szCommand);
-    if (toolkit->launcher) return toolkit->launcher(command_line, process);
-    return toolkit->launch_client(command_line, process);
+    return toolkit->run(kProcessFailed, [&] {
+      const std::string command_line = unescape_name(from_toolkit_text(parms->szCommand));
+      if (toolkit->launcher) return toolkit->launcher(command_line, process);
+      return toolkit->launch_client(command_line, process);
+    });
   }
 };
 
@@ -103,46 +126,58 @@ struct Toolkit::Process : LSProcess_S {
 
   Toolkit& toolkit() const { return *static_cast<Toolkit*>(generic.oven); }
   static Process& of(LSProcess_S* process) { return *static_cast<Process*>(process); }
+  template <class Call>
+  static TKStatus run(LSProcess_S* process, Call call) {
+    Process& self = of(process);
+    return self.toolkit().run(kProcessFailed, [&] { return call(self); });
+  }
 
   static long pid(LSProcess_S* process) { return of(process).client->pid(); }
   static TKMemPtr context(LSProcess_S* process) { return process->pUserContext; }
   static TKStatus kill(LSProcess_S* process, TKJnlh /*journal*/) {
-    return of(process).client->kill();
+    return run(process, [&](Process& self) { return self.client->kill(); });
   }
   static TKStatus status(LSProcess_S* process, int* exit_status, TKJnlh /*journal*/) {
-    const std::optional<int> ended = of(process).client->exit_status();
-    if (ended) *exit_status = *ended;
-    return ended ? kSuccess : kNoAnswerInTime;
+    return run(process, [&](Process& self) {
+      const std::optional<int> ended = self.client->exit_status();
+      if (ended) *exit_status = *ended;
+      return ended ? kSuccess : kNoAnswerInTime;
+    });
   }
   static TKStatus output(LSProcess_S* process, int mode, char* buffer, TKMemSize capacity,
                          TKMemSize* length, TKJnlh /*journal*/) {
-    Process& self = of(process);
     *length = 0;
-    if (self.toolkit().service_faults_.hit()) return kProcessFailed;
-    const TKStatus rc = self.client->read(mode, buffer, capacity, length);
-    self.toolkit().note_trouble(*self.client);
-    self.note_refusal({buffer, *length});
-    self.note_missing_directory({buffer, *length});
-    return rc;
+    return run(process, [&](Process& self) {
+      if (self.toolkit().service_faults_.hit()) return kProcessFailed;
+      const TKStatus rc = self.client->read(mode, buffer, capacity, length);
+      self.toolkit().note_trouble(*self.client);
+      self.note_refusal({buffer, *length});
+      self.note_missing_directory({buffer, *length});
+      return rc;
+    });
   }
   static TKStatus input(LSProcess_S* process, const char* text, TKMemSize length,
                         TKJnlh /*journal*/) {
-    Process& self = of(process);
-    if (self.toolkit().service_faults_.hit()) return kProcessFailed;
-    self.toolkit().driven_ = self.client.get();
-    self.command.assign(text, length);
-    const TKStatus rc = self.client->send({text, length});
-    if (rc != kSuccess) self.toolkit().note_trouble(*self.client);
-    return rc;
+    return run(process, [&](Process& self) {
+      if (self.toolkit().service_faults_.hit()) return kProcessFailed;
+      self.toolkit().driven_ = self.client.get();
+      self.command.assign(text, length);
+      const TKStatus rc = self.client->send({text, length});
+      if (rc != kSuccess) self.toolkit().note_trouble(*self.client);
+      return rc;
+    });
   }
   static TKStatus close(LSProcess_S* process) {
-    of(process).client->close_streams();
-    return kSuccess;
+    return run(process, [&](Process& self) {
+      self.client->close_streams();
+      return kSuccess;
+    });
   }
   static TKStatus await(LSProcess_S* process, long milliseconds, TKJnlh /*journal*/) {
-    Process& self = of(process);
-    if (self.toolkit().service_faults_.hit()) return kProcessFailed;
-    return self.client->wait(std::chrono::milliseconds(milliseconds));
+    return run(process, [&](Process& self) {
+      if (self.toolkit().service_faults_.hit()) return kProcessFailed;
+      return self.client->wait(std::chrono::milliseconds(milliseconds));
+    });
   }
   static void no_method() {}
   static TKStatus refuse(LSProcess_S* /*process*/, TKJnlh /*journal*/) { return kNotSupported; }
@@ -158,7 +193,8 @@ TKStatus Toolkit::destroy(TKGeneric* object) {
 template <class T, class Record>
 T* Toolkit::make(const char* name) {
   if (service_faults_.hit()) return nullptr;
-  auto* object = new T();
+  auto* object = new (std::nothrow) T();
+  if (object == nullptr) return nullptr;
   *reinterpret_cast<TKGeneric*>(static_cast<Record*>(object)) = {this, name, &destroy<T, Record>};
   ++outstanding_;
   return object;
@@ -213,6 +249,11 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
 
 void Toolkit::pause(std::chrono::milliseconds at_most) {
   if (driven_ != nullptr && driven_->busy()) driven_->pump(at_most);
+}
+
+void Toolkit::explain(std::string_view more) {
+  if (!trouble_.explanation.empty()) trouble_.explanation += "; ";
+  trouble_.explanation += more;
 }
 
 void Toolkit::note_trouble(const Client& client) {

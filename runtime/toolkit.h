@@ -48,6 +48,8 @@ class Toolkit {
   };
   const Trouble& trouble() const { return trouble_; }
   void forget_trouble() { trouble_ = {}; }
+  // Adds to why a command failed.
+  void explain(std::string_view more);
   // Objects made and not destroyed yet.
   long outstanding() const { return outstanding_; }
 
@@ -66,6 +68,9 @@ class Toolkit {
   T* make(const char* name);
   TKStatus launch_client(const std::string& command_line, LSProcessp* process);
   void note_trouble(const Client& client);
+  // Runs what the module asks of an object. What it throws becomes `failure`, and the explanation.
+  template <class Call>
+  TKStatus run(TKStatus failure, Call call);
 
   struct Handle : TK_HNDL_S {
     Toolkit* toolkit;

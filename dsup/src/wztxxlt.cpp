@@ -7,7 +7,7 @@
 namespace {
 
 void copy(const tchar* source, tchar* dest, int len) {
-  if (source != dest && len > 0) std::memcpy(dest, source, static_cast<std::size_t>(len));
+  if (source != dest) std::memcpy(dest, source, static_cast<std::size_t>(len));
 }
 
 void translate_multibyte(int function, const tchar* source, tchar* dest, int len) {
@@ -32,6 +32,7 @@ void translate_multibyte(int function, const tchar* source, tchar* dest, int len
 
 wrcode wztxxlt(int function, const tchar* source_string, tchar* dest_string, int len) {
   if (function < 0 || function >= kTranslateFunctions) return kBadTranslation;
+  if (len <= 0) return kSuccess;
   const YAKGCBSTR* global = global_control_block();
   const bool multibyte = global->session != nullptr && global->session->multibyte != 0;
   if (multibyte && function != kFifthTable) {

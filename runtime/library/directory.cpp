@@ -22,7 +22,7 @@ constexpr std::size_t kLongestName = 512;
 std::string member_name(std::string_view member) {
   const bool one_name = !member.empty() && member != "." && member != ".." &&
                         member.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
-  if (one_name) return runtime::protect_name(member);
+  if (one_name) return runtime::escape_name(member);
   throw UsageError(fmt::format("\"{}\" is no name of a member: it must be one name, without a /.",
                                runtime::printable(member)));
 }
@@ -51,6 +51,16 @@ Extension::Extension(std::string_view type) {
   type.copy(text_.data(), text_.size());
 }
 
+// Takes what stands behind the first dot off a name, unless that is its first byte. Done here,
+// where the name is itself again: its type is cut.
+std::string split_type(std::string* name) {
+  const std::size_t dot = name->find('.');
+  if (dot == 0 || dot == std::string::npos) return {};
+  const std::string type(runtime::trimmed(name->substr(dot + 1, sizeof(Name8))));
+  name->resize(dot);
+  return type;
+}
+
 }  // namespace
 
 OpenDirectory::OpenDirectory(Host::Impl& host, const Name8& fileref, ptr directory,
@@ -70,7 +80,7 @@ bool OpenDirectory::next(Member& member) {
   char name[kLongestName];
   int length = 0;
   char type[sizeof(Name8)];
-  const int flags = (options_.kinds ? kFindKind : 0) | (options_.split ? kSplitType : 0);
+  const int flags = options_.kinds ? kFindKind : 0;
   WX_INFOPARM information{};
   bool more = true;
   host_.enter(text_of(fileref_), [&] {
@@ -81,7 +91,7 @@ bool OpenDirectory::next(Member& member) {
   });
   if (!more) return false;
   member.name = runtime::unescape_name({name, static_cast<std::size_t>(length)});
-  member.type = runtime::unescape_name(runtime::trimmed({type, sizeof type}));
+  member.type = options_.split ? split_type(&member.name) : "";
   member.kind = (information.flag & kInfoDirectory) != 0 ? Member::Kind::kDirectory
                 : (information.flag & kInfoFile) != 0    ? Member::Kind::kFile
                                                          : Member::Kind::kUnknown;

@@ -122,10 +122,25 @@ void OpenFile::write_last(std::string_view record) {
   write(record);
 }
 
+// What could not be sent is kept, whatever the reason was.
+rctype OpenFile::send_and_close() {
+  runtime::Runtime& runtime = host_.runtime();
+  const std::string data = temporary_ == nullptr ? "" : runtime.temp.spare(temporary_);
+  const rctype rc = close_entry_(file_);
+  const bool is_unsent = rc != kSuccess && runtime.temp.is_spared(data);
+  const std::string place = is_unsent ? runtime.toolkit.launch.keep_unsent(data) : "";
+  if (is_unsent) {
+    runtime.toolkit.explain(place.empty() ? "the data could not be kept"
+                                          : "the data is kept in " + place);
+  }
+  if (!is_unsent || !place.empty()) runtime.temp.remove_spared(data);
+  return rc;
+}
+
 void OpenFile::close() {
   if (file_ == nullptr) return;
   try {
-    host_.enter(fileref_, [this] { return close_entry_(file_); });
+    host_.enter(fileref_, [this] { return send_and_close(); });
   } catch (...) {
     // A temporary file that could not be written to its end is still open, and so is the file.
     if (temporary_ != nullptr && host_.runtime().temp.is_open(temporary_)) abandon();
@@ -150,8 +165,9 @@ std::vector<InfoLine> lines_of(const W_INFSTR* list) {
   for (long i = 0; i < list->pairnum; ++i) {
     const W_PAIRS& pair = list->wpairs[i];
     if (pair.nameptr == nullptr) continue;
-    lines.push_back({std::string(pair.nameptr, static_cast<std::size_t>(pair.namelen)),
-                     std::string(pair.valueptr, static_cast<std::size_t>(pair.valuelen))});
+    lines.push_back(
+        {std::string(pair.nameptr, static_cast<std::size_t>(pair.namelen)),
+         runtime::unescape_name({pair.valueptr, static_cast<std::size_t>(pair.valuelen)})});
   }
   return lines;
 }

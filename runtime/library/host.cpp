@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -13,6 +14,7 @@
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
 #include "runtime/printable.h"
+#include "runtime/option_values.h"
 #include "runtime/tokens.h"
 #include "runtime/unsent.h"
 
@@ -145,7 +147,7 @@ Host::Impl::Impl(HostOptions options)
   runtime_.temp.name_of_output = [this] {
     const auto found = assigned_.find(name8(runtime_.log.subject()));
     const Assignment of = found == assigned_.end() ? Assignment() : found->second;
-    return of.makes_directory ? of.file : of.physical_name;
+    return runtime::unescape_name(of.makes_directory ? of.file : of.physical_name);
   };
   launch.keep_unsent = [this](const std::string& local) {
     return runtime::keep_unsent(local, options_.unsent_directory, runtime_.temp.name_of_output());
@@ -254,7 +256,9 @@ Name8 Host::Impl::checked_name(std::string_view fileref) const {
                   fmt::format("\"{}\" is no fileref: it needs 1 to 8 characters and no blanks.",
                               runtime::printable(fileref)));
   }
-  return name8(trimmed);
+  Name8 name = name8(trimmed);
+  runtime_.text.to_upper(name.data(), name.size());
+  return name;
 }
 
 Host::Impl::OptionBlock Host::Impl::parse(std::string_view statement, const Name8& name,
@@ -277,22 +281,19 @@ Host::Impl::OptionBlock Host::Impl::parse(std::string_view statement, const Name
     while (rc == kSuccess && !source.at_end()) {
       scanned = 0;
       rc = amparse(logical.data(), runtime_.request(), kMethod, env, &source, &scanned, &block);
+      if (rc == kSuccess && !runtime::refusal_of_value(source).empty()) rc = kOptionSyntax;
       if (rc == kSuccess) source.consume(scanned);
     }
     runtime_.options_being_read = nullptr;
-    const OptionSource::Display display = source.display(scanned);
     if (rc != kSuccess) {
-      std::string message = runtime_.messages.describe(rc);
-      if (!unfit.empty()) {
-        message = unfit + ".";
-      } else if (rc == kTokenFailure) {
-        message = "A quote is not closed, or a value is missing behind the equals sign.";
-      }
+      const OptionSource::Display display = source.display(std::min(scanned, 2));
+      std::string message = unfit.empty() ? runtime::explain_refusal(source, rc) : unfit + ".";
+      if (message.empty()) message = runtime_.messages.describe(rc);
       fail(Failure(rc, message)
                .with_substitutions(runtime_.messages.attached())
                .with_place({display.text, display.offset, display.length}));
     }
-    echo += " " + display.text;
+    echo += " " + source.display(0).text;
   }
   runtime_.log.write(statement, echo);
   callbacks_.rethrow();
@@ -340,7 +341,7 @@ void Host::Impl::assign(std::string_view fileref, const Target& target,
   if (!target.user.empty()) texts.push_back(option("USER", target.user));
   if (!target.names.empty()) {
     texts.emplace_back("MGET");
-    if (!target.path.empty()) texts.push_back(option("CD", runtime::protect_name(target.path)));
+    if (!target.path.empty()) texts.push_back(option("CD", target.path));
   }
   texts.insert(texts.end(), options.begin(), options.end());
   Assignment assignment = checked(target, options);

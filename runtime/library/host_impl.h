@@ -188,6 +188,7 @@ class OpenFile {
  private:
   WX_AMVEC& vector();
   void drop();
+  rctype send_and_close();
 
   Host::Impl& host_;
   std::string fileref_;

@@ -91,13 +91,9 @@ std::string port_of(std::string_view text, std::string_view whole) {
   return std::to_string(port);
 }
 
-// A name between quotes, without another quote of that kind.
+// A name between quotes; escaped, it holds none itself.
 std::string list_item(const std::string& name) {
-  std::string item = "'";
-  for (const char c : runtime::protect_name(name)) {
-    item += c == '\'' ? runtime::escape_byte(c) : std::string(1, c);
-  }
-  return item + "'";
+  return "'" + runtime::escape_name(name) + "'";
 }
 
 Target parse_remote(std::string_view text) {
@@ -190,9 +186,9 @@ std::string physical_name(const Target& target) {
   const bool of_the_root = path == "/" || (path.starts_with('/') && target.is_pattern());
   const bool like_a_list = path.starts_with('(');
   if (split_by_slash || (!split_by_backslash && !of_the_root && !like_a_list)) {
-    return runtime::protect_name(path);
+    return runtime::escape_name(path);
   }
-  return (path.starts_with('/') ? "/." : "./") + runtime::protect_name(path);
+  return (path.starts_with('/') ? "/." : "./") + runtime::escape_name(path);
 }
 
 }  // namespace fileref

@@ -53,6 +53,8 @@ class TempFile : public HOST_FILE {
         method_(method) {}
 
   const Name8& logical() const { return logical_; }
+  const std::string& path() const { return path_; }
+  bool is_output() const { return writer_ != nullptr; }
   bool is_stream() const { return (recfm_ & kRecfmStream) != 0; }
   bool is_fixed() const { return (recfm_ & kRecfmFixed) != 0; }
   void abandon() { abandoned_ = true; }
@@ -220,8 +222,10 @@ wrcode TempMethod::deassign(const Name8& logical) {
   const auto found = assigned_.find(logical);
   if (found == assigned_.end()) return kNotAssigned;
   files_.remove_if([&](const auto& file) { return file->logical() == logical; });
-  unlink(found->second.c_str());
-  unmark_unsent(found->second);
+  if (found->second != spared_) {
+    unlink(found->second.c_str());
+    unmark_unsent(found->second);
+  }
   assigned_.erase(found);
   return kSuccess;
 }
@@ -288,6 +292,24 @@ void TempMethod::leave_next_line_open(HOST_FILE* file) {
 
 bool TempMethod::take_open_line() {
   return std::exchange(line_is_open_, false);
+}
+
+std::string TempMethod::spare(const HOST_FILE* file) {
+  const auto* written = static_cast<const TempFile*>(file);
+  spared_ = is_open(file) && written->is_output() ? written->path() : "";
+  return spared_;
+}
+
+bool TempMethod::is_spared(const std::string& path) const {
+  const bool named = std::any_of(assigned_.begin(), assigned_.end(),
+                                 [&](const auto& entry) { return entry.second == path; });
+  return !path.empty() && !named && access(path.c_str(), F_OK) == 0;
+}
+
+void TempMethod::remove_spared(const std::string& path) {
+  if (is_spared(path)) unlink(path.c_str());
+  if (!path.empty()) unmark_unsent(path);
+  spared_.clear();
 }
 
 bool TempMethod::is_stream(const HOST_FILE* file) {

@@ -45,6 +45,13 @@ class TempMethod {
   // What is written to this open file is dropped when it is closed, and nothing of it stays.
   void abandon(HOST_FILE* file);
   bool is_open(const HOST_FILE* file) const;
+  // Lets the data written to an open file outlive the file's name, for whoever may have to keep it.
+  // Returns its path; empty when nothing is written there.
+  std::string spare(const HOST_FILE* file);
+  // Whether the data at a path is there without a name of its own.
+  bool is_spared(const std::string& path) const;
+  // Ends that: the data goes, unless its name still stands for it.
+  void remove_spared(const std::string& path);
   // Whether an open file's records are pieces of a stream of bytes.
   static bool is_stream(const HOST_FILE* file);
   // The next line that is written to this file, which is open for output, gets no line feed and is
@@ -81,6 +88,7 @@ class TempMethod {
   std::map<Name8, std::string> assigned_;
   std::list<std::unique_ptr<TempFile>> files_;
   bool line_is_open_ = false;
+  std::string spared_;
 };
 
 }  // namespace fileref::runtime

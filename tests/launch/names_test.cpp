@@ -17,9 +17,9 @@ std::string upper(std::string text) {
 }
 
 TEST(NameEscape, IsUndoneForAllBytes) {
-  const std::string pieces[] = {"sftp", ">",  "sftp>", "canonicalise", "CANONIC", "ALISE",
-                                " ",    "\r", "\x10",  "\x1f",         ".",       "P",
-                                "s",    "No"};
+  const std::string pieces[] = {"sftp",  ">", "sftp>", "canonicalise", "CANONIC",
+                                "ALISE", " ", "\r",    "\x10",         "\x1f",
+                                ".",     "P", "s",     "No",           "'"};
   std::mt19937 random(1);
   const auto up_to = [&](std::size_t n) { return random() % n; };
   for (int round = 0; round < 20000; ++round) {
@@ -33,8 +33,10 @@ TEST(NameEscape, IsUndoneForAllBytes) {
     }
     const std::string escaped = escape_name(name);
     ASSERT_EQ(unescape_name(escaped), name);
+    ASSERT_EQ(unescape_name(protect_marks(name)), name);
+    ASSERT_EQ(upper(escaped), upper(escape_name(upper(name)))) << "a name in another case";
     ASSERT_LE(escaped.size(), 2 * name.size());
-    ASSERT_EQ(escaped.find_first_of(" \r"), std::string::npos) << name;
+    ASSERT_EQ(escaped.find_first_of(" \r'"), std::string::npos) << name;
     for (const char* text : {"SFTP>", "CANONICALISE"}) {
       ASSERT_EQ(upper(escaped).find(text), std::string::npos) << name;
     }

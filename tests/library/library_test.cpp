@@ -149,6 +149,72 @@ TEST_F(Library, AFailedUploadKeepsTheDataAndTheFilerefUsable) {
   host_->deassign("OUT");
 }
 
+// Data that not even a command could be sent for.
+TEST_F(Library, AFailedCloseKeepsTheData) {
+  host_->assign("OUT", target(std::string(4060 - directory_.path().string().size(), 'x')));
+  Output output = host_->create("OUT");
+  output.write("precious");
+  const Failure failed = failure([&] { output.close(); });
+  ASSERT_NE(failed.code(), 0);
+  const auto kept = support::fs::directory_iterator(directory_ / "unsent")->path();
+  EXPECT_EQ(support::read_file(kept), "precious\n");
+  EXPECT_EQ(failed.explanation(), "the data is kept in " + kept.string());
+}
+
+TEST_F(Library, NamesAreThemselvesOutside) {
+  for (const std::string name : {"a b", "c\rd", "it's", "Sftp>x.T pe", "CANONICALISE", ".s\x1f",
+                                 "m\x10\x31.\x1f\x10tension"}) {
+    support::fs::create_directory(directory_ / "d");
+    put("d/" + name, "1\n");
+    host_->assign("F", target("d/" + name));
+    EXPECT_TRUE(host_->exists("F")) << name;
+    EXPECT_EQ(read("F"), "1|");
+    EXPECT_EQ(host_->open("F").info().front().value, (directory_ / "d" / name).string());
+    host_->assign("D", target("d"), {"DIR LSA"});
+    Directory directory = host_->open_directory("D", {.split = true});
+    Member member;
+    ASSERT_TRUE(directory.next(member));
+    const std::size_t dot = name.find('.', 1);
+    EXPECT_EQ(member.name, name.substr(0, dot));
+    EXPECT_EQ(member.type, dot == name.npos ? "" : name.substr(dot + 1, 8));
+    directory.close();
+    host_->assign("P", target("d"), {"DIR", option("LSFILE", "*" + name.substr(1))});
+    EXPECT_EQ(name[0] == '.' ? name + "|" : read("P", {"LS"}), name + "|");
+    support::fs::remove_all(directory_ / "d");
+  }
+}
+
+TEST_F(Library, ANameHasItsCaseFromTheSession) {
+  host_->assign("gr\xC3\xB6\xC3\x9F", target("f"));
+  EXPECT_TRUE(host_->is_assigned("GR\xC3\x96\xC3\x9F"));
+  put("f", "1\n");
+  EXPECT_EQ(read("Gr\xC3\x96\xC3\x9F"), "1|");
+  host_->deassign("gR\xC3\xB6\xC3\x9F");
+}
+
+TEST_F(Library, TellsWhatAnOptionTakes) {
+  const std::tuple<std::string, const char*, const char*> cases[] = {
+      {"LRECL=0", "1 to 2147483647", "0"},
+      {"LRECL=9223372036854775807", "1 to 2147483647", "9223372036854775807"},
+      {"WAIT_MILLISECONDS=-1", "from 0", "-1"},
+      {"NEW RECFM=U", "V (lines)", "U"},
+      {"ENCODING=none", "iconv -l", "none"},
+      {"CD '/x'", "CD takes the name of a directory behind an equals sign.", "'/x'"},
+      {"CD=", "missing", ""},
+      {"USER='" + std::string(128, 'u') + "'", "127 bytes", nullptr},
+      {"OPTIONS='" + std::string(40000, 'u') + "'", "too long", nullptr}};
+  Target in_no_directory;
+  in_no_directory.path = "f";
+  for (const auto& [text, message, marked] : cases) {
+    const Failure wrong = failure([&] { host_->assign("F", in_no_directory, {text}); });
+    EXPECT_NE(wrong.message().find(message), std::string::npos) << wrong.message();
+    const Failure::OptionPlace& place = wrong.option_place();
+    EXPECT_EQ(place.text, text);
+    EXPECT_EQ(place.text.substr(place.offset, place.length),
+              marked != nullptr ? marked : text.substr(text.find('\'')));
+  }
+}
+
 TEST_F(Library, StreamReadsAreMeasuredByAVariable) {
   put("in", "abcdefghij");
   host_->assign("IN", target("in"), {"RECFM=S LRECL=6"});

@@ -1,5 +1,6 @@
 // Filerefs: what an assignment makes of its names and options, and how it is found and undone.
 #include <cstring>
+#include <map>
 
 #include "sup/src/yxsftp/entries.h"
 #include "tests/module/module_host.h"
@@ -109,6 +110,60 @@ TEST_F(Assignment, IsRefusedWithoutOptionsOrMethod) {
   EXPECT_EQ(host_.attached(), "IN");
   EXPECT_EQ(host_.logged(), "error: " + message_text<message::NoOptions>("SFTP", "SFTP") + "|");
   EXPECT_EQ(yxsasgn(name, request_, other, physical, 1, host_.options("")), kUnknownMethod);
+}
+
+TEST_F(Assignment, LeavesTheHostABlockThatItKeeps) {
+  char name[] = "IN      ", other[] = "NOSUCH  ", physical[] = "f";
+  for (const int env : {0, kParseHostKeepsBlock}) {
+    FAMB* block = host_.options("OPTIONS='-v'", env);
+    EXPECT_EQ(yxsasgn(name, request_, other, physical, 1, block), kUnknownMethod);
+    EXPECT_EQ(host_.runtime.outstanding(), env == 0 ? 0 : 2);
+    if (env != 0) release_option_block(block, nullptr);
+  }
+}
+
+TEST_F(Assignment, KeepsANameInItsCaseAndFindsItInAny) {
+  char lower[] = "mixed1\xC3\xA9", upper[] = "MIXED1\xC3\x89", physical[] = "f";
+  EXPECT_EQ(yxsasgn(lower, request_, kSftp, physical, 1, host_.options("")), kSuccess);
+  EXPECT_EQ(yxsasgn(upper, request_, kSftp, physical, 1, host_.options("")), kSuccess);
+  EXPECT_EQ(list(), "m") << "it is one fileref, under the name it was given first";
+  ptr file = nullptr;
+  WX_OPENPARM parms{};
+  ASSERT_EQ(host_.table().amopen.entryp(&file, lower, request_, &parms), kSuccess);
+  EXPECT_EQ(std::string(static_cast<FFCB*>(file)->logname, 8), upper);
+  EXPECT_EQ(host_.close(file), kSuccess);
+  EXPECT_EQ(yxsdasg(lower, request_), kSuccess);
+}
+
+// j: journal, c: client, p: program, e: extension
+TEST_F(Assignment, EndsItsSessionInOrder) {
+  static std::string order;
+  static std::map<TKGeneric*, std::pair<char, TKStatus (*)(TKGeneric*)>> objects;
+  static ptr program = nullptr;
+  static void (*release)(POOL*, ptr, long, long) = nullptr;
+  ptr file = nullptr;
+  ASSERT_EQ(host_.assign("A", "f"), kSuccess);
+  ASSERT_EQ(host_.open(&file, "A", 0), kSuccess);
+  ASSERT_EQ(host_.close(file), kSuccess);
+  FLCB* flcb = host_.fileref("A");
+  const std::pair<TKGeneric*, char> watched[] = {
+      {&flcb->sftp_jnl->generic, 'j'}, {&flcb->hProcess->generic, 'c'}, {&flcb->els->generic, 'e'}};
+  for (const auto& [object, letter] : watched) {
+    objects[object] = {letter, object->destroy};
+    object->destroy = [](TKGeneric* which) {
+      order += objects[which].first;
+      return objects[which].second(which);
+    };
+  }
+  program = flcb->sftp_server;
+  release = request_->pool->free;
+  request_->pool->free = [](POOL* pool, ptr block, long length, long flags) {
+    if (block == program) order += 'p';
+    release(pool, block, length, flags);
+  };
+  EXPECT_EQ(host_.deassign("A"), kSuccess);
+  request_->pool->free = release;
+  EXPECT_EQ(order, "jcpe");
 }
 
 TEST_F(Assignment, LooksTheMethodUpWhereAssignmentsLive) {

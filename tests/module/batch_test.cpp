@@ -55,6 +55,7 @@ TEST(Batches, RunToTheirEnd) {
       if (file != nullptr) {
         EXPECT_EQ(host.read_all(file), "");
         EXPECT_EQ(host.write(file, "x"), kFailed);
+        EXPECT_NE(host.attached(), "");
         EXPECT_EQ(host.close(file), kSuccess);
       }
       EXPECT_EQ(host.deassign("B"), kSuccess);

@@ -236,6 +236,19 @@ TEST_F(Dialogue, ACommandThatDoesNotFitIsNotSent) {
   EXPECT_EQ(host_.client.dialogue(), "sftp   h\n") << "no part of it is sent";
 }
 
+// The module could not clean up behind them.
+TEST_F(Dialogue, ExceptionsOfTheHostAreItsFailures) {
+  assign("f");
+  const auto throws = [](auto&&...) -> TKStatus { throw std::runtime_error("no luck"); };
+  host_.runtime.on_pause = throws;
+  EXPECT_EQ(start(), kSuccess) << "a pause may fail";
+  host_.runtime.toolkit.launcher = throws;
+  host_.fileref("A")->flag |= kSessionPending;
+  EXPECT_EQ(start(), kFailed);
+  EXPECT_EQ(host_.attached(), kNotStarted);
+  EXPECT_EQ(host_.runtime.toolkit.trouble().explanation, "no luck");
+}
+
 TEST_F(Dialogue, ANameIsFoundInAnyCase) {
   assign("f");
   ptr file = &file;

@@ -260,11 +260,13 @@ TEST_F(Directories, FilerefsAndTheirFilesExist) {
     Answer answer;
     rctype rc;
     const char* command;
+    std::string options = {};
   } cases[] = {
       {"README", listing("a readme b"), kSuccess, "ls \n"},
       {"README", listing("readme.x README2"), kDoesNotExist, "ls \n"},
       {"README", listing(""), kDoesNotExist, "ls \n"},
       {".rc", "sftp> ls -a \n. ..\n.rc\nsftp> ", kSuccess, "ls -a \n"},
+      {".rc", "sftp> ls -a \n. ..\n.rc\nsftp> ", kSuccess, "ls -a \n", "LS"},
       {"", listing("a"), kDoesNotExist, "ls \n"},
       {"README", Chunk(kNoAnswerInTime), kFailed, "ls \n"},
   };
@@ -272,13 +274,36 @@ TEST_F(Directories, FilerefsAndTheirFilesExist) {
   EXPECT_EQ(table_.amexstl.entryp(name_.data(), reb), kNotAssigned);
   EXPECT_EQ(table_.amexstp.entryp(name_.data(), reb), kNotAssigned);
   for (const auto& c : cases) {
-    host_.assign("LIB", c.physical);
+    host_.assign("LIB", c.physical, "HOST='h' " + c.options);
     EXPECT_EQ(table_.amexstl.entryp(name_.data(), reb), kSuccess);
     host_.client.script = {kPrompt, c.answer};
     EXPECT_EQ(table_.amexstp.entryp(name_.data(), reb), c.rc) << c.physical;
     EXPECT_EQ(host_.client.dialogue(), std::string("sftp   h\n") + c.command);
     finish(kNullPointer);
   }
+}
+
+// What a start that failed leaves stands somewhere else.
+TEST_F(Directories, AFailedStartServesNoFileThatWasOpenBefore) {
+  std::string member;
+  open();
+  ptr file = open_member("out", nullptr, kOpenOutput);
+  ASSERT_EQ(host_.write(file, "data"), kSuccess);
+  host_.client.script = {listing("sub"), kPrompt, Chunk(kEndOfOutput)};
+  EXPECT_EQ(next(&member, kFindKind), kFailed) << "it does not get back";
+  EXPECT_EQ(host_.client.alive, 0);
+  host_.client.script = {kPrompt, kNotThere};
+  open_member("x", nullptr, kOpenInput, "", kFailed);
+  EXPECT_EQ(host_.client.alive, 1) << "it stays until the deassignment";
+  host_.client.dialogue();
+  EXPECT_EQ(table_.ammclos.entryp(file), kFailed);
+  EXPECT_EQ(host_.attached(), message_text<message::RemoteNameFailed>("out"));
+  EXPECT_EQ(host_.client.dialogue(), "") << "nothing is sent to where it stands";
+  file = open_member("out", nullptr, kOpenOutput);
+  ASSERT_EQ(host_.write(file, "data"), kSuccess);
+  EXPECT_EQ(table_.ammclos.entryp(file), kSuccess) << "another start may do better";
+  EXPECT_EQ(host_.client.dialogue(), "3> sftp   h\n3> cd \"/d\"\n3> put \"TEMP\" \"out\"\n");
+  finish();
 }
 
 // The options of an open may hide that the fileref is a directory.

@@ -112,6 +112,7 @@ TEST(Helpers, TranslationFollowsTheSession) {
     EXPECT_EQ(wztxxlt(c.function, c.from.data(), c.from.data(), length_of(c.from)), kSuccess);
     EXPECT_EQ(c.from, c.to) << "in place";
     EXPECT_EQ(wztxxlt(c.function, "abc", copy.data(), 0), kSuccess);
+    EXPECT_EQ(wztxxlt(c.function, "abc", copy.data(), -3), kSuccess);
     EXPECT_EQ(wztxxlt(-1, "abc", copy.data(), 3), kBadTranslation);
     EXPECT_EQ(wztxxlt(5, "abc", copy.data(), 3), kBadTranslation);
     EXPECT_EQ(copy, c.to) << "nothing is touched";

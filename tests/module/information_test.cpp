@@ -64,6 +64,18 @@ TEST_F(Information, NamesWhatIsOpen) {
   }
 }
 
+// The length of the name is then that of the file being read.
+TEST_F(Information, OfAMultipleGetEndsWithItsText) {
+  assign("/d/*", "");
+  host_.client.script = {"sftp> ", "sftp> ", "sftp> ls *\na-much-longer-name\nsftp> ", "sftp> "};
+  host_.client.files["a-much-longer-name"] = "1\n";
+  ptr file = nullptr;
+  ASSERT_EQ(host_.open(&file, "F", kOpenInput, "MGET DIR"), kSuccess);
+  EXPECT_EQ(of_file(file), "Filename=*/2");
+  host_.close(file);
+  host_.deassign("F");
+}
+
 TEST_F(Information, NamesDirectoriesAndTheirMembers) {
   host_.client.files["m.CSV"] = "1\n";
   assign("/d", "DIR");

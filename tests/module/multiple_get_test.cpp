@@ -183,6 +183,19 @@ TEST_F(MultipleGet, EndsWhenTheNextFileCannotBeOpened) {
   EXPECT_EQ(host_.close(file), kSuccess);
 }
 
+TEST_F(MultipleGet, GoesOnWhenAFileCannotBeClosed) {
+  assign("(a b)", "RECFM=V");
+  host_.client.files = {{"a", "1\n"}, {"b", "2\n"}};
+  ptr file = open();
+  std::string record;
+  EXPECT_EQ(host_.read(file, &record), kSuccess);
+  host_.runtime.service_faults.arm(1);
+  EXPECT_EQ(host_.read(file, &record), kSuccess);
+  EXPECT_TRUE(host_.runtime.service_faults.fired());
+  EXPECT_EQ(record, "2");
+  finish(file);
+}
+
 TEST_F(MultipleGet, MayBeClosedAtAnyPoint) {
   for (int reads = 0; reads < 6; ++reads) {
     assign("(a b)");

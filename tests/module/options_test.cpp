@@ -88,7 +88,11 @@ TEST_F(Options, AreRecordedInTheBlock) {
       {"CD='x' CD=''", 3, "bits=2"},
       {"BATCHFILE='/b'", 3, "bits=1000 batchfile=/b"},
       {"BATCHFILE=''", 3, "bits=1000"},
-      {"PATH=xsftpx", 3, "bits=800 path=SFTP"},
+      {"PATH=sftp CD=/a/B.c NEW", 1, "cd=/a/B.c bits=812 path=sftp"},
+      {"CD='a\x1f\x10'", 3,
+       "cd=a\x10"
+       "1\x10"
+       "0 bits=2"},
       {"PATH=''", 3, "bits=800"},
       {"NBYTE=size NBYTE=n NONBYTE", 1, "nbyte=N len=-1 ds=off"},
   };
@@ -140,14 +144,15 @@ TEST_F(Options, AreRefusedAtTheirPlace) {
       {"NBYTE='size'", kOptionSyntax, 2, "'size'", true},
       {"NBYTE=" + n33, kOptionSyntax, 2, n33, true},
       {"CD=", kTokenFailure, kUntouched, "", false},
-      {"'open", kTokenFailure, kUntouched, "", false},
+      {"'open", kTokenFailure, kUntouched, "'open", false},
   };
   for (const std::string keyword : {"LRECL", "WAIT_MILLISECONDS", "RECFM", "ENCODING", "LSFILE",
                                     "CD", "BATCHFILE", "PATH", "NBYTE"}) {
     cases.push_back({keyword + " 'v'", kOptionSyntax, 1, "'v'", true});
   }
   for (const std::string keyword : {"USER", "HOST", "HOSTNAME", "OPTIONS", "OPTIONSX"}) {
-    cases.push_back({keyword + " 'v'", kOptionSyntax, 1, "'v'", false});
+    const char* marked = keyword == "OPTIONSX" ? "********" : "'v'";
+    cases.push_back({keyword + " 'v'", kOptionSyntax, 1, marked, false});
   }
   host_.runtime.variables.at("SIZE") = 1;
   host_.runtime.variables.at(n33.substr(1)) = 1;

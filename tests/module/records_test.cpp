@@ -38,6 +38,7 @@ TEST_F(Records, StreamReadsTakeTheirByteCountFromTheVariable) {
   } cases[] = {{10.9, kSuccess, 10},
                {0, kSuccess, 20},
                {0.9, kSuccess, 20},
+               {-0.9, kSuccess, 20},
                {20.5, kSuccess, 20},
                {21, kByteCountTooLarge, 21},
                {1e300, kByteCountTooLarge, LONG_MAX},
@@ -87,7 +88,9 @@ TEST_F(Records, AFileForNeitherInputNorOutputHoldsNone) {
   EXPECT_EQ(host_.fileref("A")->open, 1);
   EXPECT_EQ(host_.runtime.temp.outstanding(), 0u);
   EXPECT_EQ(host_.read(file, &record), kFailed);
+  EXPECT_EQ(host_.attached(), "The file is not open for input.");
   EXPECT_EQ(host_.write(file, "x"), kFailed);
+  EXPECT_EQ(host_.attached(), "The file is not open for output.");
   EXPECT_EQ(host_.close(file), kSuccess);
   EXPECT_EQ(host_.client.dialogue(), "sftp   h\n");
 }

@@ -118,6 +118,14 @@ TEST_F(Setup, TakesWhatTheOptionsLeaveFromTheOpenAndTheHost) {
   term(f);
 }
 
+TEST_F(Setup, AddsTheAssignmentsBitsToThoseThatAreSet) {
+  FFCB* f = set_up("DEBUG", "-");
+  f->flags = 0x100;
+  EXPECT_EQ(yxshbag(f, nullptr), kSuccess);
+  EXPECT_EQ(f->flags, 0x100 | kOptionDebug);
+  term(f);
+}
+
 TEST_F(Setup, TellsTheCallerWhatCameOut) {
   WX_OPENPARM parms{};
   parms.datalen = -80;
@@ -142,8 +150,9 @@ TEST_F(Setup, RefusesACommandLineThatDoesNotFit) {
     const std::string text(length - around.size(), 'x');
     FFCB* f = set_up("HOST='h' OPTIONS='" + text + "'", "-");
     EXPECT_EQ(rc_, length == 4095 ? kSuccess : kFailed);
-    EXPECT_EQ(host_.attached(),
-              length == 4095 ? "" : message_text<message::RemoteNameFailed>("/d/f"));
+    const std::string started = message_text<message::ClientNotStarted>();
+    EXPECT_EQ(host_.attached().substr(0, started.size()), length == 4095 ? "" : started);
+    EXPECT_EQ(host_.attached().find("4095") != std::string::npos, length == 4096);
     EXPECT_EQ(std::string_view(f->cmd).size(), length == 4095 ? length : 0) << "nothing is cut";
     term(f);
   }

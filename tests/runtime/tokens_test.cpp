@@ -15,7 +15,7 @@ std::string dump(OptionSource& source) {
     if (source.next(cursor) != kSuccess) return text + "failure";
     if (cursor.tokenl == 0) return text + "end";
     const std::string normal(cursor.token, static_cast<std::size_t>(cursor.tokenl));
-    const std::string original(cursor.atoken->original, static_cast<std::size_t>(cursor.tokenl));
+    const std::string original(cursor.atoken->original);
     text += std::to_string(cursor.type) + ":" + normal;
     text += (normal == original ? "" : "/" + original) + " ";
   }
@@ -33,7 +33,11 @@ TEST(Tokens, SplitOptionText) {
       {"host=10.0.0.5 x", "2:HOST/host 0:= 0:10.0.0.5 2:X/x end"},
       {"host=srv.example-1.com", "2:HOST/host 0:= 2:SRV.EXAMPLE-1.COM/srv.example-1.com end"},
       {"o='it''s' p=\"a\"\"b\"", "2:O/o 0:= 3:'it''s' 2:P/p 0:= 3:\"a\"\"b\" end"},
-      {"o=''p", "2:O/o 0:= 3:'' 2:P/p end"},
+      {"o=''p", "2:O/o 0:= failure"},
+      {"o='it's'", "2:O/o 0:= failure"},
+      {"cd=/a/B.c new", "2:CD/cd 0:= 3:'/a/B.c'//a/B.c 2:NEW/new end"},
+      {"path=sftp lsfile=a*=b",
+       "2:PATH/path 0:= 3:'sftp'/sftp 2:LSFILE/lsfile 0:= 3:'a*'/a* 0:= 2:B/b end"},
       {"a'b'", "2:A/a 3:'b' end"},
       {"80x -", "0:80x 0:- end"},
       {"o='open", "2:O/o 0:= failure"},
@@ -66,10 +70,14 @@ TEST(Tokens, DisplayMarksThePlaceAndHidesSecrets) {
       {"A=1 FOO=2", 3, 0, "A=1 [FOO]=2"},
       {"A=1 B=2", 3, 2, "A=1 B=[2]"},
       {"A=", 0, 2, "A=[]"},
-      {"A 'x", 0, 1, "A ['x"},
+      {"A 'x", 0, 1, "A ['x]"},
+      {"OPTIONSX 'key' FOO", 0, 1, "OPTIONSX [********] FOO"},
+      {"OPTIONSX=-pw key FOO", 0, 2, "OPTIONSX=[********]"},
+      {"OPTIONSX='it's key'", 0, 2, "OPTIONSX=[********]"},
+      {"OPTIONSX='k' FOO 'x", 0, 0, "[OPTIONSX]=********"},
       {"OPTIONSX='key' FOO", 0, 0, "[OPTIONSX]=******** FOO"},
       {"OPTIONSX='key' FOO", 3, 0, "OPTIONSX=******** [FOO]"},
-      {"optionsx = 'open", 0, 2, "optionsx = [********"},
+      {"optionsx = 'open", 0, 2, "optionsx = [********]"},
   };
   for (const auto& c : cases) {
     OptionSource source(c.text);
@@ -80,6 +88,18 @@ TEST(Tokens, DisplayMarksThePlaceAndHidesSecrets) {
     }
     shown.text.insert(shown.offset, "[");
     EXPECT_EQ(shown.text, c.shown);
+  }
+  const std::pair<std::string, const char*> failures[] = {
+      {"A 'x", "not closed"},
+      {"A=", "missing"},
+      {"A='it's'", "inside a word"},
+      {"A='" + std::string(32767, 'x') + "'", "too long"}};
+  for (const auto& [text, reason] : failures) {
+    OptionSource failing(text);
+    XXTOKEN token{};
+    while (failing.next(token) == kSuccess && token.tokenl > 0) continue;
+    EXPECT_NE(failing.failure().find(reason), std::string::npos) << failing.failure();
+    EXPECT_EQ(failing.display(0).offset, text.find_first_of("='") + (text[1] == '=' ? 1 : 0));
   }
   OptionSource source("USER='me' X");
   XXTOKEN cursor{};

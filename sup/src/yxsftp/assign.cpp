@@ -196,7 +196,7 @@ rctype yxsasgn(char* logicalname, rebid reb, char* devicetype, char* physicalnam
                static_cast<FAMB*>(hostbag), nullptr};
   rctype rc = find_method(devicetype, reb, &a.ammcb);
   if (rc == kSuccess) rc = enter_fileref(a);
-  if (rc != kSuccess) release_option_block(a.options, nullptr);
+  if (rc != kSuccess) release_unused_options(a.options, nullptr);
   return rc;
 }
 

@@ -55,7 +55,7 @@ rctype make_directory(FFCB* ffcb) {
 rctype send_command(FFCB* ffcb, MessageText subject) {
   LSProcessp process = ffcb->flcb->hProcess;
   const auto length = static_cast<TKMemSize>(ffcb->cmdlen);
-  ffcb->TKrc = process == nullptr
+  ffcb->TKrc = process == nullptr || ffcb->flcb->astray
                    ? kProcessFailed
                    : process->sendinput(process, ffcb->cmd, length, ffcb->flcb->sftp_jnl);
   if (ffcb->TKrc == kSuccess) return kSuccess;

@@ -24,13 +24,11 @@ rctype list_members(FDCB* fdcb) {
 }
 
 rctype leave_member(FFCB* ffcb, MessageText member) {
-  FLCB* flcb = ffcb->flcb;
   rctype rc = ask(ffcb, member, "cd ..");
   if (rc == kSuccess && cannot_enter(ffcb)) rc = fail<message::RemoteNameFailed>(member);
   if (rc == kSuccess) return rc;
   // A client that is in the wrong directory would fetch and send the wrong files.
-  end_client(flcb);
-  flcb->flag |= kSessionPending;
+  end_client(ffcb->flcb);
   return rc;
 }
 
@@ -109,7 +107,7 @@ rctype yxsdopn(ptr* dirptr, char* logicalname, rebid reb) {
   }
   auto* fdcb = new_record<FDCB>();
   if (fdcb == nullptr) return kNoMemory;
-  copy_name(fdcb->logname, flcb->logname);
+  upper_name(fdcb->logname, flcb->logname);
   fdcb->flag = kRestart;
   fdcb->ammcb = ammcb;
   fdcb->fammcb = static_cast<FAMMCB*>(ammcb->data);

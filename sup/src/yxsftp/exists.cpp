@@ -29,7 +29,9 @@ rctype yxsexp(char* logicalname, rebid reb) {
   rctype rc = makeffcb(&ffcb, nullptr, logicalname, reb);
   if (rc != kSuccess) return rc;
   // A listing leaves hidden names out unless it is asked for them.
-  if (view(ffcb->member, ffcb->memberl).starts_with('.')) ffcb->flags |= kOptionLsa;
+  if (view(ffcb->member, ffcb->memberl).starts_with('.')) {
+    ffcb->flags = (ffcb->flags & ~kOptionLs) | kOptionLsa;
+  }
   rc = dols(ffcb);
   if (rc == kSuccess) rc = find_in_listing(ffcb);
   term(ffcb);

@@ -33,7 +33,7 @@ void release_option_block(FAMB* block, FLCB* holder) {
   release_record(block);
 }
 
-void release_open_options(FAMB* block, FLCB* holder) {
+void release_unused_options(FAMB* block, FLCB* holder) {
   const bool kept = block != nullptr && (block->flags & kBlockKeptByHost) != 0;
   if (!kept) release_option_block(block, holder);
 }

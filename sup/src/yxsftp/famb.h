@@ -61,6 +61,6 @@ rebid request_of(const FAMB* block);
 // nor its open files point at it afterwards.
 void release_option_block(FAMB* block, FLCB* holder);
 
-// The same for the options of an open that has come to nothing. An open takes them over whatever it
-// answers, unless the host keeps them.
-void release_open_options(FAMB* block, FLCB* holder);
+// The same for the options of an assignment or an open that has come to nothing. Both take them
+// over whatever they answer, unless the host keeps them.
+void release_unused_options(FAMB* block, FLCB* holder);

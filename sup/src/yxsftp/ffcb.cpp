@@ -8,12 +8,12 @@
 FFCB* new_file(FLCB* flcb, AMMCB* ammcb, FAMB* options, rebid reb) {
   auto* ffcb = new_record<FFCB>();
   if (ffcb == nullptr) {
-    release_open_options(options, flcb);
+    release_unused_options(options, flcb);
     return nullptr;
   }
   ffcb->task = reb->task;
   ffcb->reb = reb;
-  copy_name(ffcb->logname, flcb->logname);
+  upper_name(ffcb->logname, flcb->logname);
   ffcb->ammcb = ammcb;
   ffcb->amb = options;
   ffcb->flag = options != nullptr ? options->flags : 0;

@@ -5,12 +5,23 @@
 #include "sup/src/yxsftp/report.h"
 #include "sup/src/yxsftp/text.h"
 
+namespace {
+
+// The name is kept in the case in which it was assigned.
+bool has_name(const FLCB* flcb, const char* key) {
+  char8 upper;
+  upper_name(upper, flcb->logname);
+  return same_name(upper, key);
+}
+
+}  // namespace
+
 FLCB* find_in_method(const AMMCB* ammcb, const char* key) {
   if (ammcb == nullptr || ammcb->data == nullptr) return nullptr;
   // A name may be assigned through another method, whose data is not ours to read.
   if (!same_name(ammcb->method, kMethodName)) return nullptr;
   FLCB* flcb = static_cast<FAMMCB*>(ammcb->data)->flcb;
-  while (flcb != nullptr && !same_name(flcb->logname, key)) flcb = flcb->next;
+  while (flcb != nullptr && !has_name(flcb, key)) flcb = flcb->next;
   return flcb;
 }
 
@@ -49,7 +60,9 @@ rctype yxszl2l(char* logicalname, AMMCB** ammcbp, FLCB** flcbp, rebid reb) {
   return kSuccess;
 }
 
-void end_client(FLCB* flcb) {
+namespace {
+
+void end_process(FLCB* flcb) {
   if (flcb->sftp_jnl != nullptr) flcb->sftp_jnl->generic.destroy(&flcb->sftp_jnl->generic);
   flcb->sftp_jnl = nullptr;
   if (flcb->hProcess != nullptr) {
@@ -57,8 +70,19 @@ void end_client(FLCB* flcb) {
     flcb->hProcess->generic.destroy(&flcb->hProcess->generic);
   }
   flcb->hProcess = nullptr;
+}
+
+void release_launch_service(FLCB* flcb) {
   if (flcb->els != nullptr) flcb->els->generic.destroy(&flcb->els->generic);
   flcb->els = nullptr;
+}
+
+}  // namespace
+
+void end_client(FLCB* flcb) {
+  end_process(flcb);
+  release_launch_service(flcb);
+  flcb->flag |= kSessionPending;
 }
 
 void release_fileref(FLCB* flcb) {
@@ -68,8 +92,9 @@ void release_fileref(FLCB* flcb) {
   release_buffer(flcb->reb, flcb->msgbuffer);
   release_buffer(flcb->reb, flcb->msgbuffpreservecase);
   release_buffer(flcb->reb, flcb->termstr);
-  end_client(flcb);
+  end_process(flcb);
   release_buffer(flcb->reb, flcb->sftp_server);
+  release_launch_service(flcb);
   release_record(flcb);
 }
 

@@ -51,6 +51,7 @@ struct FLCB {  // NOLINT(clang-analyzer-optin.performance.Padding): the order is
   FFCB* files;        // open files, linked by FFCB.sibling
   FDCB* directories;  // open directories, linked by FDCB.sibling
   bool retired;       // replaced by a reassignment, in no list; lives until nothing of it is open
+  bool astray;  // the client's start failed: it stands in no directory of ours, nobody uses it
 };
 
 // The list of assigned filerefs, newest first; AMMCB.data. Lives while it is not empty.
@@ -76,7 +77,8 @@ inline bool has_option(const FLCB* flcb, int bit) {
   return flcb->amb != nullptr && (flcb->amb->debug & bit) != 0;
 }
 
-// Ends the client of a fileref, if there is one, with its journal and launch service.
+// Ends the client of a fileref, if there is one, with its journal and launch service. The next open
+// starts another.
 void end_client(FLCB* flcb);
 
 // Releases a fileref that is in no list: texts, client and block. The option block is not touched.

@@ -25,7 +25,9 @@ void set_pair(W_INFSTR* list, std::string_view label, std::string_view value) {
 
 std::string_view what_is_open(const FFCB* ffcb) {
   if ((ffcb->flags & kOptionDir) != 0 && ffcb->member != nullptr) {
-    return view(ffcb->member, ffcb->memberl);
+    // In a multiple get the length is that of the file being read.
+    const int whole = wzstlen(static_cast<tchar*>(ffcb->member));
+    return view(ffcb->member, std::min(ffcb->memberl, whole));
   }
   if ((ffcb->flags & kOptionLs) != 0) return "LS generated list of files";
   return view(ffcb->pn, ffcb->pnl);

@@ -103,8 +103,11 @@ rctype connect_to_server(FFCB* ffcb, rebid reb) {
   if (rc != kSuccess) return rc;
   FLCB* flcb = ffcb->flcb;
   end_client(flcb);
+  flcb->astray = false;
   rc = launch(ffcb, flcb);
-  return rc == kSuccess ? await_first_prompt(ffcb) : rc;
+  if (rc == kSuccess) rc = await_first_prompt(ffcb);
+  flcb->astray = rc != kSuccess;
+  return rc;
 }
 
 rctype start_session(FFCB* ffcb, rebid reb) {

@@ -59,7 +59,7 @@ rctype yxsmopn(ptr* fileptr, ptr dirptr, tchar* memname, int memnamel, char* fty
   const auto* fdcb = static_cast<const FDCB*>(dirptr);
   auto* options = static_cast<FAMB*>(openparm->hostptr);
   if (fdcb == nullptr || fdcb->flcb == nullptr) {
-    release_open_options(options, nullptr);
+    release_unused_options(options, nullptr);
     return kNullPointer;
   }
   FFCB* ffcb = new_file(fdcb->flcb, fdcb->ammcb, options, fdcb->flcb->reb);

@@ -15,7 +15,7 @@ rctype make_file(char* logicalname, rebid reb, FAMB* options, FFCB** ffcb) {
   FLCB* flcb = nullptr;
   const rctype rc = yxszl2l(logicalname, &ammcb, &flcb, reb);
   if (rc != kSuccess) {
-    release_open_options(options, nullptr);
+    release_unused_options(options, nullptr);
     return rc;
   }
   *ffcb = new_file(flcb, ammcb, options, reb);

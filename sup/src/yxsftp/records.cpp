@@ -12,7 +12,7 @@ namespace {
 wrcode read_record(const FFCB* ffcb, ptr* record, long* length, tchar* cc) {
   if (ffcb->stopped != kSuccess) return ffcb->stopped;
   auto* file = static_cast<HOST_FILE*>(ffcb->tempfileptr);
-  if (file == nullptr) return kFailed;
+  if (file == nullptr) return fail_with_text("The file is not open for input.");
   if (ffcb->pnl == 0 && ffcb->memberl == 0) return kEndOfFile;
   if (file->filter != nullptr) return file->filter->read(file, record, length, cc);
   return file->routines->amfpread(file->filepointer, record, length, cc);
@@ -37,8 +37,7 @@ rctype open_next_file(FFCB* ffcb) {
   close_tempfile(ffcb);
   ffcb->stopped = fetch_next_file(ffcb);
   if (ffcb->stopped != kSuccess) return ffcb->stopped;
-  wrcode rc = close_tempfile(ffcb);
-  if (rc == kSuccess) rc = open_tempfile(ffcb);
+  const wrcode rc = open_tempfile(ffcb);
   if (rc != kSuccess) end_file(ffcb);
   return rc;
 }
@@ -46,7 +45,7 @@ rctype open_next_file(FFCB* ffcb) {
 // What the NBYTE variable asks for; false when that is not a number of bytes.
 bool value_of_nbyte(const FFCB* ffcb, long* count) {
   const double value = *static_cast<const double*>(ffcb->nbyte.addr);
-  if (!(value >= 0)) return false;
+  if (!(value > -1)) return false;
   *count = value < static_cast<double>(LONG_MAX) ? static_cast<long>(value) : LONG_MAX;
   return true;
 }
@@ -89,7 +88,7 @@ wrcode yxswrit(ptr filepointer, ptr recordpointer, long datalength, tchar cc) {
   const FFCB* ffcb = live_file(filepointer);
   if (ffcb == nullptr) return kNullPointer;
   auto* file = static_cast<HOST_FILE*>(ffcb->tempfileptr);
-  if (file == nullptr) return kFailed;
+  if (file == nullptr) return fail_with_text("The file is not open for output.");
   if (file->filter != nullptr) return file->filter->write(file, recordpointer, datalength, cc);
   return file->routines->amfpwrite(file->filepointer, recordpointer, datalength, cc);
 }

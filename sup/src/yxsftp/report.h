@@ -6,6 +6,7 @@
 
 #include "dsup/src/services.h"
 #include "host/messages.h"
+#include "sup/src/yxsftp/text.h"
 
 template <class Message>
 struct Report;
@@ -19,12 +20,24 @@ struct Report<message::Message<Number, Args...>> {
     wrmksub(1, static_cast<const void*>(text), length + 1);
     return kFailed;
   }
+  static rctype fail_because(Args... args, std::string_view reason) {
+    char text[2 * kMessageMax + 1];
+    const int length = ypmstr(text, kMessageMax, kMessageGroup, Number, args...);
+    const int room = static_cast<int>(sizeof text) - length;
+    const int more = join(text + length, -room, " ", reason);
+    wrmksub(1, static_cast<const void*>(text), length + more + 1);
+    return kFailed;
+  }
   static void log(Args... args) { ypmlog(kMessageGroup, Number, args...); }
 };
 
 // `fail<message::X>(args...)` attaches the message to the current failure and answers kFailed.
 template <class Message>
 inline constexpr auto* fail = &Report<Message>::fail;
+
+// The same with a sentence more: what it is that the message does not tell by itself.
+template <class Message>
+inline constexpr auto* fail_because = &Report<Message>::fail_because;
 
 // `log_message<message::X>(args...)` writes it to the host's log.
 template <class Message>

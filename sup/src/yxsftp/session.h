@@ -7,7 +7,9 @@
 #include "sup/src/yxsftp/text.h"
 
 // Starts the client of the file's fileref with the command line in FFCB.cmd, waits for its first
-// prompt and enters the remote directory. A client of an earlier start is ended first.
+// prompt and enters the remote directory. A client of an earlier start is ended first. What a
+// failed start leaves stays until the next one, but is given no command any more: files that were
+// opened before would be sent to where the client happens to stand.
 rctype connect_to_server(FFCB* ffcb, rebid reb);
 
 // Starts the client if the assignment has none yet.

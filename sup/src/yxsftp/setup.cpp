@@ -77,7 +77,11 @@ bool merge_texts(FFCB* ffcb, const FAMB* open, const FAMB* fileref) {
 void merge_switches(FFCB* ffcb, const FAMB* open, const FAMB* fileref) {
   if (open != nullptr) ffcb->nbyte = open->nbyte;
   ffcb->wait = merged(open, fileref, &FAMB::wait, ffcb->wait);
-  ffcb->flags = merged(open, fileref, &FAMB::debug, ffcb->flags);
+  if (open != nullptr && open->debug != 0) {
+    ffcb->flags = open->debug;
+  } else if (fileref != nullptr) {
+    ffcb->flags |= fileref->debug;
+  }
   ffcb->encoding = merged(open, fileref, &FAMB::encoding, U_DEFAULT_CE);
   if (ffcb->encoding != U_DEFAULT_CE) ffcb->openmode |= kOpenEncoded;
   const bool no_nbyte =
@@ -104,7 +108,8 @@ rctype write_command_line(FFCB* ffcb) {
   int length = 0;
   if (!join_whole(ffcb->cmd, kCommandSize, &length, program, " ", options, " ", optionsx, before,
                   file, after, " ", user, at, host)) {
-    return fail<message::RemoteNameFailed>(chars(flcb->pn));
+    return fail_because<message::ClientNotStarted>(
+        "The client's command line is longer than 4095 bytes: shorten the options.");
   }
   ffcb->cmdlen = length + 1;
   return kSuccess;
