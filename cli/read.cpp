@@ -9,7 +9,7 @@ const std::vector<std::string> kOpenOptions = {"NONBYTE"};
 
 fileref::Input open_member(fileref::Host& host, const Request& request) {
   host.assign(kFileref, directory_target(request), member_options(request));
-  return host.open_directory(kFileref).open(request.member, request.type, kOpenOptions);
+  return host.open_directory(kFileref).open(*request.member, request.type, kOpenOptions);
 }
 
 // The named files of a directory.
@@ -33,7 +33,7 @@ fileref::Input open_target(fileref::Host& host, const Request& request) {
 }
 
 fileref::Input open_input(fileref::Host& host, const Request& request) {
-  if (!request.member.empty()) return open_member(host, request);
+  if (request.member) return open_member(host, request);
   return request.names.empty() ? open_target(host, request) : open_names(host, request);
 }
 
@@ -41,15 +41,10 @@ fileref::Input open_input(fileref::Host& host, const Request& request) {
 
 // What was skipped was told, and fails the command in the end.
 int read(const Request& request) {
-  fileref::HostOptions options = host_options(request);
-  bool whole = true;
-  options.warn = [&whole](std::string_view warning) {
-    complain(warning);
-    whole = false;
-  };
-  fileref::Host host(options);
+  fileref::Host host(host_options(request));
   fileref::Input input = open_input(host, request);
   print_records(input);
+  const bool whole = input.skipped().empty();
   input.close();
   host.deassign(kFileref);
   return whole ? kDone : kFailed;

@@ -1,6 +1,7 @@
 // What the user asked for.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,19 +11,19 @@ namespace cli {
 
 struct Request {
   std::string target;
-  std::vector<std::string> options;  // of -o, in order
-  std::string log_path;              // empty: no log
-  bool quiet = false;                // tell of failures only
-  fileref::HostOptions host;         // as far as flags set them
-  std::vector<std::string> names;    // of read: several files of the target's directory
-  std::string member;                // of read and write: a file of the target's directory
-  std::string type;                  // of the member; empty: none is added
-  bool literal = false;              // of read and write: wildcards stand for themselves
-  bool pattern = false;              // of read: they never do
-  bool hidden = false;               // of ls: names that begin with a dot, too
-  bool nul = false;                  // of ls: a NUL byte behind each name
-  std::string batch_file;            // of batch
-  bool kinds = false;                // of members
+  std::vector<std::string> options;   // of -o, in order
+  std::string log_path;               // empty: no log
+  bool quiet = false;                 // tell of failures only
+  fileref::HostOptions host;          // as far as flags set them
+  std::vector<std::string> names;     // of read: several files of the target's directory
+  std::optional<std::string> member;  // of read and write: a file of the target's directory
+  std::string type;                   // of the member; empty: none is added
+  bool literal = false;               // of read and write: wildcards stand for themselves
+  bool pattern = false;               // of read: they never do
+  bool hidden = false;                // of ls: names that begin with a dot, too
+  bool nul = false;                   // of ls: a NUL byte behind each name
+  std::string batch_file;             // of batch
+  bool kinds = false;                 // of members
   bool split = false;
   bool json = false;
 };
@@ -33,8 +34,8 @@ constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
 constexpr int kCouldNotAsk = 3;  // of exists
 
-// The same request with the texts of the files that options @FILE name. Throws WrongUse for one that
-// cannot be read, is larger than 64 KiB or holds a NUL byte.
+// The same request with the texts of the files that options @FILE name. Throws WrongUse for one
+// that cannot be read, is larger than 64 KiB or holds a NUL byte.
 Request with_option_files(Request request);
 
 // Each runs one request and returns an exit status. They throw fileref::Failure, std::exception,

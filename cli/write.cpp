@@ -63,9 +63,9 @@ void write_lines(fileref::Output& output) {
 }
 
 fileref::Output open_output(fileref::Host& host, const Request& request) {
-  if (!request.member.empty()) {
+  if (request.member) {
     host.assign(kFileref, directory_target(request), member_options(request));
-    return host.open_directory(kFileref).create(request.member, request.type);
+    return host.open_directory(kFileref).create(*request.member, request.type);
   }
   const fileref::Target target = file_target(request);
   host.assign(kFileref, target, request.options);

@@ -113,7 +113,7 @@ std::string why_unfit(std::string_view keyword, std::string_view value) {
     return is_control(c) || rule->forbidden.find(c) != rule->forbidden.npos;
   });
   if (bad != value.end()) return subject + "hold " + name_of(*bad);
-  if (!rule->may_begin_with_dash && value.starts_with('-')) {
+  if (!rule->may_begin_with_dash && (value.starts_with('-') || value.starts_with("[-"))) {
     return subject + "begin with \"-\": the client would take it for an option";
   }
   if (keyword.starts_with("HOST") && !is_address(value)) {

@@ -80,10 +80,14 @@ struct Image {
   bool own_session;
 };
 
+// A client whose file grows too large for the limit on files gets an error that it can report,
+// instead of a death of which it says nothing.
 void default_signals() {
   struct sigaction action {};
   action.sa_handler = SIG_DFL;
   for (int number = 1; number < NSIG; ++number) sigaction(number, &action, nullptr);
+  action.sa_handler = SIG_IGN;
+  sigaction(SIGXFSZ, &action, nullptr);
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);

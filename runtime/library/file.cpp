@@ -205,7 +205,7 @@ const std::vector<std::string>& Input::skipped() const {
   return file().skipped();
 }
 bool Input::line_ended() const {
-  return file_->line_ended();
+  return file().line_ended();
 }
 long Input::record_length() const {
   return file().record_length();
@@ -234,7 +234,7 @@ void Output::write(std::string_view record) {
   file().write(record);
 }
 void Output::write_last(std::string_view record) {
-  file_->write_last(record);
+  file().write_last(record);
 }
 void Output::close() {
   file().close();
@@ -243,7 +243,7 @@ void Output::abandon() {
   file().abandon();
 }
 bool Output::is_converted() const {
-  return file_->is_converted();
+  return file().is_converted();
 }
 bool Output::is_stream() const {
   return file().is_stream();

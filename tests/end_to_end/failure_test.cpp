@@ -108,6 +108,7 @@ TEST_F(Failures, OfTheLimitsOfTheSystem) {
     std::vector<std::string> said;
   } cases[] = {
       {"-f 100", "write " + local("new") + " -o RECFM=S </dev/zero", {"File too large", "ulimit"}},
+      {"-f 10", "read " + local("a1"), {"the client said:", "File too large"}},
       {"-f 100",
        "read '" + local("a*") + "' -o LRECL=50000 >" + (directory_ / "out").string(),
        {"standard output: File too large"}},
@@ -154,10 +155,12 @@ TEST_F(Failures, AKilledUploadIsFoundAndToldOf) {
   }));
   kill(program.pid(), SIGKILL);
   program.wait();
-  const support::Outcome next = fileref({"exists", local("other")});
+  support::write_file(remote("whole"), "x\n");
+  const support::Outcome next = fileref({"read", local("whole")});
   const std::size_t at = next.err.find(directory_ / "state");
   ASSERT_NE(at, std::string::npos) << next.err;
   EXPECT_EQ(support::read_file(next.err.substr(at, next.err.find('\n', at) - at)), "precious");
+  EXPECT_EQ(next.status, 0) << "what it asks for is whole";
   EXPECT_EQ(fileref({"exists", local("other")}).err, "");
 }
 
@@ -385,6 +388,7 @@ TEST_F(Failures, WrongUseEndsWithTwo) {
       {"log", {"read", local("f"), "--log", "/no/such/place"}, {"/no/such/place"}},
       {"batch from standard input", {"batch", "-", "local:/"}, {"\"-\""}},
       {"batch from a pipe", {"batch", "/dev/full", "local:"}, {"no regular file"}},
+      {"no member", {"write", local("new"), "--member", ""}, {"no name of a member"}},
       {"pattern to write to", {"write", local("f[1]")}, {"f[1]", "--literal"}},
       {"CD and a directory", {"read", local("f"), "-o", "CD='/'"}, {"CD='/'", "^^"}},
       {"CD and DIR", {"members", local(""), "-o", "CD='/'"}, {"CD='/'", "^^"}},

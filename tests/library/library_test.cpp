@@ -402,6 +402,7 @@ TEST_F(Library, NoValueBecomesAnotherWordOrAnOption) {
       {"HOST", "evil:x]", ""},
       {"HOST", "[::1]:x", ""},
       {"HOST", "[]", ""},
+      {"HOST", "[-oProxyCommand=x]", ""},
       {"HOST", "'h'", ""},
       {"HOST", "\"h", ""},
       {"HOST", "h\\", ""},
