@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -18,6 +19,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kKeptPrefix = "unsent-";
 constexpr const char* kMarkSuffix = ".unsent";
+constexpr const char* kPlaceSuffix = ".writing";  // of a mark to be
 
 std::string variable(const char* name) {
   const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
@@ -83,12 +85,18 @@ bool is_kept(std::string_view file_name) {
   return file_name.starts_with(kKeptPrefix);
 }
 
+bool reserve_mark(const std::string& local) {
+  return std::ofstream(local + kPlaceSuffix).is_open();
+}
+
 void mark_unsent(const std::string& local, const std::string& name) {
-  std::ofstream(local + kMarkSuffix) << name;
+  const std::string place = local + kPlaceSuffix;
+  std::ofstream(place) << name;
+  std::rename(place.c_str(), (local + kMarkSuffix).c_str());
 }
 
 void unmark_unsent(const std::string& local) {
-  unlink((local + kMarkSuffix).c_str());
+  for (const char* suffix : {kPlaceSuffix, kMarkSuffix}) unlink((local + suffix).c_str());
 }
 
 std::vector<std::string> keep_marked(const std::string& temporary, const std::string& directory) {

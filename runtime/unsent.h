@@ -19,7 +19,9 @@ std::string keep_unsent(const std::string& local, const std::string& directory,
 bool is_kept(std::string_view file_name);
 
 // The mark of a file that is whole and not known to have arrived. It stands beside the file, and
-// tells the name to keep it under, should its process end before the upload does.
+// tells the name to keep it under, should its process end before the upload does. Its place is
+// taken before anything is written, so that a full disk cannot leave whole data without a mark.
+bool reserve_mark(const std::string& local);  // false, with errno: there is no place
 void mark_unsent(const std::string& local, const std::string& name);
 void unmark_unsent(const std::string& local);
 

@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include "host/codes.h"
@@ -21,6 +23,11 @@ std::string temporary_parent(const std::string& asked) {
   if (!asked.empty()) return asked;
   const char* variable = std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe)
   return variable != nullptr && *variable != '\0' ? variable : "/tmp";
+}
+
+void remove_temporary(const std::string& path) {
+  unlink(path.c_str());
+  unmark_unsent(path);
 }
 
 // What is wrong with a record length, or with a fixed one in an encoding; empty when nothing is.
@@ -72,7 +79,7 @@ class TempFile : public HOST_FILE {
       auto source = open_file_source(path_, why);
       if (source) start_reading(std::move(source), parms.datalen, std::move(text));
     } else {
-      auto sink = create_file_sink(path_, why);
+      auto sink = create_marked_sink(why);
       if (sink) start_writing(std::move(sink), parms.datalen, std::move(text));
     }
     return why;
@@ -81,7 +88,7 @@ class TempFile : public HOST_FILE {
 
   wrcode close() {
     if (!writer_ || abandoned_) {
-      unlink(path_.c_str());
+      remove_temporary(path_);
       return kSuccess;
     }
     const wrcode rc = writer_->finish();
@@ -91,6 +98,16 @@ class TempFile : public HOST_FILE {
   }
 
  private:
+  // Nothing is taken that could not be marked once it is whole.
+  std::unique_ptr<ByteSink> create_marked_sink(std::string& why) const {
+    auto sink = create_file_sink(path_, why);
+    if (!sink || reserve_mark(path_)) return sink;
+    why = fmt::format("The temporary file cannot be made: {}.",
+                      std::generic_category().message(errno));
+    remove_temporary(path_);
+    return nullptr;
+  }
+
   // With a `text` the records come through the filter vector, else through the routines.
   void start_reading(std::unique_ptr<ByteSource> source, long record_length,
                      std::optional<RemoteText> text) {
@@ -222,10 +239,7 @@ wrcode TempMethod::deassign(const Name8& logical) {
   const auto found = assigned_.find(logical);
   if (found == assigned_.end()) return kNotAssigned;
   files_.remove_if([&](const auto& file) { return file->logical() == logical; });
-  if (found->second != spared_) {
-    unlink(found->second.c_str());
-    unmark_unsent(found->second);
-  }
+  if (found->second != spared_) remove_temporary(found->second);
   assigned_.erase(found);
   return kSuccess;
 }

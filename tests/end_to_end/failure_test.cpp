@@ -312,6 +312,9 @@ TEST_F(Failures, OfTheLocalDisk) {
                  {"No space left on device"});
   EXPECT_FALSE(support::fs::exists(remote("out")));
   EXPECT_TRUE(support::fs::is_empty(small));
+  // Once whole it could not be marked as unsent, should the command be killed.
+  ASSERT_EQ(mount("", small.c_str(), "", MS_REMOUNT, "nr_inodes=4"), 0);
+  expect_failure(fileref({"write", local("out")}, "x\n"), {"No space left on device"});
   temporary_ = "/nonexistent";
   expect_failure(fileref({"read", local("data")}), {"/nonexistent", "TMPDIR"});
   umount(small.c_str());
