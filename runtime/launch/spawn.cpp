@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <linux/close_range.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -78,7 +79,14 @@ struct Image {
   int failure;  // tells the parent the errno of a failed exec
   int gate;     // the exec waits for a byte from here, and is off when it ends
   bool own_session;
+  bool ends_with_host;
 };
+
+// The system's own signal comes at the end of the thread that forked, so only the main thread's may
+// be asked for.
+bool host_ends_with_thread() {
+  return ::gettid() == ::getpid();
+}
 
 // A client whose file grows too large for the limit on files gets an error that it can report,
 // instead of a death of which it says nothing.
@@ -104,6 +112,8 @@ bool pass_gate(int gate) {
 
 [[noreturn]] void become(const Image& image) {
   if (image.own_session) ::setsid();
+  // Should its guardian be killed as well. A host that has gone already opens no gate.
+  if (image.ends_with_host) ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (!pass_gate(image.gate)) ::_exit(127);
   const int failure = ::fcntl(image.failure, F_DUPFD_CLOEXEC, 3);
   if (failure >= 0 && put_on_standard_streams(image.streams)) {
@@ -182,6 +192,7 @@ std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_ses
   std::vector<std::string> environment = child_environment();
   const std::vector<char*> argv = pointers_to(arguments);
   const std::vector<char*> envp = pointers_to(environment);
+  const bool ends_with_host = host_ends_with_thread();
   const pid_t pid = fork_quietly();
   if (pid == 0) {
     gate.write.reset();
@@ -191,7 +202,8 @@ std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_ses
             {in.read.get(), out.write.get(), err.write.get()},
             failure.write.get(),
             gate.read.get(),
-            own_session});
+            own_session,
+            ends_with_host});
   }
   if (pid < 0) {
     *why = system_failure(errno);

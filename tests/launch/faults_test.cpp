@@ -288,9 +288,14 @@ TEST_P(Faults, AKilledHostTakesItsClientAlong) {
   const auto known = support::children_of(getpid());
   const std::string big(64 << 20, 'x');
   write_file(local_, big);
-  for (const bool may_ask : {false, true}) {
-    may_ask_ = may_ask;
-    const support::fs::path sent = remote_ / (may_ask ? "asking" : "sent");
+  const struct {
+    const char* name;
+    bool may_ask, with_guardian;
+  } cases[] = {{"sent", false, false}, {"asking", true, false}, {"unguarded", true, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    may_ask_ = c.may_ask;
+    const support::fs::path sent = remote_ / c.name;
     const auto size = [&] { return support::fs::exists(sent) ? support::fs::file_size(sent) : 0; };
     const pid_t host = fork();
     if (host == 0) {
@@ -299,6 +304,11 @@ TEST_P(Faults, AKilledHostTakesItsClientAlong) {
       _exit(0);
     }
     EXPECT_TRUE(support::eventually([&] { return size() > 1'000'000; }));
+    for (const pid_t child : support::children_of(host)) {
+      const bool guards =
+          read_file("/proc/" + std::to_string(child) + "/comm") == "fileref-guard\n";
+      if (guards && c.with_guardian) kill(child, SIGKILL);
+    }
     kill(host, SIGKILL);
     waitpid(host, nullptr, 0);
     EXPECT_TRUE(support::left_behind(known).empty());
