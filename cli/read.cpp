@@ -26,9 +26,8 @@ fileref::Input open_names(fileref::Host& host, const Request& request) {
 
 // The one file of the target, or every file that its last part matches.
 fileref::Input open_target(fileref::Host& host, const Request& request) {
-  const fileref::Target target = file_target(request);
-  host.assign(kFileref, target, request.options);
-  if (names_one_file(host, target, request)) return host.open(kFileref, kOpenOptions);
+  const bool one_file = assign_file(host, file_target(request), request);
+  if (one_file) return host.open(kFileref, kOpenOptions);
   return host.open(kFileref, {"MGET", "NONBYTE"});
 }
 

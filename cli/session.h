@@ -36,11 +36,22 @@ inline fileref::Target file_target(const Request& request) {
   return target;
 }
 
-// Whether the last part of the target, which stands for TARGET, is the name of one file: it has no
-// wildcards, or its directory shows a file of just that name.
-inline bool names_one_file(fileref::Host& host, const fileref::Target& target,
-                           const Request& request) {
-  if (request.literal || request.pattern || !target.is_pattern()) return !request.pattern;
+// Options of an assignment, those of the user last.
+inline std::vector<std::string> with_options(const Request& request,
+                                             std::vector<std::string> first) {
+  first.insert(first.end(), request.options.begin(), request.options.end());
+  return first;
+}
+
+// Lets TARGET stand for the target, a file. Whether its last part is the name of that one file: it
+// has no wildcards, or its directory shows a file of just that name.
+inline bool assign_file(fileref::Host& host, const fileref::Target& target,
+                        const Request& request) {
+  const bool may_be_several = target.is_pattern() && !request.literal;
+  // Refuses what goes with one file only, before the directory is looked at.
+  if (may_be_several) host.assign(kFileref, target, with_options(request, {"MGET"}));
+  host.assign(kFileref, target, request.options);
+  if (request.pattern || !may_be_several) return !request.pattern;
   return host.find(kFileref) == target.last_part();
 }
 
@@ -49,13 +60,6 @@ inline fileref::Target directory_target(const Request& request) {
   fileref::Target target = any_target(request);
   if (target.path.empty()) target.path = ".";
   return target;
-}
-
-// Options of an assignment, those of the user last.
-inline std::vector<std::string> with_options(const Request& request,
-                                             std::vector<std::string> first) {
-  first.insert(first.end(), request.options.begin(), request.options.end());
-  return first;
 }
 
 // For a member: the options of the assignment.

@@ -68,8 +68,7 @@ fileref::Output open_output(fileref::Host& host, const Request& request) {
     return host.open_directory(kFileref).create(*request.member, request.type);
   }
   const fileref::Target target = file_target(request);
-  host.assign(kFileref, target, request.options);
-  if (!names_one_file(host, target, request)) {
+  if (!assign_file(host, target, request)) {
     throw WrongUse("\"" + target.last_part() +
                    "\" is a pattern, and no file has that name: --literal makes one that does");
   }

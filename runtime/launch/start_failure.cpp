@@ -25,8 +25,7 @@ constexpr const char* kNoSuchKeyFile =
 constexpr const char* kKeyRefused =
     "the login was refused: check the user name and the key (OPTIONS='-i FILE'); where there is no "
     "terminal to ask on, a key with a passphrase needs an agent (ssh-add), and a password cannot "
-    "be "
-    "asked for";
+    "be asked for";
 constexpr const char* kPasswordRefused =
     "the login was refused: check user name and password; where there is no terminal to ask on, "
     "use a key that needs no answer (OPTIONS='-i FILE')";
@@ -38,8 +37,7 @@ constexpr const char* kNoise =
     "files (.bashrc) print nothing when it is not interactive";
 constexpr const char* kNoSshServer =
     "what listens at that port hung up at once: check the port, and whether the server lets you "
-    "in; "
-    "after wrong keys, or with too many logins at a time, it does not for a while";
+    "in; after wrong keys, or with too many logins at a time, it does not for a while";
 constexpr const char* kWrongOption = "the client does not know a word of OPTIONS: check them";
 
 // The first that was said counts, wherever in a line it stands.
@@ -66,8 +64,9 @@ constexpr Cause kCauses[] = {
      "(puttygen FILE --reencrypt --ppk-param version=2 -o NEW), or install a newer psftp"},
     {"Unable to use key file", kNoSuchKeyFile},
     {"is not a valid format for a manual host key specification",
-     "psftp does not take the host key in that form: up to 0.74 it wants the MD5 fingerprint, "
-     "-hostkey 01:23:... (ssh-keygen -l -E md5 -f FILE, without MD5:)"},
+     "psftp does not take the host key in that form: give it as ssh-keygen -l -f FILE shows it; up "
+     "to 0.74 psftp wants the MD5 fingerprint, -hostkey 01:23:... (ssh-keygen -l -E md5 -f FILE, "
+     "without MD5:)"},
     {"Permission denied, please try again", kPasswordRefused},
     {"Configured password was not accepted", kPasswordRefused},
     {"Cannot answer interactive prompts", kPasswordRefused},

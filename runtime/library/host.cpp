@@ -13,8 +13,8 @@
 #include "runtime/library/given_option.h"
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
-#include "runtime/printable.h"
 #include "runtime/option_values.h"
+#include "runtime/printable.h"
 #include "runtime/tokens.h"
 #include "runtime/unsent.h"
 
@@ -101,6 +101,19 @@ void check_batch(const std::vector<std::string>& options, const std::string& phy
   }
   if (const std::optional<GivenOption> cd = given_option(options, "CD")) {
     refuse(*cd, "A batch enters its directories itself: write cd into it instead of CD.");
+  }
+}
+
+// The module takes these letters for a batch wherever they stand, and moves no file then.
+void check_words(const std::vector<std::string>& options) {
+  for (const std::string& text : options) {
+    for (const char* keyword : {"OPTIONS", "OPTIONSX"}) {
+      const std::optional<GivenOption> words = given_option({text}, keyword);
+      if (!words || words->value.find("-b ") == std::string::npos) continue;
+      refuse(*words,
+             "\"-b \" stands for a batch: give BATCHFILE, or put double quotes around a word that "
+             "ends in -b.");
+    }
   }
 }
 
@@ -322,7 +335,7 @@ Host::Impl::Assignment Host::Impl::checked(const Target& target,
   const std::optional<GivenOption> make = given_option(options, "NEW");
   if (!make || is_directory) return made;
   if (made.file.empty() || given_option_of(options, kNotOneFile)) {
-    refuse(*make, "NEW makes the directory of one file, or with DIR the target.");
+    refuse(*make, "NEW makes the directory of one file, or with DIR the target: no pattern.");
   }
   const Target directory = directory_of(target, options);
   if (directory.path.empty()) return made;
@@ -348,6 +361,7 @@ void Host::Impl::assign(std::string_view fileref, const Target& target,
   if (assignment.makes_directory) texts.emplace_back("DIR");
   assignment.options = texts;
   check_batch(texts, assignment.physical_name);
+  check_words(texts);
   std::string physical = assignment.physical_name;
   OptionBlock block = parse("assign", name, texts, 0);
   enter(text_of(name), [&] {
@@ -409,6 +423,7 @@ std::unique_ptr<OpenFile> Host::Impl::open_by(const FileEntries& entries, const 
   all.insert(all.end(), options.begin(), options.end());
   const auto assigned = assigned_.find(name);
   if (assigned != assigned_.end()) check_batch(all, assigned->second.physical_name);
+  check_words(all);
   if (openmode == kOpenOutput && !entries.is_member) check_writable(all);
   if (!options.empty()) {
     const auto of_assignment = given_option_of(options, {"CD", "NEW"});

@@ -395,7 +395,8 @@ TEST_F(Failures, WrongUseEndsWithTwo) {
       {"pattern to write to", {"write", local("f[1]")}, {"f[1]", "--literal"}},
       {"CD and a directory", {"read", local("f"), "-o", "CD='/'"}, {"CD='/'", "^^"}},
       {"CD and DIR", {"members", local(""), "-o", "CD='/'"}, {"CD='/'", "^^"}},
-      {"NEW and a pattern", {"read", local("*"), "-o", "NEW"}, {"NEW", "^^^"}},
+      {"NEW and a pattern", {"read", local("new/*"), "-o", "NEW"}, {"NEW", "^^^"}},
+      {"NEW and a pattern to write to", {"write", local("new/*"), "-o", "NEW"}, {"NEW", "^^^"}},
   };
   for (const Case& c : uses) {
     SCOPED_TRACE(c.name);
@@ -403,6 +404,7 @@ TEST_F(Failures, WrongUseEndsWithTwo) {
     expect_failure(outcome, c.said, 2);
     EXPECT_EQ(outcome.err.find("hunter2"), std::string::npos) << outcome.err;
   }
+  EXPECT_FALSE(support::fs::exists(remote("new"))) << "nothing was done";
 }
 
 }  // namespace

@@ -66,6 +66,18 @@ TEST_F(Library, ABatchHasNoPath) {
   EXPECT_THROW((void)host_->open("F", {batch}), Failure);
 }
 
+// With these the module would read nothing, and call it success.
+TEST_F(Library, WordsMakeNoBatch) {
+  put("in", "x\n");
+  for (const std::string words : {"OPTIONS='-b x'", "OPTIONSX='-i key-b -v' OPTIONS='-v'"}) {
+    EXPECT_THROW(host_->assign("F", target("in"), {words, "LRECL=9"}), Failure) << words;
+    host_->assign("F", target("in"));
+    EXPECT_THROW((void)host_->open("F", {words}), Failure) << words;
+  }
+  host_->assign("F", target("in"), {"OPTIONS='-o IdentityFile=\"key-b\" -v'"});
+  EXPECT_EQ(read("F"), "x|");
+}
+
 TEST_F(Library, AMemberIsOneName) {
   support::fs::create_directory(directory_ / "sub");
   put("sub/in", "x\n");

@@ -232,7 +232,7 @@ TEST_F(Dialogue, ACommandThatDoesNotFitIsNotSent) {
   assign(long_name);
   ptr file = nullptr;
   EXPECT_EQ(host_.open(&file, "A", kOpenInput), kFailed);
-  EXPECT_EQ(host_.attached(), failed(long_name));
+  EXPECT_EQ(host_.attached(), failed(long_name) + kTooLong);
   EXPECT_EQ(host_.client.dialogue(), "sftp   h\n") << "no part of it is sent";
 }
 

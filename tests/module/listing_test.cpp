@@ -71,7 +71,7 @@ TEST_F(Listings, AskForWhatIsWanted) {
   for (const auto& c : cases) {
     EXPECT_EQ(list(c.options, kEnd.c_str(), c.physical), c.command.empty() ? kFailed : kSuccess);
     EXPECT_EQ(host_.client.dialogue(), "sftp   h\n" + c.command) << c.options;
-    EXPECT_EQ(attached_, c.command.empty() ? failed(fits.c_str()) : "");
+    EXPECT_EQ(attached_, c.command.empty() ? failed(fits.c_str()) + kTooLong : "");
   }
 }
 

@@ -21,6 +21,7 @@
 namespace fileref {
 
 inline char kSftp[] = "SFTP    ";
+constexpr const char* kTooLong = " Its command is longer than 4095 bytes.";
 
 // The catalogue's text: `message_text<message::X>(args...)`.
 template <class Message>

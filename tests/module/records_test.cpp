@@ -104,6 +104,16 @@ TEST_F(Records, WhatIsReadIsNotSent) {
   EXPECT_EQ(host_.client.dialogue(), "sftp   h\nget \"f\" \"TEMP\"\n");
 }
 
+TEST_F(Records, WhatOnlyReadsSendsNothing) {
+  for (const char* options : {"LS", "LSA", "MGET"}) {
+    ptr file = open(kOpenOutput, options);
+    EXPECT_EQ(host_.write(file, "x"), kSuccess);
+    EXPECT_EQ(host_.close(file), kSuccess);
+  }
+  EXPECT_EQ(host_.client.dialogue(), "sftp   h\n");
+  EXPECT_EQ(host_.runtime.temp.outstanding(), 0u);
+}
+
 TEST_F(Records, ANamelessFileHoldsNone) {
   ASSERT_EQ(host_.assign("A", ""), kSuccess);
   host_.client.files[""] = "x";

@@ -5,16 +5,13 @@
 
 namespace {
 
-// A batch transfers its files itself, and a multiple get sends nothing back.
+// A batch transfers its files itself.
 bool has_output(const FFCB* ffcb) {
-  const bool fetched = (ffcb->openmode & kOpenInput) != 0;
-  const bool multiple = fetched && (ffcb->flags & kOptionMget) != 0;
-  return (ffcb->openmode & kOpenOutput) != 0 && ffcb->tempfileptr != nullptr && !multiple;
+  return (ffcb->openmode & kOpenOutput) != 0 && ffcb->tempfileptr != nullptr;
 }
 
 // A temporary file that cannot be closed leaves everything as it is, for another try.
-rctype close_file(FFCB* ffcb) {
-  const bool output = has_output(ffcb);
+rctype close_file(FFCB* ffcb, bool output) {
   rctype rc = close_tempfile(ffcb);
   if (rc != kSuccess) return rc;
   if (output) rc = putfile(ffcb);
@@ -26,16 +23,26 @@ rctype close_file(FFCB* ffcb) {
   return kSuccess;
 }
 
-}  // namespace
-
-rctype yxsclos(ptr filepointer) {
+rctype close_if_live(ptr filepointer, bool sends) {
   if (filepointer == nullptr) return kNullPointer;
   auto* ffcb = static_cast<FFCB*>(filepointer);
-  if (!ffcb->ended) return close_file(ffcb);
+  if (!ffcb->ended) return close_file(ffcb, sends && has_output(ffcb));
   release_record(ffcb);
   return kSuccess;
 }
 
+// Listings and multiple gets only read: what was written to one is dropped.
+bool only_reads(ptr filepointer) {
+  const FFCB* ffcb = live_file(filepointer);
+  return ffcb != nullptr && (is_listing(ffcb) || (ffcb->flags & kOptionMget) != 0);
+}
+
+}  // namespace
+
+rctype yxsclos(ptr filepointer) {
+  return close_if_live(filepointer, !only_reads(filepointer));
+}
+
 rctype yxsmcls(ptr filepointer) {
-  return yxsclos(filepointer);
+  return close_if_live(filepointer, true);
 }

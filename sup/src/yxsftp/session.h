@@ -73,7 +73,8 @@ template <class... Text>
 rctype write_command(FFCB* ffcb, MessageText subject, Text... texts) {
   const std::string_view line_end = view(ffcb->flcb->termstr, ffcb->flcb->termlen);
   const bool fits = join_whole(ffcb->cmd, kCommandSize, &ffcb->cmdlen, texts..., line_end);
-  return fits ? kSuccess : fail<message::RemoteNameFailed>(subject);
+  if (fits) return kSuccess;
+  return fail_because<message::RemoteNameFailed>(subject, "Its command is longer than 4095 bytes.");
 }
 
 // Writes a command and sends it.
