@@ -102,9 +102,10 @@ struct Toolkit::Process : LSProcess_S {
   std::string command;  // that was sent last
 
   void note_missing_directory(std::string_view answer) {
-    toolkit().trouble_.no_such_directory |= command.starts_with("cd \"") &&
-                                            answer.starts_with("no such file") &&
-                                            says_nothing_is_there(client->words());
+    const bool refused = command.starts_with("cd \"") && answer.starts_with("no such file");
+    toolkit().trouble_.no_such_directory |=
+        refused &&
+        (says_nothing_is_there(client->words()) || says_nothing_is_there(client->explanation()));
   }
 
   // A download that is refused need not fail the call that asked for it.

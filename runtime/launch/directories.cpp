@@ -114,7 +114,8 @@ Step ChangeDirectory::take(const Reply& reply) {
       break;
   }
   const Answer left = std::get<Answer>(leave_->take(reply));
-  return left.status == kSuccess ? refuse() : left;
+  if (left.status != kSuccess) return left;
+  return refuse("the server opens " + quoted(name_) + ", but then says: no such file or directory");
 }
 
 Step ChangeDirectory::judge(const Reply& reply) {
@@ -146,9 +147,9 @@ bool ChangeDirectory::succeeded(Verdict verdict) const {
   return verdict == Verdict::kUnclear && is_current;
 }
 
-Answer ChangeDirectory::refuse() {
+Answer ChangeDirectory::refuse(std::string explanation) {
   if (session_->footing == Footing::kFresh) session_->footing = Footing::kAstray;
-  return refusal("no such file or directory");
+  return refusal("no such file or directory", std::move(explanation));
 }
 
 Answer ChangeDirectory::accept() {

@@ -60,7 +60,7 @@ class ChangeDirectory : public Operation {
   bool succeeded(Verdict verdict) const;
   void enter();
   Answer accept();
-  Answer refuse();
+  Answer refuse(std::string explanation = {});
 
   const Dialect& dialect_;
   Session* session_;

@@ -102,7 +102,7 @@ void FramedClient::advance(Step step) {
   if (answer && resume_) {
     take_up_again(std::move(*answer));
   } else if (answer) {
-    finish(std::move(*answer));
+    finish(*answer);
   } else {
     start_exchange(std::get<Request>(std::move(step)));
   }
@@ -177,7 +177,7 @@ void FramedClient::settle() {
   advance(current().take(done.reply()));
 }
 
-void FramedClient::finish(Answer answer) {
+void FramedClient::finish(const Answer& answer) {
   operation_.reset();
   const bool succeeded = answer.status == kSuccess && !answer.refused;
   was_up_ = was_up_ || succeeded;
@@ -185,7 +185,7 @@ void FramedClient::finish(Answer answer) {
   failure_ = answer.status;
   if (answer.ends_client) child().end(Milliseconds{0}, limits().close_grace);
   if (succeeded) forget_failure();
-  explain(std::move(answer.explanation));
+  explain(answer.explanation);
 }
 
 // No answer can come any more; a client that still runs is ended.

@@ -35,7 +35,7 @@ class FramedClient : public Client {
   void run_until(Clock::time_point deadline);
   void listen(Clock::time_point deadline);
   void settle();
-  void finish(Answer answer);
+  void finish(const Answer& answer);
   void lose(TKStatus status, std::string reason);
   bool may_repeat(TKStatus status) const;
   void plan_repetition(const std::string& reason);

@@ -96,6 +96,7 @@ TEST_P(Psftp, EntersNoDirectoryThatIsNotThere) {
   connect(kFaultyServer + " absent");
   EXPECT_EQ(ask("cd \"nope\""), kNotThere);
   EXPECT_EQ(ask("cd \"" + remote_.string() + "/nope\""), kNotThere);
+  EXPECT_TRUE(tells("no such file or directory")) << told();
   EXPECT_EQ(get("file"), kPrompt);
   ASSERT_EQ(ask("cd \"sub\""), kPrompt);
   EXPECT_EQ(ask("cd \"nope\""), kNotThere);
