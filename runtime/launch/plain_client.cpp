@@ -140,11 +140,11 @@ void PlainClient::explain_failed_batch() {
   }
 }
 
-void PlainClient::give_up(std::string reason) {
+void PlainClient::give_up(const std::string& reason) {
   child().end(Milliseconds{0}, limits().close_grace);
   output_lines_.flush();
   error_lines_.flush();
-  explain(std::move(reason));
+  explain(reason);
 }
 
 }  // namespace fileref::runtime

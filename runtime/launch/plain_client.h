@@ -26,7 +26,7 @@ class PlainClient : public Client {
   bool talking() const { return child().talking(); }
   void expect_answer(Limit limit);
   bool listen(Clock::time_point deadline);
-  void give_up(std::string reason);
+  void give_up(const std::string& reason);
   TKStatus end_of_output();
   void explain_failed_batch();
 

@@ -137,11 +137,11 @@ int exec_error(int failure) {
 }
 
 // Lets the new process go on. Returns the errno of its exec.
-int open_gate(Pipe gate, Pipe failure) {
-  failure.write.reset();
+int open_gate(const Pipe& gate, Pipe* failure) {
+  failure->write.reset();
   // It may have been killed meanwhile, but we hold the other end, too.
   [[maybe_unused]] const ssize_t told = ::write(gate.write.get(), "", 1);
-  return exec_error(failure.read.get());
+  return exec_error(failure->read.get());
 }
 
 std::string system_failure(int error) {
@@ -212,7 +212,7 @@ std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_ses
   // It runs nothing before somebody watches over it.
   Guardian guardian(pid, own_session);
   int error = errno;
-  if (guardian) error = open_gate(std::move(gate), std::move(failure));
+  if (guardian) error = open_gate(gate, &failure);
   gate.write.reset();
   if (!guardian || error != 0) {
     while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {

@@ -56,7 +56,7 @@ Extension::Extension(std::string_view type) {
 std::string split_type(std::string* name) {
   const std::size_t dot = name->find('.');
   if (dot == 0 || dot == std::string::npos) return {};
-  const std::string type(runtime::trimmed(name->substr(dot + 1, sizeof(Name8))));
+  std::string type(runtime::trimmed(name->substr(dot + 1, sizeof(Name8))));
   name->resize(dot);
   return type;
 }
