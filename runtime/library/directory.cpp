@@ -108,7 +108,7 @@ std::unique_ptr<OpenFile> OpenDirectory::open(std::string_view member, std::stri
         return host_.table().ammopen.entryp(file, checked(), name.data(),
                                             static_cast<int>(name.size()), extension.get(), parms);
       },
-      host_.table().ammclos.entryp, true};
+      host_.table().ammclos.entryp, name};
   return host_.open_by(entries, fileref_, openmode, options);
 }
 

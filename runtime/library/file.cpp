@@ -13,7 +13,7 @@ constexpr std::size_t kEnoughToWrite = 128 * 1024;
 }
 
 OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, int openmode,
-                   long record_length, HOST_FILE* temporary, rctype (*close_entry)(ptr),
+                   long record_length, HOST_FILE* temporary, const Host::Impl::FileEntries& entries,
                    Host::Impl::OptionBlock options)
     : host_(host),
       fileref_(std::move(fileref)),
@@ -23,7 +23,8 @@ OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, int openmode
       output_(openmode == kOpenOutput),
       stream_(temporary != nullptr && runtime::TempMethod::is_stream(temporary)),
       names_(!output_ && temporary == nullptr),
-      close_entry_(close_entry),
+      close_entry_(entries.close),
+      member_(entries.member),
       options_(std::move(options)) {}
 
 OpenFile::~OpenFile() {
@@ -126,6 +127,7 @@ void OpenFile::write_last(std::string_view record) {
 rctype OpenFile::send_and_close() {
   runtime::Runtime& runtime = host_.runtime();
   const std::string data = temporary_ == nullptr ? "" : runtime.temp.spare(temporary_);
+  host_.sends(member_);
   const rctype rc = close_entry_(file_);
   const bool is_unsent = rc != kSuccess && runtime.temp.is_spared(data);
   const std::string place = is_unsent ? runtime.toolkit.launch.keep_unsent(data) : "";

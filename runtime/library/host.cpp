@@ -159,8 +159,8 @@ Host::Impl::Impl(HostOptions options)
   launch.adapter = options_.client;
   runtime_.temp.name_of_output = [this] {
     const auto found = assigned_.find(name8(runtime_.log.subject()));
-    const Assignment of = found == assigned_.end() ? Assignment() : found->second;
-    return runtime::unescape_name(of.makes_directory ? of.file : of.physical_name);
+    if (!member_being_sent_.empty()) return runtime::unescape_name(member_being_sent_);
+    return found == assigned_.end() ? "" : runtime::unescape_name(found->second.physical_name);
   };
   launch.keep_unsent = [this](const std::string& local) {
     return runtime::keep_unsent(local, options_.unsent_directory, runtime_.temp.name_of_output());
@@ -409,7 +409,7 @@ std::unique_ptr<OpenFile> Host::Impl::open_fileref(Name8 name, int openmode,
                                  return table().amopen.entryp(file, name.data(), runtime_.request(),
                                                               parms);
                                },
-                               table().amclose.entryp, false};
+                               table().amclose.entryp};
   return open_by(entries, name, openmode, options);
 }
 
@@ -424,7 +424,7 @@ std::unique_ptr<OpenFile> Host::Impl::open_by(const FileEntries& entries, const 
   const auto assigned = assigned_.find(name);
   if (assigned != assigned_.end()) check_batch(all, assigned->second.physical_name);
   check_words(all);
-  if (openmode == kOpenOutput && !entries.is_member) check_writable(all);
+  if (openmode == kOpenOutput && entries.member.empty()) check_writable(all);
   if (!options.empty()) {
     const auto of_assignment = given_option_of(options, {"CD", "NEW"});
     if (of_assignment) refuse(*of_assignment, "This option belongs to the assignment.");
@@ -440,9 +440,9 @@ std::unique_ptr<OpenFile> Host::Impl::open_by(const FileEntries& entries, const 
     const rctype rc = entries.open(&file, &parms);
     if (rc != kSuccess) return rc;
     HOST_FILE* latest = runtime_.temp.latest();
-    opened = std::make_unique<OpenFile>(*this, std::string(text_of(name)), file, openmode,
-                                        parms.datalen, latest == before ? nullptr : latest,
-                                        entries.close, std::move(block));
+    opened =
+        std::make_unique<OpenFile>(*this, std::string(text_of(name)), file, openmode, parms.datalen,
+                                   latest == before ? nullptr : latest, entries, std::move(block));
     opened->add_skipped(runtime_.toolkit.trouble().refused);
     return rc;
   });

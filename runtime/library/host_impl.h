@@ -54,6 +54,8 @@ class Host::Impl {
   void assign(std::string_view fileref, const Target& target,
               const std::vector<std::string>& options);
   void deassign(std::string_view fileref);
+  // Names the data of an upload that fails: the file of a directory, or empty for a fileref's.
+  void sends(const std::string& member) { member_being_sent_ = member; }
   void run_batch(std::string_view fileref, const std::function<void(std::string_view)>& said);
   std::unique_ptr<OpenFile> open(std::string_view fileref, int openmode,
                                  const std::vector<std::string>& options);
@@ -61,7 +63,7 @@ class Host::Impl {
   struct FileEntries {
     std::function<rctype(ptr* file, WX_OPENPARM* parms)> open;
     rctype (*close)(ptr file);
-    bool is_member;
+    std::string member = {};  // as OpenFile keeps it
   };
   std::unique_ptr<OpenFile> open_by(const FileEntries& entries, const runtime::Name8& name,
                                     int openmode, const std::vector<std::string>& options);
@@ -156,6 +158,7 @@ class Host::Impl {
   runtime::Runtime runtime_;
   AMMCB* block_ = nullptr;
   std::map<runtime::Name8, Assignment> assigned_;
+  std::string member_being_sent_;
   const OpenFile* entered_ = nullptr;  // whose record routine ran last, with nothing else since
 };
 
@@ -163,7 +166,8 @@ class Host::Impl {
 class OpenFile {
  public:
   OpenFile(Host::Impl& host, std::string fileref, ptr file, int openmode, long record_length,
-           HOST_FILE* temporary, rctype (*close_entry)(ptr), Host::Impl::OptionBlock options);
+           HOST_FILE* temporary, const Host::Impl::FileEntries& entries,
+           Host::Impl::OptionBlock options);
   // Closes an input and abandons an output; what fails then goes to the log only.
   ~OpenFile();
   OpenFile(const OpenFile&) = delete;
@@ -201,6 +205,7 @@ class OpenFile {
   std::string name_;  // the one that was read last
   bool line_ended_ = true;
   rctype (*close_entry_)(ptr);
+  std::string member_;  // the name in its directory, escaped; empty: it is the fileref's file
   Host::Impl::OptionBlock options_;
   WX_AMVEC* vector_ = nullptr;
   std::vector<std::string> skipped_;

@@ -102,6 +102,11 @@ TEST_F(Library, OptionsThatNameADirectoryFitTheTarget) {
   host_->assign("F", target("d/g"), {"NEW"});
   EXPECT_NE(failure([&] { host_->create("F").close(); }).explanation().find("unsent/g."),
             std::string::npos);
+  host_->assign("F", target("d"), {"DIR"});
+  EXPECT_NE(failure([&] { host_->open_directory("F").create("g").close(); })
+                .explanation()
+                .find("unsent/g."),
+            std::string::npos);
   host_->assign("F", target("d/.H"), {"NEW"});
   EXPECT_EQ(host_->find("F"), ".h");
   host_->assign("F", target("d"), {"DIR"});
