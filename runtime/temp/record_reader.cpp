@@ -181,7 +181,7 @@ bool RecordReader::read_more() {
   const std::size_t kept = available();
   if (kept > buffer_.size() / 2) {
     std::vector<char> larger(buffer_.size() * 2);
-    std::memcpy(larger.data(), begin_, kept);
+    std::copy(begin_, end_, larger.begin());
     buffer_.swap(larger);
   } else if (kept > 0) {
     std::memmove(buffer_.data(), begin_, kept);
