@@ -67,6 +67,8 @@ void add_write_words(CLI::App& command, cli::Request& request) {
   add_member_words(command, request);
   command.add_flag("--verify", request.host.verify_uploads,
                    "Read the sent file back and compare all of it, or fail");
+  command.add_flag("--atomic", request.host.atomic_uploads,
+                   "Replace the old file by the new one as a whole, or not at all");
 }
 
 void add_ls_words(CLI::App& command, cli::Request& request) {
@@ -109,9 +111,9 @@ void add_common_words(CLI::App& command, cli::Request& request) {
   command.add_option("--log", request.log_path, "Write the host log and the client's journal here")
       ->type_name("FILE");
   command.add_flag("-q,--quiet", request.quiet, "Show no progress");
-  command.add_option("--client", request.host.client, "How the client is spoken to")
+  command.add_option("--client", request.host.client, "How the server is spoken to")
       ->type_name("NAME")
-      ->check(CLI::IsMember({"openssh", "psftp", "plain"}));
+      ->check(CLI::IsMember({"direct", "openssh", "psftp", "plain"}));
   command
       .add_option("--retries", request.host.retries,
                   fmt::format("How often a command is repeated whose session was lost ({})",

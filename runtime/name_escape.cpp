@@ -8,7 +8,7 @@ namespace {
 
 constexpr char kBlank = '\x1f';   // stands for a blank
 constexpr char kEscape = '\x10';  // the next byte, a digit, says which of these it stands for
-constexpr std::string_view kEscaped("\x10\x1f\r'", 4);
+constexpr std::string_view kEscaped("\x10\x1f\r'\n", 5);
 constexpr std::size_t kMarks = 2;  // the first of them
 constexpr char kNothing = '9';     // or none: it keeps two letters apart
 

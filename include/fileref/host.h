@@ -86,8 +86,15 @@ struct HostOptions {
   /// failed. Without it the number of bytes that arrived is compared, which misses a block that the
   /// server refused in the middle, as OpenSSH clients up to 10.0 do.
   bool verify_uploads = false;
-  /// How the client is spoken to: "openssh", "psftp", "plain", or empty for a choice by its
-  /// program's name. With "psftp" that is the program unless an option PATH names another.
+  /// Sends every file under a name of its own in the same directory, which takes the place of the
+  /// old file once it is whole: nobody sees half a file, and a failure leaves the old one as it
+  /// was. Fails before any data is sent where the server cannot do that, and with a client other
+  /// than "direct".
+  bool atomic_uploads = false;
+  /// How the server is spoken to: "direct" by this library itself, over the system's own ssh;
+  /// "openssh", "psftp", "plain" through a client program. Empty: "direct" where the program would
+  /// be the system's own `sftp` and its words can be carried out without it, else by the name of
+  /// the program. With "psftp" that is the program unless an option PATH names another.
   std::string client;
 };
 

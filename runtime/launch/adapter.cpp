@@ -53,9 +53,10 @@ std::unique_ptr<Operation> Adapter::plan(std::string_view text, std::string* why
   if (command->verb == Verb::kMakeDirectory || command->verb == Verb::kUpload) {
     session_.listed.reset();
   }
-  if (!check_footing(*command, why)) {
-    if (command->verb == Verb::kUpload)
-      *why = explain_failed_upload(session_, *command, *why, false);
+  if (!session_.footing.allows(command->verb, why)) {
+    if (command->verb == Verb::kUpload) {
+      *why = explain_failed_upload(session_.keep_unsent, *command, *why, false);
+    }
     return nullptr;
   }
   if (command->verb == Verb::kList) {
@@ -68,8 +69,9 @@ std::unique_ptr<Operation> Adapter::plan(std::string_view text, std::string* why
     return nullptr;
   }
   if (!prepare(&*command, why)) {
-    if (command->verb == Verb::kUpload)
-      *why = explain_failed_upload(session_, *command, *why, false);
+    if (command->verb == Verb::kUpload) {
+      *why = explain_failed_upload(session_.keep_unsent, *command, *why, false);
+    }
     return nullptr;
   }
   switch (command->verb) {
@@ -87,17 +89,6 @@ std::unique_ptr<Operation> Adapter::plan(std::string_view text, std::string* why
       break;
   }
   return nullptr;
-}
-
-// In the directory in which the session began, names would stand for other files.
-bool Adapter::check_footing(const Command& command, std::string* why) {
-  const bool makes_way = command.verb == Verb::kChangeDirectory ||
-                         command.verb == Verb::kMakeDirectory ||
-                         command.verb == Verb::kLeaveDirectory;
-  if (makes_way) return true;
-  if (session_.footing == Footing::kFresh) session_.footing = Footing::kSettled;
-  *why = "the session did not get into the directory that it was to enter first";
-  return session_.footing == Footing::kSettled;
 }
 
 std::unique_ptr<Operation> Adapter::plan_listing(const Command& command, std::string* why) {

@@ -25,7 +25,6 @@ class Adapter {
   std::unique_ptr<Operation> plan(std::string_view command, std::string* why);
 
  private:
-  bool check_footing(const Command& command, std::string* why);
   std::unique_ptr<Operation> plan_listing(const Command& command, std::string* why);
   // False, and why, when the command cannot be sent.
   bool prepare(Command* command, std::string* why) const;

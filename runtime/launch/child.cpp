@@ -95,6 +95,12 @@ Child::Child(Spawned spawned, bool own_group, std::function<bool()> interrupted)
   for (const Fd* stream : {&in_, &out_, &err_}) ::fcntl(stream->get(), F_SETFL, O_NONBLOCK);
 }
 
+void Child::widen_pipes() {
+  constexpr int kWide = 1 << 20;
+  for (const Fd* stream : {&in_, &out_}) ::fcntl(stream->get(), F_SETPIPE_SZ, kWide);
+  most_reads_ = kFullPipe;
+}
+
 Child::~Child() {
   if (forgotten() || ending_) return;
   signal(SIGKILL);
@@ -131,8 +137,8 @@ bool Child::pump(Clock::time_point deadline, std::string* out, std::string* err)
   } else if (streams[0].revents) {
     write_queued();
   }
-  if (streams[1].revents) read_from(&out_, out);
-  if (streams[2].revents) read_from(&err_, err);
+  if (streams[1].revents) read_up_to(most_reads_, &out_, out);
+  if (streams[2].revents) read_up_to(1, &err_, err);
   if (streams[3].revents || ending_) read_the_rest(out, err);
   return true;
 }
@@ -184,12 +190,15 @@ bool Child::read_from(Fd* stream, std::string* text) {
   return false;
 }
 
+void Child::read_up_to(int reads, Fd* stream, std::string* text) {
+  for (; *stream && reads > 0 && read_from(stream, text); --reads) {
+  }
+}
+
 // The process is gone, and what it wrote is in the pipes: others may go on writing to them.
 void Child::read_the_rest(std::string* out, std::string* err) {
-  for (int reads = 0; out_ && reads < kFullPipe && read_from(&out_, out); ++reads) {
-  }
-  for (int reads = 0; err_ && reads < kFullPipe && read_from(&err_, err); ++reads) {
-  }
+  read_up_to(kFullPipe, &out_, out);
+  read_up_to(kFullPipe, &err_, err);
   out_.reset();
   err_.reset();
 }

@@ -57,10 +57,15 @@ class Child {
   // Queues bytes for the child's standard input; `pump` writes them. They are dropped when the
   // child no longer reads.
   void queue(std::string_view bytes);
+  // All of them were written, or dropped.
+  bool has_written() const { return queued_.empty(); }
 
   // Waits until bytes moved on a stream or a stream ended, at most until `deadline`, and appends
   // what the child wrote. False when nothing happened, or nothing can any more.
   bool pump(Clock::time_point deadline, std::string* out, std::string* err);
+
+  // For a child that moves much data: it and this process need to take turns less often.
+  void widen_pipes();
 
   // Standard output has not ended. It also ends when the process is gone, whoever else may hold
   // the pipe.
@@ -95,6 +100,7 @@ class Child {
   void stop_writing();
   void write_queued();
   bool read_from(Fd* stream, std::string* text);
+  void read_up_to(int reads, Fd* stream, std::string* text);
   void read_the_rest(std::string* out, std::string* err);
   bool ends_by(Clock::time_point deadline);
   bool reap(int wait_flags);
@@ -107,6 +113,7 @@ class Child {
   Fd in_, out_, err_;
   Fd alive_;  // pidfd: readable once the process has ended
   std::string queued_;
+  int most_reads_ = 1;  // of a stream, each time that it has something
   std::function<bool()> interrupted_;
   std::optional<Ending> ending_;
 };

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "runtime/launch/command_line.h"
+#include "runtime/launch/direct/direct_client.h"
 #include "runtime/launch/framed_client.h"
 #include "runtime/launch/openssh.h"
 #include "runtime/launch/plain_client.h"
@@ -19,7 +20,7 @@ namespace {
 constexpr std::size_t kMostWords = 4096;
 
 std::string adapter_for(const std::string& program) {
-  std::string name = program.substr(program.rfind('/') + 1);
+  const std::string name = program.substr(program.rfind('/') + 1);
   if (name == "psftp") return name;
   return name == "sftp" ? "openssh" : "plain";
 }
@@ -113,17 +114,24 @@ std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) 
 std::unique_ptr<Client> Client::start(LaunchRequest request, std::string* why) {
   std::optional<std::vector<std::string>> words = words_to_run(request, why);
   if (!words) return nullptr;
-  if (request.adapter.empty()) request.adapter = adapter_for(words->front());
+  if (request.adapter.empty()) {
+    request.adapter = direct::stands_in_for(*words) ? "direct" : adapter_for(words->front());
+  }
   std::unique_ptr<Dialect> dialect = dialect_for(request.adapter);
-  if (!dialect && request.adapter != "plain") {
+  if (!dialect && request.adapter != "plain" && request.adapter != "direct") {
     *why = "unknown client adapter \"" + request.adapter +
-           "\": use \"openssh\", \"psftp\" or \"plain\"";
+           "\": use \"direct\", \"openssh\", \"psftp\" or \"plain\"";
     return nullptr;
   }
   if (!check_questions(request.adapter, *words, why)) return nullptr;
   if (gives_up_at_questions(request, words->front())) {
     words->insert(words->begin() + 1, "-oBatchMode=yes");
   }
+  if (request.atomic_uploads && request.adapter != "direct") {
+    *why = "only the client \"direct\" can replace a file as a whole (--atomic)";
+    return nullptr;
+  }
+  if (request.adapter == "direct") return direct::launch(std::move(request), *words, why);
   std::unique_ptr<Child> child = Child::start(*words, !request.may_ask, why, request.interrupted);
   if (!child) return nullptr;
   const bool batch = dialect && has_word(*words, "-b");
@@ -209,6 +217,10 @@ std::string Client::how_it_ended() {
 std::string Client::in_seconds(Milliseconds time) {
   const auto ms = time.count();
   return ms % 1000 == 0 ? std::to_string(ms / 1000) + " s" : std::to_string(ms) + " ms";
+}
+
+std::string Client::nothing_moved() const {
+  return "nothing has moved for " + in_seconds(limits().stall) + " (--stall-limit raises it)";
 }
 
 std::string Client::no_answer_within(Limit limit) const {

@@ -42,13 +42,21 @@ struct LaunchRequest {
   // ends: its output passes through, and an exit status other than 0 makes the last read fail.
   std::string command_line;
   std::vector<std::string> extra_arguments;  // inserted right behind the program
-  // "openssh", "psftp": speaks the dialogue of that client. "plain": passes bytes through. Empty:
-  // chosen by the file name of the program.
+  // "direct": ssh is run in place of the program, and spoken to in the file transfer protocol.
+  // "openssh", "psftp": the dialogue of that client is spoken. "plain": passes bytes through.
+  // Empty: "direct" in place of the system's own `sftp` where it can do what the words ask for,
+  // else by the file name of the program.
   std::string adapter;
   LaunchLimits limits;
   // Read every upload back and compare it, else it has failed: OpenSSH clients up to 10.0 can miss
   // a block that the server refused, while the size comes out right.
   bool verify_uploads = false;
+  // Send uploads under another name, which then replaces the old file: client "direct" only.
+  bool atomic_uploads = false;
+  // Names that are likely to be fetched one after the other: "direct" fetches them ahead.
+  std::vector<std::string> expected;
+  // Journal every request and reply of the protocol: "direct" only.
+  bool trace = false;
   // How often a command is repeated whose client ended under way, in a new session that stands in
   // the same directory. One whose transfer stalled counts as ended. A session that was lost between
   // two commands counts as the first of them.
@@ -123,6 +131,7 @@ class Client {
   // Runs the same words anew, once the child has ended. False, and why, when that fails.
   bool restart(std::string* why);
 
+  const LaunchRequest& launch_request() const { return request_; }
   const std::string& adapter() const { return request_.adapter; }
   const LaunchLimits& limits() const { return request_.limits; }
   const ProgressReport& progress() const { return request_.progress; }
@@ -146,6 +155,7 @@ class Client {
   // Reaps the client, whose output has ended.
   std::string how_it_ended();
   std::string no_answer_within(Limit limit) const;
+  std::string nothing_moved() const;
   // "60 s", "300 ms"
   static std::string in_seconds(Milliseconds time);
 

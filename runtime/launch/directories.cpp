@@ -88,13 +88,7 @@ Step Start::take(const Reply& reply) {
 }
 
 Answer Start::lost(Answer failure, std::string_view words) {
-  if (failure.status != kEndOfOutput) return failure;
-  const std::string cause = explain_start_failure(words);
-  if (!cause.empty()) failure.explanation = cause;
-  if (says_host_is_unknown(words)) {
-    return {kSuccess, "host does not exist\n", std::move(failure.explanation), true};
-  }
-  return failure;
+  return explained_start_failure(std::move(failure), words);
 }
 
 Step ChangeDirectory::begin() {
@@ -148,12 +142,12 @@ bool ChangeDirectory::succeeded(Verdict verdict) const {
 }
 
 Answer ChangeDirectory::refuse(std::string explanation) {
-  if (session_->footing == Footing::kFresh) session_->footing = Footing::kAstray;
+  session_->footing.entered(false);
   return refusal("no such file or directory", std::move(explanation));
 }
 
 Answer ChangeDirectory::accept() {
-  session_->footing = Footing::kSettled;
+  session_->footing.entered(true);
   return done();
 }
 

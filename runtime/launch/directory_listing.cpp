@@ -13,6 +13,8 @@ namespace {
 constexpr std::size_t kLongestLine = 1022;
 constexpr std::size_t kOctalDigits = 3;
 
+constexpr std::size_t kPiece = std::size_t{64} << 10;
+
 bool before(const DirectoryListing::Entry& a, const DirectoryListing::Entry& b) {
   return a.name < b.name;
 }
@@ -62,8 +64,28 @@ void DirectoryListing::set_name(std::size_t entry, std::string name) {
   entries_[entry].name = names_.emplace_back(std::move(name));
 }
 
+void DirectoryListing::add(std::string_view name, char type, std::uint64_t size) {
+  entries_.push_back({keep(name), type, size});
+}
+
+// In large pieces: a directory may hold millions.
+std::string_view DirectoryListing::keep(std::string_view name) {
+  const std::size_t bytes = name.size() + 1;
+  if (bytes > added_room_) {
+    added_room_ = std::max(kPiece, bytes);
+    added_.push_back(std::make_unique<char[]>(added_room_));
+    piece_size_ = added_room_;
+  }
+  char* place = added_.back().get() + (piece_size_ - added_room_);
+  name.copy(place, name.size());
+  added_room_ -= bytes;
+  return {place, name.size()};
+}
+
 void DirectoryListing::sort() {
   std::sort(entries_.begin(), entries_.end(), before);
+  const auto same = [](const Entry& a, const Entry& b) { return a.name == b.name; };
+  entries_.erase(std::unique(entries_.begin(), entries_.end(), same), entries_.end());
 }
 
 const DirectoryListing::Entry* DirectoryListing::find(std::string_view name) const {

@@ -33,6 +33,9 @@ class DirectoryListing {
   // line feeds make such lines.
   static std::unique_ptr<DirectoryListing> parse(std::string_view lines, const ListingForm& form,
                                                  std::string* why);
+  static std::unique_ptr<DirectoryListing> empty() {
+    return std::unique_ptr<DirectoryListing>(new DirectoryListing({}));
+  }
   DirectoryListing(const DirectoryListing&) = delete;
   DirectoryListing& operator=(const DirectoryListing&) = delete;
 
@@ -41,7 +44,9 @@ class DirectoryListing {
   // The entries whose names are unclear.
   const std::vector<std::size_t>& unclear() const { return unclear_; }
   void set_name(std::size_t entry, std::string name);
-  // Puts the entries into the order of their names.
+  void set_type(std::size_t entry, char type) { entries_[entry].type = type; }
+  void add(std::string_view name, char type, std::uint64_t size);
+  // Puts the entries into the order of their names, each once.
   void sort();
 
   // Once sorted. Null when there is no such entry.
@@ -52,8 +57,12 @@ class DirectoryListing {
 
   std::string parse_lines(const ListingForm& form);
 
+  std::string_view keep(std::string_view name);
+
   std::string text_;
-  std::deque<std::string> names_;  // those that were unclear
+  std::vector<std::unique_ptr<char[]>> added_;   // names that were, in pieces
+  std::size_t piece_size_ = 0, added_room_ = 0;  // of the last, in bytes, and left
+  std::deque<std::string> names_;                // those that were unclear
   std::vector<Entry> entries_;
   std::vector<std::size_t> unclear_;
 };

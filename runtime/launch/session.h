@@ -9,15 +9,9 @@
 #include <vector>
 
 #include "runtime/launch/directory_listing.h"
+#include "runtime/launch/footing.h"
 
 namespace fileref::runtime {
-
-// Whether a session stands where its user takes it to be.
-enum class Footing {
-  kFresh,    // no command yet
-  kSettled,  // in a directory that it entered, or with a first command that needed none
-  kAstray,   // its first command was to enter a directory, and it has entered none
-};
 
 struct Session {
   // Keeps the local file of a failed upload and returns where; empty when it could not.
@@ -30,7 +24,7 @@ struct Session {
   // The names by which `directory` is entered after the login; nothing: not known.
   std::optional<std::vector<std::string>> trail = std::vector<std::string>();
 
-  Footing footing = Footing::kFresh;
+  Footing footing = {};
   bool enters_missing = false;  // `cd` succeeds with a directory that is not there
 
   std::unique_ptr<DirectoryListing> listed = {};  // the last listing of a current directory,

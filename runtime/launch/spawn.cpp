@@ -33,21 +33,6 @@ bool is_program(const std::string& path) {
   return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
-// The path of `program`; empty when PATH has no such program.
-std::string find_program(const std::string& program) {
-  if (program.find('/') != program.npos) return program;
-  const char* path = std::getenv("PATH");
-  std::string_view rest = path ? path : "/usr/local/bin:/usr/bin:/bin";
-  for (;;) {
-    const std::size_t colon = rest.find(':');
-    const std::string_view directory = rest.substr(0, colon);
-    std::string candidate = std::string(directory.empty() ? "." : directory) + '/' + program;
-    if (is_program(candidate)) return candidate;
-    if (colon == rest.npos) return {};
-    rest.remove_prefix(colon + 1);
-  }
-}
-
 // The caller's environment with LC_ALL=C.UTF-8: the client's messages stay English, and the bytes
 // of names stay text. Where it has no time zone it gets the system's by name: without one, the C
 // library looks the zone up anew for every date in a listing.
@@ -172,6 +157,20 @@ bool put_on_standard_streams(const std::array<int, 3>& descriptors) {
     if (::dup2(moved[static_cast<std::size_t>(i)], i) < 0) return false;
   }
   return true;
+}
+
+std::string find_program(const std::string& program) {
+  if (program.find('/') != program.npos) return program;
+  const char* path = std::getenv("PATH");
+  std::string_view rest = path ? path : "/usr/local/bin:/usr/bin:/bin";
+  for (;;) {
+    const std::size_t colon = rest.find(':');
+    const std::string_view directory = rest.substr(0, colon);
+    std::string candidate = std::string(directory.empty() ? "." : directory) + '/' + program;
+    if (is_program(candidate)) return candidate;
+    if (colon == rest.npos) return {};
+    rest.remove_prefix(colon + 1);
+  }
 }
 
 std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_session,

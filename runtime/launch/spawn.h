@@ -29,4 +29,7 @@ pid_t fork_quietly();
 // Puts three descriptors on 0, 1 and 2, past each other where they already lie there.
 bool put_on_standard_streams(const std::array<int, 3>& descriptors);
 
+// The path of `program` as it would be run; empty when there is none in PATH.
+std::string find_program(const std::string& program);
+
 }  // namespace fileref::runtime

@@ -108,4 +108,14 @@ std::string explain_start_failure(std::string_view words) {
   return {};
 }
 
+Answer explained_start_failure(Answer failure, std::string_view words) {
+  if (failure.status != kEndOfOutput) return failure;
+  const std::string cause = explain_start_failure(words);
+  if (!cause.empty()) failure.explanation = cause;
+  if (says_host_is_unknown(words)) {
+    return {kSuccess, "host does not exist\n", std::move(failure.explanation), true};
+  }
+  return failure;
+}
+
 }  // namespace fileref::runtime

@@ -152,11 +152,11 @@ Answer Download::lost(Answer failure, std::string_view) {
   return failure;
 }
 
-std::string explain_failed_upload(const Session& session, const Command& command,
-                                  const std::string& reason, bool sent) {
+std::string explain_failed_upload(const std::function<std::string(const std::string&)>& keep,
+                                  const Command& command, const std::string& reason, bool sent) {
   // While it was sent it had the permissions that the remote file was to get.
   set_local_mode(command.local, 0600);
-  const std::string place = session.keep_unsent ? session.keep_unsent(command.local) : "";
+  const std::string place = keep ? keep(command.local) : "";
   return "the upload of " + quoted(command.remote) + " failed: " + reason +
          (sent ? "; the remote file may be incomplete" : "") +
          (place.empty() ? "; the data could not be kept" : "; the data is kept in " + place);
@@ -252,13 +252,14 @@ Answer Upload::judge_copy() {
 }
 
 Answer Upload::fail(const std::string& reason) {
-  return failure(explain_failed_upload(*session_, command_, reason, sent_));
+  return failure(explain_failed_upload(session_->keep_unsent, command_, reason, sent_));
 }
 
 Answer Upload::lost(Answer failure, std::string_view) {
   remove_local(copy_);
   sent_ = sent_ || state_ != State::kLook;
-  failure.explanation = explain_failed_upload(*session_, command_, failure.explanation, sent_);
+  failure.explanation =
+      explain_failed_upload(session_->keep_unsent, command_, failure.explanation, sent_);
   return failure;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -54,10 +55,10 @@ class Download : public Operation {
   std::uint64_t arrived_ = 0;
 };
 
-// Has the local file of an upload kept, and tells the user where and why. With `sent`, the remote
-// file may have got some of the data.
-std::string explain_failed_upload(const Session& session, const Command& command,
-                                  const std::string& reason, bool sent);
+// Has the local file of an upload kept, by `keep` as in LaunchRequest::keep_unsent, and tells the
+// user where and why. With `sent`, the remote file may have got some of the data.
+std::string explain_failed_upload(const std::function<std::string(const std::string&)>& keep,
+                                  const Command& command, const std::string& reason, bool sent);
 
 // Uploads, looks at what arrived, and reads it back where that is not proof enough, or always.
 class Upload : public Operation {

@@ -156,6 +156,8 @@ Host::Impl::Impl(HostOptions options)
     return (options_.interrupted && options_.interrupted()) || callbacks_.has_thrown();
   };
   launch.verify_uploads = options_.verify_uploads;
+  launch.atomic_uploads = options_.atomic_uploads;
+  launch.trace = static_cast<bool>(options_.log);
   launch.adapter = options_.client;
   runtime_.temp.name_of_output = [this] {
     const auto found = assigned_.find(name8(runtime_.log.subject()));
@@ -207,9 +209,11 @@ void Host::Impl::begin(std::string_view fileref) {
 }
 
 void Host::Impl::prepare_launch(const Name8& name) {
+  static const Assignment kNone;
   const auto found = assigned_.find(name);
-  runtime_.toolkit.launch.extra_arguments =
-      found == assigned_.end() ? std::vector<std::string>() : found->second.client_arguments;
+  const Assignment& of = found == assigned_.end() ? kNone : found->second;
+  runtime_.toolkit.launch.extra_arguments = of.client_arguments;
+  runtime_.toolkit.launch.expected = of.names;
 }
 
 void Host::Impl::check(rctype rc) {
@@ -331,7 +335,8 @@ Host::Impl::Assignment Host::Impl::checked(const Target& target,
   const bool no_path = target.path == "/" && given_option(options, "BATCHFILE");
   Assignment made = {.client_arguments = target.client_arguments,
                      .physical_name = no_path ? "" : physical_name(target),
-                     .file = one_file ? target.last_part() : ""};
+                     .file = one_file ? target.last_part() : "",
+                     .names = target.names};
   const std::optional<GivenOption> make = given_option(options, "NEW");
   if (!make || is_directory) return made;
   if (made.file.empty() || given_option_of(options, kNotOneFile)) {

@@ -116,7 +116,8 @@ class Host::Impl {
   struct Assignment {
     std::vector<std::string> client_arguments;
     std::string physical_name;
-    std::string file;              // the name in its directory; empty: it stands for no one file
+    std::string file;  // the name in its directory; empty: it stands for no one file
+    std::vector<std::string> names = {};  // of several files
     bool makes_directory = false;  // NEW: the fileref is the directory, and the file its member
     std::vector<std::string> options = {};
   };

@@ -12,8 +12,6 @@ constexpr std::uint32_t kVersion = 3;
 constexpr std::size_t kLengthBytes = 4;
 // Far above what any server sends: blocks asked for are smaller, and lists of names are cut.
 constexpr std::uint32_t kLongestPacket = 4 << 20;
-// Its data and what stands around it are a packet that everyone takes.
-constexpr std::uint32_t kLongestBlock = 261120;
 constexpr std::size_t kLittleOutput = std::size_t{512} << 10;
 constexpr std::size_t kMostNoise = 200;
 
@@ -62,9 +60,10 @@ bool says_more(std::string_view words, std::string_view known) {
                      [](char a, char b) { return (a | 0x20) == (b | 0x20); });
 }
 
-std::uint32_t block_length(std::uint64_t limit, std::uint32_t otherwise) {
+// 0 stands for a limit that the server does not know.
+std::uint32_t block_length(std::uint64_t limit, std::uint32_t otherwise, std::uint32_t longest) {
   return limit == 0 ? otherwise
-                    : static_cast<std::uint32_t>(std::min<std::uint64_t>(limit, kLongestBlock));
+                    : static_cast<std::uint32_t>(std::min<std::uint64_t>(limit, longest));
 }
 
 }  // namespace
@@ -79,8 +78,10 @@ Asker::~Asker() {
   connection_.forget(*this);
 }
 
-Connection::Connection(std::function<void()> ready, Trace trace)
-    : ready_(std::move(ready)), trace_(std::move(trace)) {
+Connection::Connection(std::function<void()> ready, Trace trace, Settings settings)
+    : ready_(std::move(ready)), trace_(std::move(trace)), settings_(settings) {
+  server_.read_length = std::min(server_.read_length, settings.longest_block);
+  server_.write_length = std::min(server_.write_length, settings.longest_block);
   Writer(output_, Type::kInit, kVersion);
 }
 
@@ -140,14 +141,19 @@ void Connection::break_off(std::string reason) {
   fault_ = std::move(reason);
 }
 
+// Whole packets are taken where they are; only the beginning of one is kept.
 void Connection::receive(std::string_view bytes) {
   received_ += bytes.size();
-  received_bytes_ += bytes;
-  std::string_view rest = received_bytes_;
+  if (!received_bytes_.empty()) received_bytes_ += bytes;
+  std::string_view rest = received_bytes_.empty() ? bytes : received_bytes_;
   while (!is_broken() && take_packet(rest)) {
     rest.remove_prefix(kLengthBytes + Reader(rest).number32());
   }
-  received_bytes_.erase(0, received_bytes_.size() - rest.size());
+  if (received_bytes_.empty()) {
+    received_bytes_ = rest;
+  } else {
+    received_bytes_.erase(0, received_bytes_.size() - rest.size());
+  }
 }
 
 // False when it is not there whole.
@@ -181,18 +187,18 @@ void Connection::report_noise(std::string_view bytes) {
 
 void Connection::greet(Reader packet) {
   const std::uint32_t version = packet.number32();
-  Server server;
+  std::map<std::string, std::string, std::less<>> extensions;
   while (!packet.rest().empty() && packet.is_whole()) {
     const std::string name(packet.text());
-    server.extensions.emplace(name, packet.text());
+    extensions.emplace(name, packet.text());
   }
   if (!packet.is_whole()) return break_off("the server's greeting is cut off");
   if (version != kVersion) {
     return break_off("the server speaks version " + std::to_string(version) +
                      " of the protocol, and here only version 3 is spoken");
   }
-  server.version = version;
-  server_ = std::move(server);
+  server_.version = version;
+  server_.extensions = std::move(extensions);
   if (server_.has("limits@openssh.com")) ask_limits();
   ready_();
 }
@@ -202,8 +208,8 @@ void Connection::ask_limits() {
     reply.body.number64();  // the longest packet
     const std::uint64_t read = reply.body.number64(), write = reply.body.number64();
     if (!reply.status.is_ok() || !reply.body.is_whole()) return;
-    server_.read_length = block_length(read, server_.read_length);
-    server_.write_length = block_length(write, server_.write_length);
+    server_.read_length = block_length(read, server_.read_length, settings_.longest_block);
+    server_.write_length = block_length(write, server_.write_length, settings_.longest_block);
   }).text("limits@openssh.com");
 }
 

@@ -47,6 +47,14 @@ struct Reply {
 };
 using Taker = std::function<void(Reply&)>;
 
+// How much is asked of the server at a time.
+struct Settings {
+  // Bytes in one request, should the server take that much. What stands around them makes it a
+  // packet that every server takes.
+  std::uint32_t longest_block = 261120;
+  std::uint64_t most_ahead = 16 << 20;  // bytes of one file under way
+};
+
 class Connection;
 
 // Whoever asks. What is under way for it is forgotten when it goes; it must go before its
@@ -72,7 +80,7 @@ class Connection {
 
   // Greets the server. `ready` is called once it has greeted back. `trace`, if there is one, gets a
   // line for every packet, "> " before those sent.
-  explicit Connection(std::function<void()> ready, Trace trace = {});
+  explicit Connection(std::function<void()> ready, Trace trace = {}, Settings settings = {});
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
@@ -98,6 +106,7 @@ class Connection {
   const std::string& fault() const { return fault_; }
 
   const Server& server() const { return server_; }
+  const Settings& settings() const { return settings_; }
   std::size_t under_way() const { return pending_.size(); }
   // Of everything that arrived: a sign of life.
   std::uint64_t received() const { return received_; }
@@ -120,6 +129,7 @@ class Connection {
 
   std::function<void()> ready_;
   Trace trace_;
+  Settings settings_;
   Server server_;
   std::string fault_;
   std::string received_bytes_;  // that are no whole packet yet

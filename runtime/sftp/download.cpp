@@ -67,7 +67,7 @@ std::uint64_t Download::size() const {
 std::uint64_t Download::allowed_ahead() const {
   const std::uint64_t block = connection().server().read_length;
   if (size() == 0 && position_ == options_.from) return kBlocksUnknown * block;
-  return std::min(window_, options_.most_ahead);
+  return std::min({window_, options_.most_ahead, connection().settings().most_ahead});
 }
 
 // Up to the size, and one request behind it that finds the end, or more than was stated.

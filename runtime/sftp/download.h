@@ -26,7 +26,7 @@ class Download : public Asker {
   struct Options {
     std::optional<std::uint64_t> expected_size = {};  // spares a round trip if it is right
     std::uint64_t from = 0;                           // the offset to begin at, in bytes
-    std::uint64_t most_ahead = 16 << 20;              // bytes asked for and not taken yet
+    std::uint64_t most_ahead = ~std::uint64_t{0};     // bytes asked for and not taken yet
   };
 
   Download(Connection& connection, std::string_view path, Options options, BytesTaker taker);

@@ -62,8 +62,11 @@ void Listing::take_names(Reader names) {
     const std::string_view name = names.text();
     names.text();  // the same for people
     const Attributes attributes = read_attributes(names);
+    shown_ = shown_ || names.is_whole();
     if (!names.is_whole() || name == "." || name == "..") continue;
-    if (!is_name(name)) return end("the server lists a name that no file can have");
+    if (!is_name(name)) {
+      return end("the server lists a name that no file can have: \"" + std::string(name) + '"');
+    }
     taker_(name, attributes);
   }
   if (!names.is_whole()) connection().break_off("the server's answer to READDIR is cut off");

@@ -20,6 +20,9 @@ class Listing : public Asker {
   ~Listing() override;
 
   bool has_ended() const { return ended_; }
+  // Whether the server sent anything at all: some leave "." and ".." out, but for most their
+  // absence tells that nothing in the directory may be looked at.
+  bool has_shown_anything() const { return shown_; }
   // Once it has ended; empty when every name was given out.
   const std::string& failure() const { return failure_; }
   const Status& status() const { return status_; }  // the server's, behind a failure
@@ -36,7 +39,7 @@ class Listing : public Asker {
   unsigned under_way_ = 0;
   unsigned at_once_;            // requests that may be under way
   unsigned empty_replies_ = 0;  // in a row
-  bool ended_ = false;
+  bool shown_ = false, ended_ = false;
   std::string failure_;
   Status status_;
 };

@@ -4,11 +4,6 @@
 #include <utility>
 
 namespace fileref::sftp {
-namespace {
-
-constexpr std::uint64_t kMostUnconfirmed = 16 << 20;
-
-}  // namespace
 
 Upload::Upload(Connection& connection, std::string path, Options options, Source source)
     : Asker(connection),
@@ -19,6 +14,7 @@ Upload::Upload(Connection& connection, std::string path, Options options, Source
     fail("the server cannot replace a file by renaming another, so nothing was sent");
     return;
   }
+  touched_ = !is_by_way();
   const Attributes attributes{.mode = options_.mode};
   open_file(*this, written_path(), is_by_way() ? OpenFor::kWritingNew : OpenFor::kWriting,
             attributes,
@@ -30,16 +26,18 @@ Upload::~Upload() {
 }
 
 void Upload::opened(const Status& status, std::string_view handle) {
-  if (!status.is_ok()) return fail(status.text());
+  if (!status.is_ok()) {
+    touched_ = false;
+    return fail(status.text());
+  }
   state_ = State::kWriting;
   handle_ = handle;
-  touched_ = !is_by_way();
   connection().call_for_more(*this, true);
 }
 
 void Upload::go_on() {
-  while (state_ == State::kWriting && !source_ended_ && sent_ - confirmed_ < kMostUnconfirmed &&
-         connection().has_room()) {
+  while (state_ == State::kWriting && !source_ended_ &&
+         sent_ - confirmed_ < connection().settings().most_ahead && connection().has_room()) {
     write_block();
   }
 }
@@ -117,9 +115,7 @@ void Upload::closed() {
   if (!is_by_way()) return end();
   state_ = State::kRenaming;
   rename_over(*this, options_.by_way_of, path_, [this](const Status& status) {
-    if (!status.is_ok()) return fail("the new file cannot take its place: " + status.text());
-    touched_ = true;
-    end();
+    status.is_ok() ? end() : fail("the new file cannot take its place: " + status.text());
   });
 }
 

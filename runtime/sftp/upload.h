@@ -37,7 +37,7 @@ class Upload : public Asker {
   bool has_ended() const { return state_ == State::kEnded; }
   // Once it has ended; empty when the file is there, whole.
   const std::string& failure() const { return failure_; }
-  // Whether the file may have been changed: it was opened for writing, or replaced.
+  // Whether the file may hold part of the data: a replaced one is never changed but as a whole.
   bool has_touched() const { return touched_; }
   // Bytes whose arrival the server has confirmed.
   std::uint64_t confirmed() const { return confirmed_; }

@@ -59,7 +59,7 @@ TEST_F(Failures, OfTheRequest) {
        {"something else than SFTP"}},
       {"no file server",
        {"read", plain, "-o", "OPTIONS='-D /no/such'"},
-       {"cannot run a program", "/no/such"}},
+       {"cannot be run", "/no/such"}},
       {"client not in PATH", {"read", plain, "-o", "PATH='sfpt'"}, {"\"sfpt\"", "install it"}},
       {"no such option of the client",
        {"read", plain, "-o", "OPTIONS='-Z'"},
@@ -108,7 +108,8 @@ TEST_F(Failures, OfTheLimitsOfTheSystem) {
     std::vector<std::string> said;
   } cases[] = {
       {"-f 100", "write " + local("new") + " -o RECFM=S </dev/zero", {"File too large", "ulimit"}},
-      {"-f 10", "read " + local("a1"), {"the client said:", "File too large"}},
+      {"-f 10", "read " + local("a1"), {"broke off: cannot write", "File too large"}},
+      {"-f 10", "read --client openssh " + local("a1"), {"the client said:", "File too large"}},
       {"-f 100",
        "read '" + local("a*") + "' -o LRECL=50000 >" + (directory_ / "out").string(),
        {"standard output: File too large"}},
@@ -218,8 +219,8 @@ TEST_F(Failures, OfPermissionsAndLogins) {
   };
   const std::string good = server_->options();
   const std::vector<Case> cases = {
-      {"not readable", with("read", "secret", good), {"secret", "Permission denied"}},
-      {"not writable", with("write", "closed/f", good), {"closed/f", "Permission denied", "kept"}},
+      {"not readable", with("read", "secret", good), {"secret", "permission denied"}},
+      {"not writable", with("write", "closed/f", good), {"closed/f", "permission denied", "kept"}},
       {"login refused",
        with("read", "f", server_->options("other_key")),
        {"the login was refused: check the user name and the key"}},
@@ -251,7 +252,8 @@ TEST_F(Failures, OfABadServer) {
   support::write_file(remote("data"), random_bytes(2'000'000, 3));
   const std::string target = remote("data");
   const auto with = [](const char* command, const std::string& file, const std::string& fault) {
-    return std::vector<std::string>{command, "local:" + file, "-o", "RECFM=S " + faulty(fault)};
+    return std::vector<std::string>{
+        command, "local:" + file, "-o", "RECFM=S " + faulty(fault), "--retries", "0"};
   };
   const std::vector<Case> cases = {
       {"connection dropped", with("read", target, "drop 1000000"), {"data"}},
@@ -269,13 +271,14 @@ TEST_F(Failures, OfABadServer) {
   expect_failure(fileref(words, random_bytes(2'000'000, 4)), {"\"hole\" failed: ", "kept"});
 }
 
-// The client, or the server, ends in the middle of a download.
+// The client, or the server of a client program, ends in the middle of a download.
 TEST_F(Failures, OfAKilledProcess) {
   support::write_file(remote("data"), random_bytes(2'000'000, 3));
   for (const bool kill_server : {false, true}) {
     SCOPED_TRACE(kill_server ? "server" : "client");
     support::Program program =
-        start({"read", local("data"), "-o", "RECFM=S " + faulty("stall 1000000")});
+        start({"read", local("data"), "-o", "RECFM=S " + faulty("stall 300000"), "--client",
+               kill_server ? "openssh" : "direct"});
     pid_t victim = 0;
     auto finds_another = [&, last = pid_t{0}]() mutable {
       const auto clients = support::children_of(program.pid());

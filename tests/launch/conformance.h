@@ -10,8 +10,9 @@
 
 namespace fileref::runtime {
 
-enum class Way { kSftpDirectly, kSftpOverSsh, kPsftpOverSsh };
-const auto kWays = testing::Values(Way::kSftpDirectly, Way::kSftpOverSsh, Way::kPsftpOverSsh);
+enum class Way { kSftpDirectly, kSftpOverSsh, kPsftpOverSsh, kDirectDirectly, kDirectOverSsh };
+const auto kWays = testing::Values(Way::kSftpDirectly, Way::kSftpOverSsh, Way::kPsftpOverSsh,
+                                   Way::kDirectDirectly, Way::kDirectOverSsh);
 
 // Before a server's command: it serves somebody who may not do everything.
 const std::string kAnotherUser =
@@ -20,7 +21,8 @@ const std::string kAnotherUser =
 class Conformance : public ClientTest, public testing::WithParamInterface<Way> {
  public:
   static std::string name(const testing::TestParamInfo<Way>& info) {
-    constexpr const char* kNames[] = {"SftpDirectly", "SftpOverSsh", "PsftpOverSsh"};
+    constexpr const char* kNames[] = {"SftpDirectly", "SftpOverSsh", "PsftpOverSsh",
+                                      "DirectDirectly", "DirectOverSsh"};
     return kNames[static_cast<int>(info.param)];
   }
 
@@ -34,23 +36,33 @@ class Conformance : public ClientTest, public testing::WithParamInterface<Way> {
 
   // The command line of the client for a server that is this command.
   std::string client_for(const std::string& command) const {
-    if (GetParam() == Way::kSftpDirectly) return "sftp -D \"" + command + "\" ";
+    if (is_without_ssh()) return "sftp -D \"" + command + "\" ";
     server_->serve(command);
     return is_psftp() ? server_->psftp() : server_->sftp();
   }
   static bool is_psftp() { return GetParam() == Way::kPsftpOverSsh; }
+  static bool is_direct() {
+    return GetParam() == Way::kDirectDirectly || GetParam() == Way::kDirectOverSsh;
+  }
+  static bool is_without_ssh() {
+    return GetParam() == Way::kSftpDirectly || GetParam() == Way::kDirectDirectly;
+  }
+  static std::string adapter() {
+    return is_psftp() ? "psftp" : is_direct() ? "direct" : "openssh";
+  }
 
   // The client on that server, with the remote directory entered. `wrapper` is put before it.
   void connect(const std::string& command, const std::string& wrapper = "") {
-    ASSERT_TRUE(launch(wrapper + client_for(command), is_psftp() ? "psftp" : "openssh")) << why_;
+    ASSERT_TRUE(launch(wrapper + client_for(command), adapter())) << why_;
     ASSERT_EQ(answer(), kPrompt) << client_->words();
     ASSERT_EQ(ask("cd \"" + remote_.string() + "\""), kPrompt);
   }
 
   // The processes that serve the client.
   std::vector<pid_t> sessions() const {
+    if (GetParam() == Way::kDirectDirectly) return {static_cast<pid_t>(client_->pid())};
     return support::descendants_of(
-        GetParam() == Way::kSftpDirectly ? static_cast<pid_t>(client_->pid()) : server_->pid());
+        is_without_ssh() ? static_cast<pid_t>(client_->pid()) : server_->pid());
   }
 
   // What the user is told, in small letters.

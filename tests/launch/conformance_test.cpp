@@ -2,6 +2,8 @@
 // told, with every client.
 #include "tests/launch/conformance.h"
 
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "runtime/name_escape.h"
@@ -131,7 +133,7 @@ TEST_P(Conformance, EveryOutcomeIsReadAsWhatItIs) {
 // Where the session began, its names would stand for other files.
 TEST_P(Conformance, NothingIsDoneBesideTheDirectoryToEnterFirst) {
   write_file(local_, "data");
-  ASSERT_TRUE(launch(client_for(kServer), is_psftp() ? "psftp" : "openssh")) << why_;
+  ASSERT_TRUE(launch(client_for(kServer), adapter())) << why_;
   ASSERT_EQ(answer(), kPrompt) << client_->words();
   const std::string wanted = remote_ / "new";
   EXPECT_EQ(ask("cd \"" + wanted + '"'), kNotThere);
@@ -146,11 +148,27 @@ TEST_P(Conformance, NothingIsDoneBesideTheDirectoryToEnterFirst) {
   EXPECT_EQ(ask("cd \"nope\""), kNotThere);
   EXPECT_EQ(get("file"), kPrompt);
 }
+// For the files that this process writes.
+struct FileSizeLimit {
+  explicit FileSizeLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limit{bytes, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    handler = signal(SIGXFSZ, SIG_IGN);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, handler);
+  }
+  rlimit before{};
+  sighandler_t handler;
+};
 
 TEST_P(Conformance, AFullLocalDiskLeavesTheOldFile) {
   write_file(remote_ / "file", std::string(1 << 20, 'x'));
   write_file(local_, "old");
-  connect(kServer, "prlimit --fsize=65536 env --ignore-signal=XFSZ ");
+  connect(kServer, is_direct() ? "" : "prlimit --fsize=65536 env --ignore-signal=XFSZ ");
+  const std::unique_ptr<FileSizeLimit> ours(is_direct() ? new FileSizeLimit(65536) : nullptr);
   EXPECT_EQ(get("file"), "failed");
   EXPECT_TRUE(tells("broke off: ")) << told();
   EXPECT_EQ(read_file(local_), "old");

@@ -148,7 +148,9 @@ TEST_F(Dialogue, ABatchThatFailsSaysWhere) {
 
 TEST_F(Dialogue, AnUnknownAdapterIsRefused) {
   EXPECT_FALSE(launch("sh host", "telnet"));
-  EXPECT_EQ(why_, "unknown client adapter \"telnet\": use \"openssh\", \"psftp\" or \"plain\"");
+  EXPECT_EQ(why_,
+            "unknown client adapter \"telnet\": use \"direct\", \"openssh\", "
+            "\"psftp\" or \"plain\"");
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ TEST_P(Faults, NoBrokenDownloadIsTakenForASuccess) {
     std::string fault, answer, explanation;
   };
   const std::string broke_off = "the download of \"file\" broke off: ";
+  const std::string unread = "at byte 522240 the server says: failure";
   const Case cases[] = {
       {"none", kPrompt, ""},
       {"noise", kPrompt, ""},
@@ -40,10 +41,12 @@ TEST_P(Faults, NoBrokenDownloadIsTakenForASuccess) {
       {"nosize", kPrompt, ""},
       {"grow 5000 " + file(), kPrompt, ""},
       {"nosize 522240", "failed",
-       broke_off + (is_psftp() ? "52" : "the client reports a failure behind 52")},
+       broke_off + (is_direct()  ? unread
+                    : is_psftp() ? "52"
+                                 : "the client reports a failure behind 52")},
       {"eof 0", "failed", broke_off + "0 of 1048576 bytes arrived"},
       {"eof 522240", "failed", broke_off + "52"},
-      {"unread 522240", "failed", broke_off + "52"},
+      {"unread 522240", "failed", broke_off + (is_direct() ? unread : "52")},
       {"drop 522240", "end of output", broke_off + "the client ended ("},
       {"drop 0", "end of output", broke_off + "the client ended ("},
   };
@@ -68,17 +71,21 @@ TEST_P(Faults, NoBrokenUploadIsTakenForASuccess) {
     std::size_t size;
     std::string told;  // empty: the upload is good
   };
-  const std::string reading = is_psftp() ? "error while reading" : "read remote \"";
+  const std::string reading = is_direct()  ? "read back: at byte 522240"
+                              : is_psftp() ? "error while reading"
+                                           : "read remote \"";
+  const std::string full = is_direct() ? "refuses to write: failure" : "of 1048576 bytes arrived";
+  const std::string short_copy = is_direct() ? "of 1048576 bytes arrived" : "of 1048576 bytes came";
   const Case cases[] = {
       {"none", true, kSize, ""},
       {"nosize", false, kSize, ""},
       {"nosize", true, 12, ""},
-      {"full 0", true, kSize, "0 of 1048576 bytes arrived"},
-      {"full 522240", true, kSize, "of 1048576 bytes arrived"},
+      {"full 0", true, kSize, full},
+      {"full 522240", true, kSize, full},
       {"hole 400000", true, kSize, "the upload of \"upload\" failed: "},
       {"garble 400000", true, kSize, "other data arrived"},
       {"garble 7", true, 12, "other data arrived"},
-      {"eof 522240", true, kSize, "of 1048576 bytes came back"},
+      {"eof 522240", true, kSize, short_copy},
       {"unread 522240", true, kSize, reading},
       {"drop 522240", true, kSize, "the client ended ("},
   };

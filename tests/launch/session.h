@@ -61,7 +61,7 @@ class ClientTest : public testing::Test {
 
   // The real client on the given server, with the remote directory entered.
   void connect(const std::string& server) {
-    ASSERT_TRUE(launch("sftp  -D \"" + server + "\" ")) << why_;
+    ASSERT_TRUE(launch("sftp  -D \"" + server + "\" ", "openssh")) << why_;
     ASSERT_EQ(answer(), kPrompt) << client_->words();
     ASSERT_EQ(ask("cd \"" + remote_.string() + "\""), kPrompt);
   }

@@ -297,7 +297,7 @@ TEST_F(Library, FilesThatWereSkippedAreNamed) {
   host_->assign("F", several);
   warnings.clear();
   const Failure none = failure([&] { (void)host_->open("F"); });
-  EXPECT_NE(none.client_words().find("nobody"), std::string::npos) << none.client_words();
+  EXPECT_NE(none.explanation().find("nobody"), std::string::npos) << none.explanation();
   EXPECT_EQ(warnings.size(), 1u);
 }
 

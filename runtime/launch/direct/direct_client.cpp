@@ -1,0 +1,153 @@
+#include "runtime/launch/direct/direct_client.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "runtime/launch/direct/directories.h"
+#include "runtime/launch/direct/plan.h"
+#include "runtime/launch/direct/ssh_command.h"
+
+namespace fileref::runtime::direct {
+namespace {
+
+constexpr std::chrono::milliseconds kReportInterval{200};
+
+// A command of the module on one line, without its line feed.
+std::string shown(std::string_view command) {
+  return std::string(command.substr(0, command.find('\n')));
+}
+
+}  // namespace
+
+bool stands_in_for(const std::vector<std::string>& words) {
+  std::string why;
+  return is_systems_own(words.front()) && server_command(words, &why);
+}
+
+std::unique_ptr<Client> launch(LaunchRequest request, const std::vector<std::string>& words,
+                               std::string* why) {
+  std::optional<ServerCommand> command = server_command(words, why);
+  if (!command) return nullptr;
+  std::unique_ptr<Child> child =
+      Child::start(command->words, !request.may_ask, why, request.interrupted);
+  if (!child) return nullptr;
+  return std::make_unique<DirectClient>(std::move(request), std::move(command->words),
+                                        std::move(child), command->settings);
+}
+
+DirectClient::DirectClient(LaunchRequest request, std::vector<std::string> words,
+                           std::unique_ptr<Child> child, sftp::Settings settings)
+    : RecoveringClient(std::move(request), std::move(words), std::move(child)),
+      settings_(settings),
+      session_{launch_request().keep_unsent, launch_request().verify_uploads,
+               launch_request().atomic_uploads, launch_request().expected},
+      ahead_(session_),
+      stall_(limits().stall) {
+  begin_session();
+}
+
+DirectClient::~DirectClient() {
+  end_session();
+}
+
+std::unique_ptr<Operation> DirectClient::start() {
+  return std::make_unique<Start>(session_);
+}
+
+std::unique_ptr<Operation> DirectClient::plan(std::string_view command, std::string* why) {
+  note_sent(shown(command));
+  return direct::plan(command, &session_, &ahead_, why);
+}
+
+void DirectClient::begin_current() {
+  if (!connection_) connect();
+  limit_ = current().transfer() != nullptr ? &LaunchLimits::transfer : quick_limit();
+  deadline_ = deadline_after(limits().*limit_);
+  if (current().transfer() != nullptr) stall_.begin();
+  report_due_ = Clock::now() + kReportInterval;
+  has_begun_ = is_ready_;
+  if (has_begun_) current().begin(*connection_);
+  move_bytes(Clock::now());
+  settle();
+}
+
+void DirectClient::connect() {
+  is_ready_ = false;
+  child().widen_pipes();
+  sftp::Connection::Trace trace;
+  if (launch_request().trace) trace = [this](std::string_view line) { note(line); };
+  connection_ =
+      std::make_unique<sftp::Connection>([this] { is_ready_ = true; }, std::move(trace), settings_);
+}
+
+void DirectClient::go_on(Clock::time_point deadline) {
+  const bool reports = current().transfer() != nullptr && progress();
+  const Clock::time_point next_report = reports ? report_due_ : deadline;
+  move_bytes(std::min({deadline, deadline_, next_report, stall_.due()}));
+  report(false);
+  const bool stalled = stall_.look(child().pid());
+  if (!settle()) return;
+  if (!child().talking()) {
+    lose(kEndOfOutput, {});
+  } else if (Clock::now() >= deadline_) {
+    lose(kNoAnswerInTime, no_answer_within(limit_));
+  } else if (stalled) {
+    lose(kEndOfOutput, nothing_moved());
+  }
+}
+
+void DirectClient::send_requests() {
+  if (!child().has_written()) return;
+  const std::string_view bytes = connection_->output();
+  child().queue(bytes);
+  connection_->sent(bytes.size());
+}
+
+void DirectClient::move_bytes(Clock::time_point deadline) {
+  send_requests();
+  std::string err;
+  arrived_.clear();
+  child().pump(deadline, &arrived_, &err);
+  error_lines().add(err);
+  remember_errors(err);
+  connection_->receive(arrived_);
+}
+
+// False when the current operation is over, or another one has begun.
+bool DirectClient::settle() {
+  if (connection_->is_broken()) {
+    lose(kProcessFailed, connection_->fault());
+    return false;
+  }
+  if (is_ready_ && !std::exchange(has_begun_, is_ready_)) current().begin(*connection_);
+  std::optional<Answer> answer = has_begun_ ? current().answer() : std::nullopt;
+  if (!answer) return true;
+  report(true);
+  stall_.end();
+  move_bytes(Clock::now());
+  ended(*std::move(answer));
+  return false;
+}
+
+void DirectClient::report(bool ended) {
+  const Transfer* transfer = current().transfer();
+  if (transfer == nullptr || !progress()) return;
+  const bool is_due = ended ? has_reported_ : Clock::now() >= report_due_;
+  if (!is_due) return;
+  has_reported_ = !ended;
+  report_due_ = Clock::now() + kReportInterval;
+  progress()(*transfer, current().moved(), ended);
+}
+
+void DirectClient::give_up() {
+  std::string out, err;
+  take_last_words(&out, &err);
+  remember_errors(err);
+  report(true);
+  stall_.end();
+  current().drop();
+  ahead_.drop();
+  connection_.reset();
+}
+
+}  // namespace fileref::runtime::direct

@@ -1,0 +1,61 @@
+// Our own client: it speaks the file transfer protocol over the user's ssh, with requests in
+// flight.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/launch/direct/fetch_ahead.h"
+#include "runtime/launch/direct/operation.h"
+#include "runtime/launch/direct/session.h"
+#include "runtime/launch/recovering_client.h"
+#include "runtime/launch/stall_watch.h"
+
+namespace fileref::runtime::direct {
+
+// Whether it does for the words of a client's command line what their program would.
+bool stands_in_for(const std::vector<std::string>& words);
+
+// Starts ssh or the server program that `words` ask for. Returns null, and says why, when it takes
+// the program itself to carry one of them out, or it cannot be run.
+std::unique_ptr<Client> launch(LaunchRequest request, const std::vector<std::string>& words,
+                               std::string* why);
+
+class DirectClient : public RecoveringClient<Operation> {
+ public:
+  // `words` were run as `child`: ssh, or a server program.
+  DirectClient(LaunchRequest request, std::vector<std::string> words, std::unique_ptr<Child> child,
+               sftp::Settings settings);
+  ~DirectClient() override;
+
+ private:
+  std::unique_ptr<Operation> start() override;
+  std::unique_ptr<Operation> plan(std::string_view command, std::string* why) override;
+  void begin_current() override;
+  void go_on(Clock::time_point deadline) override;
+  void give_up() override;
+
+  void connect();
+  void move_bytes(Clock::time_point deadline);
+  void send_requests();
+  bool settle();
+  void report(bool ended);
+
+  const sftp::Settings settings_;
+  Session session_;
+  std::unique_ptr<sftp::Connection> connection_;
+  std::string arrived_;  // just now; kept for its memory
+  FetchAhead ahead_;
+  StallWatch stall_;
+  bool is_ready_ = false;       // the server has greeted
+  bool has_begun_ = false;      // the current operation
+  Clock::time_point deadline_;  // of the current operation
+  Limit limit_ = &LaunchLimits::start;
+  Clock::time_point report_due_;
+  bool has_reported_ = false;
+};
+
+}  // namespace fileref::runtime::direct

@@ -1,0 +1,37 @@
+// One command of the module as requests to the server.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "runtime/launch/direct/session.h"
+#include "runtime/launch/operation.h"
+#include "runtime/sftp/connection.h"
+
+namespace fileref::runtime::direct {
+
+class Operation {
+ public:
+  virtual ~Operation() = default;
+
+  // Asks for what it needs. It is called again on a new connection when the session was lost under
+  // way; `drop` comes before that.
+  virtual void begin(sftp::Connection& connection) = 0;
+  // Forgets all that is under way on a connection that is going away.
+  virtual void drop() = 0;
+  // Is called whenever something arrived: the answer, once it is known.
+  virtual std::optional<Answer> answer() = 0;
+  // No answer can come any more: puts local files in order and completes the failure.
+  virtual Answer lost(Answer failure, std::string_view words) {
+    static_cast<void>(words);
+    return failure;
+  }
+  // The file whose contents it moves, and how many bytes of it were moved so far.
+  virtual const Transfer* transfer() const { return nullptr; }
+  virtual std::uint64_t moved() const { return 0; }
+};
+
+}  // namespace fileref::runtime::direct

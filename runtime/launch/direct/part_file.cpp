@@ -1,0 +1,51 @@
+#include "runtime/launch/direct/part_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "runtime/launch/answers.h"
+#include "runtime/launch/local_file.h"
+
+namespace fileref::runtime::direct {
+
+PartFile::~PartFile() {
+  if (file_ && ::getpid() == owner_) remove_local(part_);
+}
+
+bool PartFile::create() {
+  if (const int error = remove_local(part_)) return fail("cannot remove ", error);
+  file_.reset(::open(part_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  owner_ = ::getpid();
+  return file_ ? true : fail("cannot create ", errno);
+}
+
+bool PartFile::write(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(file_.get(), bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return fail("cannot write ", errno);
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+bool PartFile::clear() {
+  const bool cleared = ::ftruncate(file_.get(), 0) == 0 && ::lseek(file_.get(), 0, SEEK_SET) == 0;
+  return cleared ? true : fail("cannot empty ", errno);
+}
+
+bool PartFile::put_in_place() {
+  if (const int error = rename_local(part_, path_)) return fail("cannot write ", error);
+  file_.reset();
+  return true;
+}
+
+bool PartFile::fail(const char* what, int error) {
+  why_ = what + quoted(path_) + ": " + std::strerror(error);
+  return false;
+}
+
+}  // namespace fileref::runtime::direct

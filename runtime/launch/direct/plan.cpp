@@ -1,0 +1,76 @@
+#include "runtime/launch/direct/plan.h"
+
+#include <utility>
+
+#include "runtime/launch/command.h"
+#include "runtime/launch/direct/directories.h"
+#include "runtime/launch/direct/list.h"
+#include "runtime/launch/direct/transfers.h"
+#include "runtime/launch/local_file.h"
+#include "runtime/launch/transfers.h"
+#include "runtime/name_escape.h"
+
+namespace fileref::runtime::direct {
+namespace {
+
+using Verb = Command::Verb;
+
+constexpr std::size_t kLongestPath = 4096;  // of nearly every file system, in bytes
+
+bool can_be_asked(const Command& command, std::string* why) {
+  if (command.remote.find('\0') != command.remote.npos) {
+    *why = "a remote name cannot hold a NUL byte";
+  } else if (command.remote.size() > kLongestPath) {
+    *why = "the remote name is too long: " + std::to_string(command.remote.size()) + " bytes";
+  } else if (command.verb == Verb::kUpload && !local_size(command.local)) {
+    *why = "there is no local file \"" + command.local + "\" to upload";
+  } else {
+    return true;
+  }
+  return false;
+}
+
+std::unique_ptr<Operation> plan_listing(const Command& command, Session* session,
+                                        std::string* why) {
+  std::optional<Selection> selection = select(command.remote, why);
+  if (!selection) return nullptr;
+  selection->dot_names = command.dot_names;
+  return std::make_unique<List>(session, *std::move(selection));
+}
+
+}  // namespace
+
+std::unique_ptr<Operation> plan(std::string_view text, Session* session, FetchAhead* ahead,
+                                std::string* why) {
+  if (text.substr(0, text.size() - 1).find('\n') != text.npos) {
+    *why = "a command cannot hold a line feed";
+    return nullptr;
+  }
+  std::optional<Command> command = parse_command(text, why);
+  if (!command) return nullptr;
+  command->remote = unescape_name(command->remote);
+  if (!session->footing.allows(command->verb, why) || !can_be_asked(*command, why)) {
+    const bool keeps = command->verb == Verb::kUpload && local_size(command->local);
+    if (keeps) *why = explain_failed_upload(session->keep_unsent, *command, *why, false);
+    return nullptr;
+  }
+  switch (command->verb) {
+    case Verb::kChangeDirectory:
+      return std::make_unique<ChangeDirectory>(session, command->remote);
+    case Verb::kLeaveDirectory:
+      return std::make_unique<LeaveDirectory>(session);
+    case Verb::kMakeDirectory:
+      session->listed.reset();
+      return std::make_unique<MakeDirectory>(*session, command->remote);
+    case Verb::kDownload:
+      return std::make_unique<Get>(session, ahead, *std::move(command));
+    case Verb::kUpload:
+      session->listed.reset();
+      return std::make_unique<Put>(session, *std::move(command));
+    case Verb::kList:
+      break;
+  }
+  return plan_listing(*command, session, why);
+}
+
+}  // namespace fileref::runtime::direct

@@ -1,0 +1,51 @@
+// What the operations of one direct session share.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/launch/directory_listing.h"
+#include "runtime/launch/footing.h"
+#include "runtime/sftp/attributes.h"
+#include "runtime/sftp/connection.h"
+
+namespace fileref::runtime::direct {
+
+struct Session {
+  // Keeps the local file of a failed upload and returns where; empty when it could not.
+  std::function<std::string(const std::string& local)> keep_unsent;
+  bool verify_uploads = false;
+  bool atomic_uploads = false;
+  // Names in the current directory that are likely to be fetched one after the other.
+  std::vector<std::string> expected = {};
+
+  // The remote directory, without links; empty: that of the login, whatever it is called.
+  std::string directory = {};
+  std::string left = {};  // the directory that the last change of directory left
+
+  Footing footing = {};
+
+  std::unique_ptr<DirectoryListing> listed = {};  // the last listing of a current directory,
+  std::string listed_directory = {};              // of which,
+  std::string listed_pattern = {};                // and what was selected from it; empty: nothing
+
+  // How the server is asked for a name.
+  std::string path_of(std::string_view name) const;
+  // What the last listing says of a name in the current directory; null when it does not.
+  const DirectoryListing::Entry* find(std::string_view name) const;
+  // The name that is likely to be fetched behind `name`; nothing is expected behind most.
+  std::optional<std::string> expected_behind(std::string_view name) const;
+};
+
+// As in the long form of a listing: '-', 'd', 'l', 'p' for all else, or that it is not known.
+char type_letter(sftp::Kind kind);
+
+// What the server says of a path, for the user.
+std::string said_of(std::string_view path, const sftp::Status& status);
+
+}  // namespace fileref::runtime::direct

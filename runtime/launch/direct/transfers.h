@@ -1,0 +1,88 @@
+// Downloads and uploads of the direct client.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "runtime/launch/command.h"
+#include "runtime/launch/direct/fetch_ahead.h"
+#include "runtime/launch/direct/operation.h"
+#include "runtime/launch/direct/part_file.h"
+#include "runtime/launch/fd.h"
+#include "runtime/sftp/upload.h"
+
+namespace fileref::runtime::direct {
+
+// Downloads to a fresh name and renames it onto the asked one once it is whole. After a loss it
+// goes on where it stopped, if the file is as it was.
+class Get : public Operation {
+ public:
+  Get(Session* session, FetchAhead* ahead, Command command);
+  void begin(sftp::Connection& connection) override;
+  void drop() override;
+  std::optional<Answer> answer() override;
+  Answer lost(Answer failure, std::string_view words) override;
+  const Transfer* transfer() const override { return &transfer_; }
+  std::uint64_t moved() const override;
+
+ private:
+  void find(sftp::Connection& connection);
+  void ask_what_it_is(sftp::Connection& connection);
+  void fetch_file(sftp::Connection& connection, std::uint64_t size, std::uint64_t from);
+  void adopt(std::unique_ptr<Fetch> fetch);
+  std::uint64_t offset_to_go_on_at(const sftp::Attributes& now);
+  Answer judge();
+  Answer refuse(std::string explanation) const;
+  Answer fail(const std::string& reason) const;
+
+  Session* session_;
+  FetchAhead* ahead_;
+  Command command_;
+  PartFile part_;
+  Transfer transfer_;
+  std::unique_ptr<sftp::Asker> asker_;
+  std::unique_ptr<Fetch> fetch_;
+  std::optional<Answer> answer_;
+  std::optional<sftp::Attributes> before_;  // of the file, in the session that was lost
+  std::uint64_t arrived_ = 0;               // bytes, then
+};
+
+// Uploads, under a name of its own first if that is asked for, and reads back what has to be
+// proved.
+class Put : public Operation {
+ public:
+  Put(Session* session, Command command);
+  void begin(sftp::Connection& connection) override;
+  void drop() override;
+  std::optional<Answer> answer() override;
+  Answer lost(Answer failure, std::string_view words) override;
+  const Transfer* transfer() const override { return &transfer_; }
+  std::uint64_t moved() const override;
+
+ private:
+  void remove_left_over();
+  void look();
+  void send(const sftp::Attributes& before);
+  void read_back();
+  bool is_next(std::string_view bytes);
+  Answer judge_copy();
+  Answer fail(const std::string& reason);
+
+  Session* session_;
+  Command command_;
+  Transfer transfer_;
+  sftp::Connection* connection_ = nullptr;
+  std::unique_ptr<sftp::Asker> asker_;
+  std::unique_ptr<sftp::Upload> upload_;
+  std::unique_ptr<sftp::Download> copy_;
+  std::string target_, real_path_;  // real_path_: behind links
+  std::string by_way_of_;           // not empty while a file of that name may be left there
+  bool differs_ = false;            // what was read back
+  bool touched_before_ = false;     // the remote file, in a session that was lost
+  Fd local_;
+  std::optional<Answer> answer_;
+};
+
+}  // namespace fileref::runtime::direct
