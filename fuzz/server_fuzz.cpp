@@ -27,15 +27,19 @@ void check(bool holds, const char* what) {
   std::abort();
 }
 
-// What the remote file holds at an offset.
-char content(std::uint64_t offset) {
-  return static_cast<char>(offset * 31 + offset / 255);
+constexpr std::uint64_t kPeriod = 255 * 256;
+
+// What the remote file holds in one period, and in the longest block behind its end.
+std::string make_table() {
+  std::string table(kPeriod + (1U << 20), '\0');
+  for (std::size_t i = 0; i < table.size(); ++i) table[i] = static_cast<char>(i * 31 + i / 255);
+  return table;
 }
 
-std::string contents(std::uint64_t offset, std::uint64_t length) {
-  std::string bytes;
-  for (std::uint64_t i = 0; i < length; ++i) bytes += content(offset + i);
-  return bytes;
+std::string_view contents(std::uint64_t offset, std::uint64_t length) {
+  static const std::string table = make_table();
+  check(length <= table.size() - kPeriod, "a block is no longer than a server sends");
+  return std::string_view(table).substr(offset % kPeriod, length);
 }
 
 class FuzzedServer {
