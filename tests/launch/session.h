@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,9 +49,15 @@ class ClientTest : public testing::Test {
     request.adapter = adapter;
     request.limits = limits_;
     request.verify_uploads = verify_;
+    request.atomic_uploads = atomic_;
+    request.expected = expected_;
+    request.trace = trace_;
     request.retries = retries_;
     request.may_ask = may_ask_;
-    request.journal = [this](std::string_view line) { journal_ += std::string(line) + "\n"; };
+    request.journal = [this](std::string_view line) {
+      journal_ += std::string(line) + "\n";
+      if (heed_) heed_(line);
+    };
     request.progress = [this](const Transfer& transfer, std::uint64_t bytes, bool ended) {
       progress_.push_back({transfer, bytes, ended});
     };
@@ -91,10 +98,12 @@ class ClientTest : public testing::Test {
   const support::fs::path remote_ = directory_ / "remote";
   const std::string local_ = directory_ / "local";
   LaunchLimits limits_;
-  bool verify_ = false, may_ask_ = false;
+  bool verify_ = false, may_ask_ = false, atomic_ = false, trace_ = false;
+  std::vector<std::string> expected_;
   int retries_ = 0;
   std::unique_ptr<Client> client_;
   std::string why_, journal_, kept_;
+  std::function<void(std::string_view)> heed_;  // every line of the journal
   struct Told {
     Transfer transfer;
     std::uint64_t bytes;

@@ -17,6 +17,11 @@ using Verb = Command::Verb;
 
 constexpr std::size_t kLongestPath = 4096;  // of nearly every file system, in bytes
 
+// An upload changes files, and who lists a directory wants to see it as it is now.
+bool outdates_what_was_fetched(Verb verb) {
+  return verb == Verb::kUpload || verb == Verb::kList;
+}
+
 bool can_be_asked(const Command& command, std::string* why) {
   if (command.remote.find('\0') != command.remote.npos) {
     *why = "a remote name cannot hold a NUL byte";
@@ -54,6 +59,7 @@ std::unique_ptr<Operation> plan(std::string_view text, Session* session, FetchAh
     if (keeps) *why = explain_failed_upload(session->keep_unsent, *command, *why, false);
     return nullptr;
   }
+  if (outdates_what_was_fetched(command->verb)) ahead->drop();
   switch (command->verb) {
     case Verb::kChangeDirectory:
       return std::make_unique<ChangeDirectory>(session, command->remote);

@@ -63,7 +63,8 @@ class Translator {
 
   std::optional<ServerCommand> translate(std::string* why) {
     while (at_ < words_.size() && words_[at_].size() > 1 && words_[at_].front() == '-') {
-      if (!take_flags(words_[at_++], why)) return std::nullopt;
+      if (words_[at_++] == "--") break;
+      if (!take_flags(words_[at_ - 1], why)) return std::nullopt;
     }
     std::optional<std::vector<std::string>> words = words_to_run(why);
     if (!words) return std::nullopt;
@@ -86,7 +87,6 @@ class Translator {
 
   // One word may hold several flags, and the value of the last.
   bool take_flags(const std::string& word, std::string* why) {
-    if (word == "--") return true;
     for (std::size_t i = 1; i < word.size(); ++i) {
       const Flag* flag = std::find_if(std::begin(kFlags), std::end(kFlags),
                                       [&](const Flag& each) { return each.letter == word[i]; });

@@ -34,6 +34,12 @@ long read_some(int file, char* buffer, std::size_t capacity) {
   return count;
 }
 
+// As far as its attributes tell.
+bool is_same_file(const Attributes& before, const Attributes& now) {
+  return now.size && now.size == before.size && now.modification_time &&
+         now.modification_time == before.modification_time;
+}
+
 // A name beside `path` that nobody has, and that says whose it is.
 std::string name_beside(const std::string& path) {
   const std::size_t name = path.rfind('/') + 1;
@@ -96,9 +102,7 @@ void Get::ask_what_it_is(sftp::Connection& connection) {
 // A file that changed is fetched anew.
 std::uint64_t Get::offset_to_go_on_at(const Attributes& now) {
   if (!before_) return 0;
-  const bool is_same = now.size == before_->size && now.size &&
-                       now.modification_time == before_->modification_time && now.modification_time;
-  if (is_same) return arrived_;
+  if (is_same_file(*before_, now)) return arrived_;
   before_.reset();
   if (!part_.clear()) answer_ = fail(part_.why());
   return 0;
@@ -132,8 +136,22 @@ void Get::drop() {
 std::optional<Answer> Get::answer() {
   if (answer_ || !fetch_) return answer_;
   if (fetch_->download->attributes()) transfer_.total = fetch_->download->attributes()->size;
-  if (!fetch_->download->has_ended()) return std::nullopt;
+  if (went_on_with_another()) fetch_anew();
+  if (answer_ || !fetch_->download->has_ended()) return answer_;
   return judge();
+}
+
+// The file was replaced between the look at it and its opening.
+bool Get::went_on_with_another() const {
+  const std::optional<Attributes>& opened = fetch_->download->attributes();
+  return before_ && opened && !is_same_file(*before_, *opened);
+}
+
+void Get::fetch_anew() {
+  sftp::Connection& connection = fetch_->download->connection();
+  before_.reset();
+  if (!part_.clear()) answer_ = fail(part_.why());
+  fetch_file(connection, transfer_.total.value_or(0), 0);
 }
 
 Answer Get::judge() {

@@ -33,6 +33,8 @@ class Get : public Operation {
   void fetch_file(sftp::Connection& connection, std::uint64_t size, std::uint64_t from);
   void adopt(std::unique_ptr<Fetch> fetch);
   std::uint64_t offset_to_go_on_at(const sftp::Attributes& now);
+  bool went_on_with_another() const;
+  void fetch_anew();
   Answer judge();
   Answer refuse(std::string explanation) const;
   Answer fail(const std::string& reason) const;
