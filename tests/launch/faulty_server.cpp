@@ -18,7 +18,9 @@
 //     slash         list the name a%b as a/b
 //     absent        open directories that are missing, and say so when they are read
 //     noise         print on standard error at every request
+//     strike        kill itself, or the real server, at one request: see strike.h
 #include <poll.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -28,6 +30,8 @@
 #include <fstream>
 #include <string>
 #include <utility>
+
+#include "tests/support/strike.h"
 
 namespace {
 
@@ -67,9 +71,11 @@ struct Relay {
   std::uint64_t limit = 0;
   std::string file;
   int to_server = -1, from_server = -1;
+  pid_t server = 0;
   std::uint64_t contents_read = 0, contents_written = 0, pieces_listed = 0;
   std::string requests, replies;  // bytes that are no whole packet yet
   std::string opening;            // the number of the last request to open a directory
+  std::string struck;             // the number of the request whose answer is struck
 
   bool is(const char* name) const { return fault == name; }
 
@@ -79,7 +85,21 @@ struct Relay {
     write_all(STDOUT_FILENO, reply + std::string(8, '\0'));
   }
 
+  void strike() const {
+    kill(support::strikes_server() ? server : getpid(), SIGKILL);
+    usleep(2000);  // until it is dead
+  }
+
+  void request_to_strike(const std::string& packet) {
+    const std::string moment = support::moment_of_the_next();
+    if (moment == "before") strike();
+    write_all(to_server, packet);
+    if (moment == "after") strike();
+    if (moment == "answered") struck = packet.substr(5, 4);
+  }
+
   void request(std::string packet) {
+    if (is("strike")) return request_to_strike(packet);
     const auto type = static_cast<unsigned char>(packet[4]);
     if (is("noise")) std::fprintf(stderr, "no such file or directory: failure\n");
     if (type == kReadDirectory && ++pieces_listed > limit) {
@@ -131,6 +151,7 @@ struct Relay {
     if (is("drop") && contents_read > limit) std::exit(0);
     if (is("mute") || (is("stall") && contents_read > limit)) wait_for_hang_up();
     write_all(STDOUT_FILENO, packet);
+    if (is("strike") && packet.substr(5, 4) == struck) strike();
   }
 
   [[noreturn]] static void wait_for_hang_up() {
@@ -172,7 +193,8 @@ int main(int argc, char** argv) {
   if (argc > 3) relay.file = argv[3];
   int down[2], up[2];
   if (pipe(down) != 0 || pipe(up) != 0) return 1;
-  if (fork() == 0) {
+  relay.server = fork();
+  if (relay.server == 0) {
     dup2(down[0], STDIN_FILENO);
     dup2(up[1], STDOUT_FILENO);
     for (const int fd : {down[0], down[1], up[0], up[1]}) close(fd);

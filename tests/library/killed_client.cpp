@@ -1,28 +1,18 @@
-// Runs sftp, and kills it or its server at one line of its input. The settings are in the
-// environment:
-//   KILL_LINE    which line, counted from 1 over all runs in the file KILL_COUNT
-//   KILL_VICTIM  "client" or "server"
-//   KILL_MOMENT  "before" the line is passed on, "after" that at once, or when it was "answered"
+// Runs sftp, and kills it or its server at one line of its input: see strike.h.
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
-#include <cstdlib>
 #include <string>
 
-#include "tests/support/process.h"
+#include "tests/support/strike.h"
 
 namespace {
 
-std::string setting(const char* name) {
-  const char* value = std::getenv(name);
-  return value ? value : "";
-}
-
 void strike(pid_t client) {
-  const bool server = setting("KILL_VICTIM") == "server";
+  const bool server = support::strikes_server();
   const std::vector<pid_t> servers = support::descendants_of(client);
   if (!server) kill(client, SIGKILL);
   if (server && !servers.empty()) kill(servers.front(), SIGKILL);
@@ -30,11 +20,7 @@ void strike(pid_t client) {
 }
 
 void pass_on(const std::string& line, pid_t client, int to) {
-  const std::string count_path = setting("KILL_COUNT");
-  const int count = std::atoi(support::read_file(count_path).c_str()) + 1;
-  support::write_file(count_path, std::to_string(count));
-  const std::string moment =
-      std::to_string(count) == setting("KILL_LINE") ? setting("KILL_MOMENT") : "";
+  const std::string moment = support::moment_of_the_next();
   if (moment == "before") strike(client);
   if (write(to, line.data(), line.size()) < 0) return;
   if (moment == "answered") usleep(10'000);
