@@ -13,7 +13,7 @@ namespace fileref::runtime::direct {
 
 class PartFile {
  public:
-  explicit PartFile(const std::string& path) : path_(path), part_(path + ".part") {}
+  explicit PartFile(std::string path) : path_(std::move(path)), part_(path_ + ".part") {}
   // Removes what was not put in its place, but not in a process that was forked from the owner.
   ~PartFile();
   PartFile(const PartFile&) = delete;
