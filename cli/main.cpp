@@ -68,7 +68,8 @@ void add_write_words(CLI::App& command, cli::Request& request) {
   command.add_flag("--verify", request.host.verify_uploads,
                    "Read the sent file back and compare all of it, or fail");
   command.add_flag("--atomic", request.host.atomic_uploads,
-                   "Replace the old file by the new one as a whole, or not at all");
+                   "Replace the old file by the new one as a whole, or not at all; needs a server "
+                   "that can, and no client program");
 }
 
 void add_ls_words(CLI::App& command, cli::Request& request) {
@@ -108,10 +109,14 @@ void add_common_words(CLI::App& command, cli::Request& request) {
       .add_option("-o", request.options, "Options, as in an assignment; @FILE: read them from it")
       ->type_name("TEXT")
       ->allow_extra_args(false);
-  command.add_option("--log", request.log_path, "Write the host log and the client's journal here")
+  command
+      .add_option("--log", request.log_path, "Append the host log and every request and reply here")
       ->type_name("FILE");
   command.add_flag("-q,--quiet", request.quiet, "Show no progress");
-  command.add_option("--client", request.host.client, "How the server is spoken to")
+  command
+      .add_option("--client", request.host.client,
+                  "How the server is spoken to: over ssh by fileref itself (direct), or through a "
+                  "client program")
       ->type_name("NAME")
       ->check(CLI::IsMember({"direct", "openssh", "psftp", "plain"}));
   command
@@ -178,7 +183,7 @@ constexpr const char* kTargets =
     "  NEW            makes the directory of TARGET when it is missing\n"
     "  OPTIONS='...'  words for the client's command line; OPTIONSX='...' the same, kept secret\n"
     "                 (with -o @FILE, or -o @/dev/fd/N, it stands in no argument of fileref)\n"
-    "  PATH='...'     the client program (sftp)\n"
+    "  PATH='...'     a client program, which then speaks to the server\n"
     "\nExit status: 0 done, 1 failed (of exists: no), 2 used wrongly, 3 (of exists) failed.\n";
 
 // What an argument of the process shows, everybody may see.
@@ -249,7 +254,7 @@ int main(int argc, char** argv) try {
   std::for_each(argv, argv + argc, &blot_secret);
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);  // what is too large for the limit on files fails to be written
-  CLI::App app{"Remote files as records, over the sftp client you already trust."};
+  CLI::App app{"Remote files as records, over the SSH that you already trust."};
   app.name("fileref");
   app.set_version_flag("--version", "fileref " FILEREF_VERSION);
   app.require_subcommand(1);

@@ -83,8 +83,8 @@ struct HostOptions {
   /// Whether the client may ask on the terminal (for a password, say) if there is one.
   bool may_ask = true;
   /// Reads every sent file back and compares all of it; one that cannot be read back whole has
-  /// failed. Without it the number of bytes that arrived is compared, which misses a block that the
-  /// server refused in the middle, as OpenSSH clients up to 10.0 do.
+  /// failed. Without it the number of bytes that arrived is compared. Through OpenSSH's `sftp` up to
+  /// 10.0 that misses a block that the server refused in the middle.
   bool verify_uploads = false;
   /// Sends every file under a name of its own in the same directory, which takes the place of the
   /// old file once it is whole: nobody sees half a file, and a failure leaves the old one as it

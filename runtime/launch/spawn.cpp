@@ -216,7 +216,8 @@ std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_ses
   if (!guardian || error != 0) {
     while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
     }
-    *why = guardian ? "the client program \"" + path + "\" cannot be run: " + std::strerror(error)
+    *why = guardian ? "the program \"" + path + "\" cannot be run: " + std::strerror(error) +
+                          ": check PATH and OPTIONS, or install it"
                     : system_failure(error);
     return std::nullopt;
   }

@@ -39,6 +39,10 @@ constexpr const char* kNoSshServer =
     "what listens at that port hung up at once: check the port, and whether the server lets you "
     "in; after wrong keys, or with too many logins at a time, it does not for a while";
 constexpr const char* kWrongOption = "the client does not know a word of OPTIONS: check them";
+constexpr const char* kNoAlgorithm =
+    "this client and the server have no algorithm in common: the client says which the server "
+    "offers; allow one (OPTIONS='-o Ciphers=+NAME', KexAlgorithms, HostKeyAlgorithms), or have the "
+    "server updated";
 
 // The first that was said counts, wherever in a line it stands.
 constexpr Cause kCauses[] = {
@@ -84,6 +88,12 @@ constexpr Cause kCauses[] = {
     {"Remote side unexpectedly closed network connection", kNoSshServer},
     {"Bad configuration option", kWrongOption},
     {"unknown option", kWrongOption},
+    {"line 0: Bad ", kWrongOption},
+    {"line 0: invalid ", kWrongOption},
+    {"line 0: unsupported option", kWrongOption},
+    {"Unknown cipher type", kWrongOption},
+    {"Can't open user config file", "the file behind -F cannot be read: check its name"},
+    {"Unable to negotiate with", kNoAlgorithm},
     {"exec: ", "the client cannot run a program that it needs: install it, or check OPTIONS"},
 };
 

@@ -156,6 +156,10 @@ void Connection::receive(std::string_view bytes) {
   }
 }
 
+void Connection::end() {
+  if (!is_greeted() && !received_bytes_.empty()) report_noise(received_bytes_);
+}
+
 // False when it is not there whole.
 bool Connection::take_packet(std::string_view bytes) {
   if (bytes.size() < kLengthBytes) return false;
@@ -177,9 +181,11 @@ bool Connection::take_packet(std::string_view bytes) {
   return true;
 }
 
+// Up to the greeting of a server that speaks behind it.
 void Connection::report_noise(std::string_view bytes) {
-  std::string text(bytes.substr(0, kMostNoise));
+  std::string text(bytes.substr(0, std::min(bytes.find('\0'), kMostNoise)));
   std::erase_if(text, [](char c) { return static_cast<unsigned char>(c) < 0x20 && c != '\n'; });
+  if (text.size() > 1 && text.ends_with('\n')) text.pop_back();
   break_off("something else than SFTP arrives from the server: \"" + text +
             "\". Most likely the login shell prints it: let its start-up files (.bashrc) print "
             "nothing when it is not interactive");

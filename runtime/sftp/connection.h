@@ -86,6 +86,8 @@ class Connection {
 
   // Takes bytes that arrived. Takers of replies run inside, and may ask again.
   void receive(std::string_view bytes);
+  // No more will arrive. What came instead of a greeting breaks the connection.
+  void end();
   // The bytes to send next; askers that wait for room are called first. Valid until the next call.
   std::string_view output();
   // So many of them were sent.

@@ -49,9 +49,9 @@ std::string subject_of(Type type, Reader& body) {
       return shown(body.text());
     case Type::kExtended: {
       const std::string name(body.text());
-      return name.find("rename") == name.npos
-                 ? name
-                 : name + ' ' + shown(body.text()) + ' ' + shown(body.text());
+      if (name.find("rename") == name.npos) return name;
+      const std::string from = shown(body.text());
+      return name + ' ' + from + ' ' + shown(body.text());
     }
     case Type::kClose:
     case Type::kHandleAttributes:

@@ -114,6 +114,14 @@ TEST(StartFailure, IsExplainedForEveryVersion) {
       {"Unable to use key file \"k\" (unable to open file)\n", "the file of the login key cannot"},
       {"psftp: 'SHA256:x' is not a valid format for a manual host key specification\n",
        "psftp does not take the host key"},
+      {"command-line line 0: Bad port '70000'.\n", "the client does not know a word"},
+      {"command-line line 0: unsupported option \"foo\".\n", "the client does not know a word"},
+      {"command-line line 0: invalid time value.\n", "the client does not know a word"},
+      {"command-line line 0: Deprecated option \"rsaauthentication\"\n", ""},
+      {"Unknown cipher type 'nonsense'\n", "the client does not know a word"},
+      {"Can't open user config file /nothing: No such file or directory\n", "the file behind -F"},
+      {"Unable to negotiate with h port 22: no matching cipher found. Their offer: x\n",
+       "this client and the server have no algorithm in common"},
       {"Connection closed.  \n", ""},
   };
   for (const auto& [words, advice] : cases) {

@@ -18,7 +18,9 @@ TEST(Connection, BreaksWithAReasonAtWhatNoServerMaySay) {
     return std::string(list.begin(), list.end());
   };
   const Row rows[] = {
-      {"Welcome to this host!\n", "", "Welcome to this host!"},
+      {"Welcome to this host!\n", "", "\"Welcome to this host!\"."},
+      {"hello\n" + kGreeting, "", "\"hello\"."},
+      {"no", "", "\"no\"."},
       {std::string("\0\0\0\5\2\0\0\0\2", 9), "", "version 2"},
       {std::string("\0\0\0\5\3\0\0\0\3", 9), "", "something else than SFTP"},
       {std::string("\0\0\0\7\2\0\0\0\3ab", 11), "", "greeting is cut off"},
@@ -35,6 +37,7 @@ TEST(Connection, BreaksWithAReasonAtWhatNoServerMaySay) {
   for (const Row& row : rows) {
     Connection connection([] {});
     connection.receive(row.greeting);
+    if (row.greeting.size() < kGreeting.size()) connection.end();
     Asker asker(connection);
     int answers = 0;
     if (!row.answer.empty()) {
@@ -93,6 +96,10 @@ TEST(Connection, TheTraceShowsEachPacketAndNoData) {
     EXPECT_NE(wire.trace.find(line), std::string::npos) << line << wire.trace;
   }
   EXPECT_EQ(wire.trace.find("secret"), std::string::npos);
+  Asker asker(wire.connection);
+  rename_over(asker, "/a\nb", "/to", [](const Status&) {});
+  wire.run();
+  EXPECT_NE(wire.trace.find(" \"/a\\x0ab\" \"/to\"\n"), std::string::npos) << wire.trace;
 }
 
 struct Listed {

@@ -88,7 +88,7 @@ void DirectClient::go_on(Clock::time_point deadline) {
   const bool stalled = stall_.look(child().pid());
   if (!settle()) return;
   if (!child().talking()) {
-    lose(kEndOfOutput, {});
+    lose(kEndOfOutput, is_ready_ ? "" : why_not_ready());
   } else if (Clock::now() >= deadline_) {
     lose(kNoAnswerInTime, no_answer_within(limit_));
   } else if (stalled) {
@@ -111,6 +111,18 @@ void DirectClient::move_bytes(Clock::time_point deadline) {
   error_lines().add(err);
   remember_errors(err);
   connection_->receive(arrived_);
+  if (!child().talking()) connection_->end();
+}
+
+// For a reason of its own ssh ends with 255; else it ends as the server's program did.
+std::string DirectClient::why_not_ready() {
+  constexpr int kFailureOfSsh = 255;
+  const std::string ending = how_it_ended();
+  const Ending& how = *child().ending();
+  if (how.by_signal || how.value == kFailureOfSsh) return ending;
+  return ending +
+         ": the server's file server program did not start; check that it is there "
+         "(Subsystem in sshd_config, -s and -D in OPTIONS) and that this user may run it";
 }
 
 // False when the current operation is over, or another one has begun.

@@ -40,6 +40,7 @@ class DirectClient : public RecoveringClient<Operation> {
 
   void connect();
   void move_bytes(Clock::time_point deadline);
+  std::string why_not_ready();
   void send_requests();
   bool settle();
   void report(bool ended);
