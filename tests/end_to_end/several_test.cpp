@@ -48,6 +48,21 @@ TEST_F(Several, EveryNameIsListedAndCanBeReadByIt) {
   EXPECT_EQ(pattern.out, matched) << pattern.err;
 }
 
+// What is fetched ahead waits in memory.
+TEST_F(Several, OnlyWhatIsSmallIsFetchedAhead) {
+  support::fs::create_directory(remote("day"));
+  for (const char* name : {"a", "b", "c"}) support::write_file(remote("day") / name, "x\n");
+  support::fs::resize_file(remote("day/b"), (16 << 20) + 1);
+  const std::string log = remote("log");
+  EXPECT_EQ(fileref({"read", local("day/*"), "-o", "RECFM=S", "--log", log}).status, 0);
+  const std::string lines = support::read_file(log);
+  const auto opened = [&](const std::string& name) {
+    return lines.find("OPEN \"" + remote("day/" + name).string() + '"');
+  };
+  EXPECT_LT(lines.find("> get \"b\""), opened("b"));
+  EXPECT_LT(opened("c"), lines.find("> get \"b\""));
+}
+
 TEST_F(Several, ANameWithALineFeedIsOneName) {
   support::fs::create_directory(remote("odd"));
   support::write_file(remote("odd/plain"), "x\n");

@@ -43,18 +43,21 @@ void FetchAhead::go_on(sftp::Connection& connection, std::string_view name) {
   }
 }
 
-// A file without a stated size is not fetched ahead: it has no bound.
+// A file that is too large, or of no stated size, is not fetched ahead: it waits in memory.
 void FetchAhead::begin(sftp::Connection& connection, std::string_view name) {
   Fetch& fetch = *fetches_.emplace_back(std::make_unique<Fetch>(session_.path_of(name)));
   const DirectoryListing::Entry* entry = session_.find(name);
-  if (entry != nullptr && entry->type == '-') return fetch.start(connection, entry->size);
+  const auto fits = [this](std::uint64_t size) { return bytes() + size <= kMostBytes; };
+  if (entry != nullptr && entry->type == '-') {
+    if (fits(entry->size)) fetch.start(connection, entry->size);
+    return;
+  }
   fetch.asker = std::make_unique<sftp::Asker>(connection);
   sftp::ask_attributes(
       *fetch.asker, fetch.path,
-      [this, &fetch, &connection](const sftp::Status&, const sftp::Attributes& known) {
+      [fits, &fetch, &connection](const sftp::Status&, const sftp::Attributes& known) {
         const std::uint64_t size = known.size.value_or(kMostBytes);
-        const bool fits = bytes() + size <= kMostBytes;
-        if (known.kind() == sftp::Kind::kFile && fits) fetch.start(connection, size);
+        if (known.kind() == sftp::Kind::kFile && fits(size)) fetch.start(connection, size);
       });
 }
 
