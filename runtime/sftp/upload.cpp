@@ -112,6 +112,11 @@ void Upload::take_size(const Status& status, const Attributes& attributes) {
 
 void Upload::closed() {
   if (!failure_.empty()) return fail(failure_);
+  if (!options_.waits) return accept();
+  state_ = State::kWritten;
+}
+
+void Upload::accept() {
   if (!is_by_way()) return end();
   state_ = State::kRenaming;
   rename_over(*this, options_.by_way_of, path_, [this](const Status& status) {

@@ -27,6 +27,7 @@ class Upload : public Asker {
     // the place of `path` once it is whole. The server must know kReplacingRename.
     std::string by_way_of = {};
     std::optional<std::uint32_t> replaced_mode = {};  // of the file that is then replaced
+    bool waits = false;                               // for its owner to look at what was written
   };
 
   Upload(Connection& connection, std::string path, Options options, Source source);
@@ -35,6 +36,12 @@ class Upload : public Asker {
   void go_on() override;
 
   bool has_ended() const { return state_ == State::kEnded; }
+  // Whether everything is written, and waits to be accepted or refused.
+  bool is_written() const { return state_ == State::kWritten; }
+  void accept();
+  // Ends it as failed; what was written under another name is removed.
+  void fail(std::string reason);
+  const std::string& written_path() const { return is_by_way() ? options_.by_way_of : path_; }
   // Once it has ended; empty when the file is there, whole.
   const std::string& failure() const { return failure_; }
   // Whether the file may hold part of the data: a replaced one is never changed but as a whole.
@@ -43,10 +50,9 @@ class Upload : public Asker {
   std::uint64_t confirmed() const { return confirmed_; }
 
  private:
-  enum class State { kOpening, kWriting, kClosing, kRenaming, kRemoving, kEnded };
+  enum class State { kOpening, kWriting, kClosing, kWritten, kRenaming, kRemoving, kEnded };
 
   bool is_by_way() const { return !options_.by_way_of.empty(); }
-  const std::string& written_path() const { return is_by_way() ? options_.by_way_of : path_; }
   void opened(const Status& status, std::string_view handle);
   void write_block();
   void take_confirmation(std::size_t length, const Status& status);
@@ -55,7 +61,6 @@ class Upload : public Asker {
   void take_size(const Status& status, const Attributes& attributes);
   void close();
   void closed();
-  void fail(std::string reason);
   void end();
 
   std::string path_;

@@ -101,6 +101,22 @@ TEST_F(Failures, OfTheRequest) {
             std::string::npos);
 }
 
+TEST_F(Failures, AFileIsVerifiedBeforeItReplacesAnother) {
+  support::fs::create_directory(remote("day"));
+  support::write_file(remote("day/file"), "old");
+  const std::vector<std::string> words = {"write", local("day/file"), "--atomic", "--verify", "-o"};
+  const auto with = [&](const std::string& options) {
+    std::vector<std::string> all = words;
+    all.push_back(options);
+    return all;
+  };
+  expect_failure(fileref(with(faulty("garble 2")), "new data\n"), {"other data arrived"}, 1);
+  EXPECT_EQ(support::read_file(remote("day/file")), "old");
+  EXPECT_EQ(fileref({"ls", "-a", local("day/")}).out, "file\n");
+  EXPECT_EQ(fileref(with(faulty("none")), "new data\n").status, 0);
+  EXPECT_EQ(support::read_file(remote("day/file")), "new data\n");
+}
+
 TEST_F(Failures, OfTheLimitsOfTheSystem) {
   for (const char* name : {"a1", "a2", "a3"}) {
     support::write_file(remote(name), std::string(50'000, 'x'));

@@ -229,7 +229,7 @@ void Put::look() {
 }
 
 void Put::send(const Attributes& before) {
-  sftp::Upload::Options options{default_file_mode()};
+  sftp::Upload::Options options{.mode = default_file_mode(), .waits = session_->verify_uploads};
   if (session_->atomic_uploads) {
     if (!real_path_.empty()) target_ = real_path_;
     options.by_way_of = by_way_of_ = name_beside(target_);
@@ -249,19 +249,25 @@ void Put::drop() {
 }
 
 std::optional<Answer> Put::answer() {
-  if (!answer_ && copy_ && copy_->has_ended()) answer_ = judge_copy();
-  if (answer_ || !upload_ || copy_ || !upload_->has_ended()) return answer_;
-  if (!upload_->failure().empty()) return fail(upload_->failure());
+  if (answer_ || !upload_) return answer_;
+  if (upload_->is_written()) verify();
+  if (!upload_->has_ended()) return std::nullopt;
   by_way_of_.clear();
-  if (!session_->verify_uploads) return done();
-  read_back();
-  return std::nullopt;
+  return upload_->failure().empty() ? done() : fail(upload_->failure());
+}
+
+// Before it takes the place of anything.
+void Put::verify() {
+  if (!copy_) return read_back();
+  if (!copy_->has_ended()) return;
+  const std::string fault = fault_of_copy();
+  fault.empty() ? upload_->accept() : upload_->fail(fault);
 }
 
 void Put::read_back() {
   ::lseek(local_.get(), 0, SEEK_SET);
   copy_ = std::make_unique<sftp::Download>(
-      *connection_, target_, sftp::Download::Options{transfer_.total},
+      *connection_, upload_->written_path(), sftp::Download::Options{transfer_.total},
       [this](std::string_view bytes) { return is_next(bytes); });
 }
 
@@ -279,11 +285,11 @@ bool Put::is_next(std::string_view bytes) {
   return true;
 }
 
-Answer Put::judge_copy() {
-  if (differs_) return fail("other data arrived");
-  if (!copy_->failure().empty()) return fail("it cannot be read back: " + copy_->failure());
-  if (copy_->position() != upload_->confirmed()) return fail("it is short when it is read back");
-  return done();
+std::string Put::fault_of_copy() const {
+  if (differs_) return "other data arrived";
+  if (!copy_->failure().empty()) return "it cannot be read back: " + copy_->failure();
+  if (copy_->position() != upload_->confirmed()) return "it is short when it is read back";
+  return {};
 }
 
 Answer Put::fail(const std::string& reason) {

@@ -67,9 +67,10 @@ class Put : public Operation {
   void remove_left_over();
   void look();
   void send(const sftp::Attributes& before);
+  void verify();
   void read_back();
   bool is_next(std::string_view bytes);
-  Answer judge_copy();
+  std::string fault_of_copy() const;
   Answer fail(const std::string& reason);
 
   Session* session_;
