@@ -117,7 +117,7 @@ void DirectClient::move_bytes(Clock::time_point deadline) {
 // For a reason of its own ssh ends with 255; else it ends as the server's program did.
 std::string DirectClient::why_not_ready() {
   constexpr int kFailureOfSsh = 255;
-  const std::string ending = how_it_ended();
+  std::string ending = how_it_ended();
   const Ending& how = *child().ending();
   if (how.by_signal || how.value == kFailureOfSsh) return ending;
   return ending +
