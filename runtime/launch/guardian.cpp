@@ -42,6 +42,13 @@ void give_back(std::uintptr_t from, std::uintptr_t to, const std::array<std::uin
   if (from < to) ::madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
 }
 
+// What a sanitizer keeps of memory is in use all the time.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kKeepsMemory = true;
+#else
+constexpr bool kKeepsMemory = false;
+#endif
+
 // A copy of the host's memory would grow with every page that the host writes to. What is large and
 // private goes, but for the stack and what belongs to this thread.
 void give_memory_back() {
@@ -69,7 +76,7 @@ void give_memory_back() {
   ::setsid();
   [[maybe_unused]] const int moved = ::chdir("/");
   ::prctl(PR_SET_NAME, "fileref-guard");
-  give_memory_back();
+  if (!kKeepsMemory) give_memory_back();
   std::array<pollfd, 3> events{{{0, POLLIN, 0}, {1, POLLIN, 0}, {2, POLLIN, 0}}};
   bool client_has_gone = false;
   while (!host_has_gone && events[0].revents == 0 && events[1].revents == 0) {

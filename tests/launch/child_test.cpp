@@ -126,7 +126,11 @@ TEST_F(ChildTest, IsWatchedOverBySomethingSmall) {
     fields >> size >> resident >> shared;
     return resident - shared;
   };
+#ifndef FILEREF_SANITIZED  // what keeps all memory
   EXPECT_TRUE(support::eventually([&] { return resident_pages() * getpagesize() < 4 << 20; }));
+#else
+  EXPECT_TRUE(support::eventually([&] { return resident_pages() > 0; }));
+#endif
   const support::fs::directory_iterator open(guardian + "/fd");
   EXPECT_EQ(std::distance(begin(open), end(open)), 3);
   child->end(milliseconds(500), milliseconds(500));
