@@ -8,8 +8,8 @@
 #include <string>
 #include <utility>
 
-#include "runtime/launch/openssh.h"
-#include "runtime/launch/psftp.h"
+#include "runtime/launch/openssh/openssh.h"
+#include "runtime/launch/psftp/psftp.h"
 
 namespace fuzz {
 

@@ -12,7 +12,7 @@
 #include <string_view>
 
 #include "fuzz/dialogue.h"
-#include "runtime/launch/adapter.h"
+#include "runtime/launch/dialogue/adapter.h"
 #include "runtime/name_escape.h"
 
 namespace {

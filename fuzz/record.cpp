@@ -7,8 +7,8 @@
 #include <iostream>
 
 #include "fuzz/dialogue.h"
-#include "runtime/launch/adapter.h"
-#include "runtime/launch/child.h"
+#include "runtime/launch/child/child.h"
+#include "runtime/launch/dialogue/adapter.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/launch/operation.h"
+#include "runtime/launch/dialogue/operation.h"
 
 namespace fileref::runtime {
 

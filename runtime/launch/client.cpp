@@ -8,11 +8,11 @@
 #include <cstring>
 
 #include "runtime/launch/command_line.h"
+#include "runtime/launch/dialogue/framed_client.h"
 #include "runtime/launch/direct/direct_client.h"
-#include "runtime/launch/framed_client.h"
-#include "runtime/launch/openssh.h"
-#include "runtime/launch/plain_client.h"
-#include "runtime/launch/psftp.h"
+#include "runtime/launch/openssh/openssh.h"
+#include "runtime/launch/plain/plain_client.h"
+#include "runtime/launch/psftp/psftp.h"
 
 namespace fileref::runtime {
 namespace {

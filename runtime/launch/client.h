@@ -19,9 +19,9 @@
 #include "host/codes.h"
 #include "host/toolkit.h"
 #include "runtime/launch/blot.h"
-#include "runtime/launch/child.h"
+#include "runtime/launch/child/child.h"
+#include "runtime/launch/dialogue/transfer_watch.h"
 #include "runtime/launch/line_buffer.h"
-#include "runtime/launch/transfer_watch.h"
 
 namespace fileref::runtime {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "runtime/launch/listing.h"
-#include "runtime/launch/unclear_name.h"
+#include "runtime/launch/dialogue/listing.h"
+#include "runtime/launch/openssh/unclear_name.h"
 
 namespace fileref::runtime {
 namespace {

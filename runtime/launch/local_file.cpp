@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <fstream>
 
-#include "runtime/launch/fd.h"
+#include "runtime/launch/child/fd.h"
 
 namespace fileref::runtime {
 

@@ -9,7 +9,7 @@
 
 #include "runtime/launch/client.h"
 #include "runtime/launch/delivery.h"
-#include "runtime/launch/operation.h"
+#include "runtime/launch/dialogue/operation.h"
 
 namespace fileref::runtime {
 

@@ -1,7 +1,7 @@
 #include "runtime/launch/selection.h"
 
 #include "runtime/launch/answers.h"
-#include "runtime/launch/dialect.h"
+#include "runtime/launch/dialogue/dialect.h"
 #include "runtime/launch/glob.h"
 #include "runtime/name_escape.h"
 

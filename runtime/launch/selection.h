@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/launch/dialogue/operation.h"
 #include "runtime/launch/directory_listing.h"
-#include "runtime/launch/operation.h"
 
 namespace fileref::runtime {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/launch/operation.h"
+#include "runtime/launch/dialogue/operation.h"
 
 namespace fileref::runtime {
 

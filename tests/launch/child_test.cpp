@@ -1,4 +1,4 @@
-#include "runtime/launch/child.h"
+#include "runtime/launch/child/child.h"
 
 #include <fcntl.h>
 #include <signal.h>

@@ -1,4 +1,4 @@
-#include "runtime/launch/framing.h"
+#include "runtime/launch/dialogue/framing.h"
 
 #include <gtest/gtest.h>
 

@@ -6,12 +6,12 @@
 #include "runtime/launch/command.h"
 #include "runtime/launch/command_line.h"
 #include "runtime/launch/delivery.h"
+#include "runtime/launch/dialogue/framing.h"
+#include "runtime/launch/dialogue/listing.h"
 #include "runtime/launch/directory_listing.h"
-#include "runtime/launch/framing.h"
-#include "runtime/launch/listing.h"
-#include "runtime/launch/openssh.h"
+#include "runtime/launch/openssh/openssh.h"
+#include "runtime/launch/openssh/unclear_name.h"
 #include "runtime/launch/start_failure.h"
-#include "runtime/launch/unclear_name.h"
 
 namespace fileref::runtime {
 namespace {

@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/launch/child/stall_watch.h"
 #include "runtime/launch/direct/fetch_ahead.h"
 #include "runtime/launch/direct/operation.h"
 #include "runtime/launch/direct/session.h"
 #include "runtime/launch/recovering_client.h"
-#include "runtime/launch/stall_watch.h"
 
 namespace fileref::runtime::direct {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/launch/dialogue/operation.h"
 #include "runtime/launch/direct/session.h"
-#include "runtime/launch/operation.h"
 #include "runtime/sftp/connection.h"
 
 namespace fileref::runtime::direct {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "runtime/launch/fd.h"
+#include "runtime/launch/child/fd.h"
 
 namespace fileref::runtime::direct {
 

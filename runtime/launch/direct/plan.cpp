@@ -3,11 +3,11 @@
 #include <utility>
 
 #include "runtime/launch/command.h"
+#include "runtime/launch/dialogue/transfers.h"
 #include "runtime/launch/direct/directories.h"
 #include "runtime/launch/direct/list.h"
 #include "runtime/launch/direct/transfers.h"
 #include "runtime/launch/local_file.h"
-#include "runtime/launch/transfers.h"
 #include "runtime/name_escape.h"
 
 namespace fileref::runtime::direct {

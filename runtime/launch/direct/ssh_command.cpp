@@ -10,8 +10,8 @@
 #include <iterator>
 #include <string_view>
 
+#include "runtime/launch/child/spawn.h"
 #include "runtime/launch/command_line.h"
-#include "runtime/launch/spawn.h"
 
 namespace fileref::runtime::direct {
 namespace {

@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "runtime/launch/answers.h"
-#include "runtime/launch/framing.h"
+#include "runtime/launch/dialogue/framing.h"
+#include "runtime/launch/dialogue/transfers.h"
 #include "runtime/launch/local_file.h"
-#include "runtime/launch/transfers.h"
 #include "runtime/sftp/requests.h"
 
 namespace fileref::runtime::direct {

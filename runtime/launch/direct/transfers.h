@@ -6,11 +6,11 @@
 #include <optional>
 #include <string>
 
+#include "runtime/launch/child/fd.h"
 #include "runtime/launch/command.h"
 #include "runtime/launch/direct/fetch_ahead.h"
 #include "runtime/launch/direct/operation.h"
 #include "runtime/launch/direct/part_file.h"
-#include "runtime/launch/fd.h"
 #include "runtime/sftp/upload.h"
 
 namespace fileref::runtime::direct {
