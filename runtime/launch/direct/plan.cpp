@@ -5,8 +5,9 @@
 #include "runtime/launch/command.h"
 #include "runtime/launch/dialogue/transfers.h"
 #include "runtime/launch/direct/directories.h"
+#include "runtime/launch/direct/get.h"
 #include "runtime/launch/direct/list.h"
-#include "runtime/launch/direct/transfers.h"
+#include "runtime/launch/direct/put.h"
 #include "runtime/launch/local_file.h"
 #include "runtime/name_escape.h"
 
