@@ -29,6 +29,9 @@ Runtime::Runtime(RuntimeOptions options)
   if (the_runtime != nullptr) throw std::logic_error("there is another host in this process");
   the_runtime = this;
   fill_anchor();
+  toolkit.launch.feed = [this](const std::string& path, std::unique_ptr<ByteSource> source) {
+    temp.feed(path, std::move(source));
+  };
 }
 
 Runtime::~Runtime() {

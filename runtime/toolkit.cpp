@@ -232,6 +232,7 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
   request.command_line = command_line;
   request.journal = [this](std::string_view text) { log_.write("client", text); };
   request.said = client_said;
+  request.broke_off = [this](const Client& client) { note_trouble(client); };
   std::string why;
   auto client = Client::launch(std::move(request), &why);
   if (!client) {

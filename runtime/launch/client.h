@@ -18,6 +18,7 @@
 
 #include "host/codes.h"
 #include "host/toolkit.h"
+#include "runtime/byte_source.h"
 #include "runtime/launch/blot.h"
 #include "runtime/launch/child/child.h"
 #include "runtime/launch/dialogue/transfer_watch.h"
@@ -35,6 +36,8 @@ struct LaunchLimits {
   std::chrono::milliseconds close_grace{2'000};  // before TERM, and again before KILL
 };
 using Limit = std::chrono::milliseconds LaunchLimits::*;
+
+class Client;
 
 struct LaunchRequest {
   // Program, options and host, quoted as for a shell. Without a host it ends in a blank, and the
@@ -74,6 +77,12 @@ struct LaunchRequest {
   Blot blot;
   // Is told about five times a second how far a transfer has come. It must not throw.
   ProgressReport progress;
+  // Takes the bytes of a file that was asked for as `local`, which come while they are read:
+  // "direct" only. Without it, as with every other client, `local` is a whole file when its get is
+  // answered.
+  std::function<void(const std::string& local, std::unique_ptr<ByteSource>)> feed;
+  // Is told of a client whose file broke off while it was read.
+  std::function<void(const Client&)> broke_off;
   // Is called when an upload failed: keeps that local file and returns where, "" if it could not.
   std::function<std::string(const std::string& local)> keep_unsent;
 };

@@ -93,6 +93,15 @@ void RecoveringClient<Operation>::begin(std::unique_ptr<Operation> operation, Li
   begin_current();
 }
 
+template <class Operation>
+TKStatus RecoveringClient<Operation>::carry_out(std::unique_ptr<Operation> operation) {
+  if (busy()) run_until(Clock::time_point::max());
+  const TKStatus undelivered = std::exchange(failure_, kSuccess);
+  begin(std::move(operation), &LaunchLimits::command);
+  if (busy()) run_until(Clock::time_point::max());
+  return std::exchange(failure_, undelivered);
+}
+
 // Runs the operation until it has ended, or until `deadline`.
 template <class Operation>
 void RecoveringClient<Operation>::run_until(Clock::time_point deadline) {

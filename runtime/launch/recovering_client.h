@@ -44,6 +44,10 @@ class RecoveringClient : public Client {
   void begin_session() { begin(start(), &LaunchLimits::start); }
   void end_session();
 
+  // Carries out an operation of the client's own behind what is under way: 0, or why it failed. No
+  // answer is delivered.
+  TKStatus carry_out(std::unique_ptr<Operation> operation);
+
   Operation& current() { return resume_ ? *resume_ : *operation_; }
   void ended(Answer answer);
   // No answer can come any more; a client that still runs is ended.

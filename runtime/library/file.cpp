@@ -83,6 +83,11 @@ void written(runtime::CallbackGuard& callbacks, Write write) {
 
 }  // namespace
 
+bool OpenFile::waits() const {
+  const HOST_FILE* file = host_.runtime().temp.latest();
+  return file != nullptr && runtime::TempMethod::waits(file);
+}
+
 void OpenFile::copy_to(int descriptor) {
   const runtime::Destination out{descriptor, host_.interrupted()};
   std::string text;
@@ -99,7 +104,7 @@ void OpenFile::copy_to(int descriptor) {
       text.append(record);
       if (!stream_ && line_ended_) text += '\n';
       HOST_FILE* file = host_.runtime().temp.copyable_behind(record.data());
-      if (file != nullptr || text.size() >= kEnoughToWrite) write_out();
+      if (file != nullptr || text.size() >= kEnoughToWrite || waits()) write_out();
       if (file == nullptr) continue;
       written(host_.callbacks(), [&] { runtime::TempMethod::copy_rest(file, out); });
     }

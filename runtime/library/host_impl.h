@@ -193,6 +193,7 @@ class OpenFile {
  private:
   WX_AMVEC& vector();
   void drop();
+  bool waits() const;
   rctype send_and_close();
 
   Host::Impl& host_;

@@ -43,7 +43,8 @@ void Download::opened(const Status& status, std::string_view handle) {
   ask_handle_attributes(*this, handle_, [this](const Status& said, const Attributes& attributes) {
     take_attributes(said, attributes);
   });
-  ask_ahead();
+  // What goes on is looked at first.
+  if (options_.from == 0) ask_ahead();
 }
 
 void Download::take_attributes(const Status& status, const Attributes& attributes) {
@@ -67,18 +68,45 @@ std::uint64_t Download::size() const {
 std::uint64_t Download::allowed_ahead() const {
   const std::uint64_t block = connection().server().read_length;
   if (size() == 0 && position_ == options_.from) return kBlocksUnknown * block;
-  return std::min({window_, options_.most_ahead, connection().settings().most_ahead});
+  return std::min(window_, connection().settings().most_ahead);
 }
 
-// Up to the size, and one request behind it that finds the end, or more than was stated.
+void Download::allow_up_to(std::uint64_t offset) {
+  limit_ = offset;
+  ask_ahead();
+}
+
+// Up to the size, and one request behind it that finds the end, or that the file has grown.
 void Download::ask_ahead() {
-  while (state_ == State::kReading && !end_ && next_ - position_ < allowed_ahead()) {
+  while (state_ == State::kReading && !end_ && next_ < limit_ &&
+         next_ - position_ < allowed_ahead()) {
     if (position_ <= size() && next_ > size() && size() != 0) return;
+    if (next_ >= size()) look_again();
     const std::uint64_t block = connection().server().read_length;
     const std::uint64_t length = next_ < size() ? std::min(block, size() - next_) : block;
     ask(next_, static_cast<std::uint32_t>(length));
     next_ += length;
   }
+}
+
+// A file that took one flight had no time to change.
+void Download::look_again() {
+  const bool takes_several = position_ > options_.from && attributes_ && attributes_->size;
+  if (has_looked_again_ || !takes_several || size() == 0) return;
+  has_looked_again_ = looks_again_ = true;
+  ask_handle_attributes(*this, handle_, [this](const Status& status, const Attributes& now) {
+    looks_again_ = false;
+    changed_ = change(status, now);
+    look_for_the_end();
+  });
+}
+
+// Empty when it is as it was, as far as the server tells, or has grown.
+std::string Download::change(const Status& status, const Attributes& now) const {
+  if (!status.is_ok() || !now.size || *now.size > size()) return {};
+  const bool is_same =
+      *now.size == size() && now.modification_time == attributes_->modification_time;
+  return is_same ? "" : "the file was changed while it was read";
 }
 
 void Download::ask(std::uint64_t offset, std::uint32_t length) {
@@ -126,17 +154,23 @@ void Download::deliver(std::uint64_t offset, std::string_view data) {
   }
 }
 
+// What a file has grown by is left out.
 bool Download::hand_on(std::string_view data) {
+  const std::uint64_t size = attributes_ ? attributes_->size.value_or(0) : 0;
+  if (size > 0 && position_ <= size && data.size() > size - position_) {
+    data = data.substr(0, size - position_);
+    end_ = size;
+  }
   position_ += data.size();
-  if (taker_(data)) return true;
+  if (data.empty() || taker_(data)) return true;
   end("the data cannot be put away");
   return false;
 }
 
 void Download::look_for_the_end() {
-  if (state_ != State::kReading || !knows_attributes_ || end_ != position_) return;
+  if (state_ != State::kReading || !knows_attributes_ || end_ != position_ || looks_again_) return;
   const std::uint64_t size = attributes_ ? attributes_->size.value_or(0) : 0;
-  end(position_ < size ? of_bytes(position_, size) : "");
+  end(position_ < size ? of_bytes(position_, size) : changed_);
 }
 
 void Download::end(std::string failure) {

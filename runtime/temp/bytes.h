@@ -4,21 +4,9 @@
 #include <memory>
 #include <string>
 
+#include "runtime/byte_source.h"
+
 namespace fileref::runtime {
-
-class ByteSource {
- public:
-  virtual ~ByteSource() = default;
-  // Reads at most `capacity` bytes. 0 at the end, -1 after a failure that `why` then tells.
-  virtual long read(char* buffer, std::size_t capacity) = 0;
-  // The file whose bytes these are, standing behind those that were read; -1 when there is none.
-  virtual int file() const { return -1; }
-
-  const std::string& why() const { return why_; }
-
- protected:
-  std::string why_;
-};
 
 class ByteSink {
  public:

@@ -61,19 +61,6 @@ class Window {
   std::string_view bytes_;
 };
 
-// The leading lines of a text, each at most `longest` bytes and a line feed. The last line feed
-// within a line's limit ends only lines that keep it, so what stands before it is not looked at.
-std::string_view lines_within(std::string_view text, std::size_t longest) {
-  std::size_t end = 0;
-  while (end < text.size()) {
-    const std::string_view reach = text.substr(end).substr(0, longest + 1);
-    const void* feed = memrchr(reach.data(), '\n', reach.size());
-    if (feed == nullptr) break;
-    end = static_cast<std::size_t>(static_cast<const char*>(feed) - text.data()) + 1;
-  }
-  return text.substr(0, end);
-}
-
 // Copies `text`, which stands in `file` at `begin`. The kernel hands the file's pages on, where
 // `out` can take them.
 void send(int file, off_t begin, std::string_view text, const Destination& out) {
@@ -90,6 +77,19 @@ void send(int file, off_t begin, std::string_view text, const Destination& out) 
 }
 
 }  // namespace
+
+// The last line feed within a line's limit ends only lines that keep it, so what stands before it
+// is not looked at.
+std::string_view lines_within(std::string_view text, std::size_t longest) {
+  std::size_t end = 0;
+  while (end < text.size()) {
+    const std::string_view reach = text.substr(end).substr(0, longest + 1);
+    const void* feed = memrchr(reach.data(), '\n', reach.size());
+    if (feed == nullptr) break;
+    end = static_cast<std::size_t>(static_cast<const char*>(feed) - text.data()) + 1;
+  }
+  return text.substr(0, end);
+}
 
 off_t copy_bytes(int file, off_t begin, const Destination& out) {
   for (;;) {
@@ -108,18 +108,6 @@ off_t copy_lines(int file, off_t begin, std::size_t longest, const Destination& 
     send(file, begin, lines, out);
     begin += static_cast<off_t>(lines.size());
   }
-}
-
-long count_lines(int file, off_t end) {
-  long lines = 0;
-  for (off_t begin = 0; begin < end;) {
-    const Window window(file, begin);
-    if (window.bytes().empty()) break;
-    const std::string_view text = window.bytes().substr(0, static_cast<std::size_t>(end - begin));
-    lines += std::count(text.begin(), text.end(), '\n');
-    begin += static_cast<off_t>(text.size());
-  }
-  return lines;
 }
 
 void write_all(const Destination& out, std::string_view text) {

@@ -27,8 +27,8 @@ off_t copy_bytes(int file, off_t begin, const Destination& out);
 // bytes without it, or than a megabyte.
 off_t copy_lines(int file, off_t begin, std::size_t longest, const Destination& out);
 
-// The line feeds before `end`.
-long count_lines(int file, off_t end);
+// The leading lines of a text that have their line feed, and at most `longest` bytes without it.
+std::string_view lines_within(std::string_view text, std::size_t longest);
 
 // Writes all of `text`. Throws as they do.
 void write_all(const Destination& out, std::string_view text);

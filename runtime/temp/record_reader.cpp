@@ -131,41 +131,55 @@ char* RecordReader::find_line_end(std::size_t searched) const {
 }
 
 bool RecordReader::can_copy_behind(const char* record) const {
-  return !text_ && buffer_.data() <= record && record < begin_ && available() >= kWorthCopying &&
-         source_->file() >= 0;
+  if (text_ || record < buffer_.data() || record >= begin_) return false;
+  return source_->file() < 0 || available() >= kWorthCopying;
 }
 
 void RecordReader::copy_lines(const Destination& out) {
+  if (source_->file() < 0) return copy_as_it_comes(&lines_within, out);
   go_on_at(runtime::copy_lines(source_->file(), position(), record_length_, out));
 }
 
 void RecordReader::copy_stream(const Destination& out) {
+  constexpr Select kAll = [](std::string_view bytes, std::size_t) { return bytes; };
+  if (source_->file() < 0) return copy_as_it_comes(kAll, out);
   go_on_at(copy_bytes(source_->file(), position(), out));
 }
 
-off_t RecordReader::position() const {
-  return lseek(source_->file(), 0, SEEK_CUR) - static_cast<off_t>(available());
+// A failure to read is left to the next read.
+void RecordReader::copy_as_it_comes(Select whole, const Destination& out) {
+  copied_ = true;
+  do {
+    const std::string_view bytes = whole({begin_, available()}, record_length_);
+    write_all(out, bytes);
+    begin_ += bytes.size();
+  } while (available() <= record_length_ && read_more() && !source_ended_);
 }
 
 void RecordReader::go_on_at(off_t offset) {
   if (offset == position()) return;
   lseek(source_->file(), offset, SEEK_SET);
   begin_ = end_ = buffer_.data();
+  read_ = offset;
   source_ended_ = false;
   copied_ = true;
 }
 
+std::string RecordReader::place() const {
+  return copied_ ? fmt::format("The record at byte {}", position())
+                 : fmt::format("Record {}", records_ + 1);
+}
+
 wrcode RecordReader::too_long() {
-  if (copied_) records_ = count_lines(source_->file(), position());
-  why_ = too_long_text(records_ + 1, record_length_);
+  why_ = too_long_text(place(), record_length_);
   return failure_ = kRecordTooLong;
 }
 
 wrcode RecordReader::refuse_text() {
   why_ = fmt::format(
-      "Record {} cannot be converted: it holds bytes that are no text in the encoding {}, or ends "
+      "{} cannot be converted: it holds bytes that are no text in the encoding {}, or ends "
       "inside a character. Check ENCODING=, and LRECL= if the records are of fixed length.",
-      records_ + 1, text_->encoding());
+      place(), text_->encoding());
   return failure_ = kTempFailure;
 }
 
@@ -191,11 +205,12 @@ bool RecordReader::read_more() {
   const long count = source_->read(end_, buffer_.size() - kept);
   if (count < 0) {
     why_ = source_->why();
-    failure_ = kTempFailure;
+    failure_ = source_->code();
     return false;
   }
   source_ended_ = count == 0;
   end_ += count;
+  read_ += count;
   return true;
 }
 

@@ -38,12 +38,15 @@ class RecordReader {
   // Whether the record that was read last is a line whose line feed is missing.
   bool line_is_open() const { return line_is_open_; }
 
-  // Whether a record that was read last, of whichever reader, is this one's, with so many bytes
-  // behind it that they are better copied than read.
+  // Nothing is there yet of the next record.
+  bool waits() const { return available() == 0 && source_->waits(); }
+
+  // Whether a record that was read last, of whichever reader, is this one's, and what stands behind
+  // it is better copied than read: of a file when it is much, of other bytes always.
   bool can_copy_behind(const char* record) const;
-  // Copies to `out` what follows, as far as it consists of lines that can be read, each with its
-  // line feed, or of a stream's bytes. The next read goes on behind it. Throws std::system_error
-  // when `out` cannot be written.
+  // Copies to `out` what follows, as it comes and as far as it consists of lines that can be read,
+  // each with its line feed, or of a stream's bytes. The next read goes on behind it. Throws
+  // std::system_error when `out` cannot be written.
   void copy_lines(const Destination& out);
   void copy_stream(const Destination& out);
 
@@ -60,6 +63,12 @@ class RecordReader {
   using Decode = bool (RemoteText::*)(std::string_view bytes, std::string& record);
   wrcode deliver(char*& record, long& length, std::size_t bytes, std::size_t end, Decode decode);
   static wrcode hand_out(char* start, std::size_t bytes, char*& record, long& length);
+  // Writes what `whole` selects of the bytes at hand, until it selects none although there are
+  // many.
+  using Select = std::string_view (*)(std::string_view bytes, std::size_t record_length);
+  void copy_as_it_comes(Select whole, const Destination& out);
+  // Which record it is that could not be read.
+  std::string place() const;
   wrcode too_long();
   wrcode refuse_text();
   // Goes behind what marks a text's byte order. False after a failure.
@@ -67,8 +76,8 @@ class RecordReader {
   // Null when there is none; the first `searched` bytes hold none.
   char* find_line_end(std::size_t searched) const;
   std::size_t line_end_size() const { return text_ ? text_->line_feed().size() : 1; }
-  // In the source's file, of what is not delivered yet.
-  off_t position() const;
+  // In the source, of what is not delivered yet.
+  off_t position() const { return read_ - static_cast<off_t>(available()); }
   void go_on_at(off_t offset);
   // Makes at least `wanted` bytes available unless the source ends first; fewer are then there.
   bool fill(std::size_t wanted);
@@ -82,6 +91,7 @@ class RecordReader {
   std::vector<char> buffer_;
   char* begin_;  // of what is not delivered yet
   char* end_;
+  off_t read_ = 0;  // bytes of the source
   bool source_ended_ = false;
   std::string made_;  // a converted record
   bool line_is_open_ = false;

@@ -68,6 +68,7 @@ class TempFile : public HOST_FILE {
   bool can_copy_behind(const char* record) const {
     return reader_ && !is_fixed() && reader_->can_copy_behind(record);
   }
+  bool waits() const { return reader_ && reader_->waits(); }
   void copy_rest(const Destination& out) {
     is_stream() ? reader_->copy_stream(out) : reader_->copy_lines(out);
   }
@@ -76,7 +77,7 @@ class TempFile : public HOST_FILE {
   std::string start(const WX_OPENPARM& parms, std::optional<RemoteText> text) {
     std::string why;
     if ((parms.openmode & kOpenInput) != 0) {
-      auto source = open_file_source(path_, why);
+      auto source = method_.source_of(path_, why);
       if (source) start_reading(std::move(source), parms.datalen, std::move(text));
     } else {
       auto sink = create_marked_sink(why);
@@ -239,6 +240,7 @@ wrcode TempMethod::deassign(const Name8& logical) {
   const auto found = assigned_.find(logical);
   if (found == assigned_.end()) return kNotAssigned;
   files_.remove_if([&](const auto& file) { return file->logical() == logical; });
+  feeds_.erase(found->second);
   if (found->second != spared_) remove_temporary(found->second);
   assigned_.erase(found);
   return kSuccess;
@@ -247,6 +249,15 @@ wrcode TempMethod::deassign(const Name8& logical) {
 std::string* TempMethod::path_of(const Name8& logical) {
   const auto found = assigned_.find(logical);
   return found == assigned_.end() ? nullptr : &found->second;
+}
+
+void TempMethod::feed(const std::string& path, std::unique_ptr<ByteSource> source) {
+  feeds_.insert_or_assign(path, std::move(source));
+}
+
+std::unique_ptr<ByteSource> TempMethod::source_of(const std::string& path, std::string& why) {
+  const auto fed = feeds_.extract(path);
+  return fed ? std::move(fed.mapped()) : open_file_source(path, why);
 }
 
 wrcode TempMethod::open(HOST_FILE** file, const Name8& logical, const WX_OPENPARM& parms) {
@@ -335,6 +346,10 @@ HOST_FILE* TempMethod::copyable_behind(const char* record) const {
     if (file->can_copy_behind(record)) return file.get();
   }
   return nullptr;
+}
+
+bool TempMethod::waits(const HOST_FILE* file) {
+  return static_cast<const TempFile*>(file)->waits();
 }
 
 void TempMethod::copy_rest(HOST_FILE* file, const Destination& out) {

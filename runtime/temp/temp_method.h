@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/records.h"
+#include "runtime/byte_source.h"
 #include "runtime/messages.h"
 #include "runtime/names.h"
 #include "runtime/temp/directory.h"
@@ -38,6 +39,9 @@ class TempMethod {
   // Null when the name is not assigned. Lives until it is deassigned.
   std::string* path_of(const Name8& logical);
 
+  // The next opening of the file with this path reads these bytes.
+  void feed(const std::string& path, std::unique_ptr<ByteSource> source);
+
   wrcode open(HOST_FILE** file, const Name8& logical, const WX_OPENPARM& parms);
   // After a failure the file stays open.
   wrcode close(HOST_FILE* file);
@@ -60,10 +64,13 @@ class TempMethod {
   // Whether, since this was asked last, a line was read whose line feed is missing.
   bool take_open_line();
   // For the record that was read last, from whichever file: its own, when its records
-  // are its bytes and so much follows that it is better copied than read; else null.
+  // are its bytes, and what follows is better copied than read; else null.
   HOST_FILE* copyable_behind(const char* record) const;
-  // Copies to `out` what follows, as far as it can be read: lines with their line feeds, a stream's
-  // bytes. The next read goes on behind it. Throws std::system_error when `out` cannot be written.
+  // Whether the next record of an open file is waited for.
+  static bool waits(const HOST_FILE* file);
+  // Copies to `out` what follows, as it comes and as far as it can be read: lines with their line
+  // feeds, a stream's bytes. The next read goes on behind it, or fails. Throws std::system_error
+  // when `out` cannot be written.
   static void copy_rest(HOST_FILE* file, const Destination& out);
   // The file that was opened last and is still open, or null.
   HOST_FILE* latest() const;
@@ -82,10 +89,14 @@ class TempMethod {
   // tells.
   std::optional<RemoteText> remote_text(const WX_OPENPARM& parms, std::string& why) const;
 
+  // The bytes of a file that is there or on its way; null, and why, when it is neither.
+  std::unique_ptr<ByteSource> source_of(const std::string& path, std::string& why);
+
   TempDirectory directory_;
   Messages& messages_;
   Text& text_;
   std::map<Name8, std::string> assigned_;
+  std::map<std::string, std::unique_ptr<ByteSource>> feeds_;  // by path
   std::list<std::unique_ptr<TempFile>> files_;
   bool line_is_open_ = false;
   std::string spared_;

@@ -41,6 +41,7 @@ class MemoryServer {
   struct File {
     std::string contents;
     std::uint32_t mode = 0100644;
+    std::uint32_t modified = 1;
   };
 
   explicit MemoryServer(Faults faults = {}) : faults_(std::move(faults)) {}
@@ -168,9 +169,9 @@ class MemoryServer {
 
   void give_attributes(const File& file) {
     Writer reply = start(Type::kAttributes);
-    reply.number32(faults_.states_sizes ? 5 : 4);
+    reply.number32(faults_.states_sizes ? 13 : 12);
     if (faults_.states_sizes) reply.number64(faults_.stated_size.value_or(file.contents.size()));
-    reply.number32(file.mode);
+    reply.number32(file.mode).number32(0).number32(file.modified);
   }
 
   void list() {

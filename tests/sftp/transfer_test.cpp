@@ -32,13 +32,11 @@ TEST(Download, TakesEveryByteInItsPlace) {
       {"attributes refused", {.refused = Type::kHandleAttributes}},
       {"expected too large", {}, "", 200000},
       {"expected too small", {.shuffles = true}, "", 500},
-      {"grown since", {.stated_size = 1}},
       {"no limits", {.extensions = {}}},
   };
   for (const Row& row : rows) {
     for (const std::size_t size : kSizes) {
       if (row.faults.longest == 7 && size > 10000) continue;  // takes long
-      if (row.faults.stated_size == 1 && size == 0) continue;
       for (const std::uint64_t from : {std::size_t{0}, size / 2}) {
         SCOPED_TRACE(row.what + std::string(" ") + std::to_string(size));
         Wire wire(row.faults);
@@ -92,16 +90,57 @@ TEST(Download, NothingThatIsLackingPassesForAFile) {
   }
 }
 
+TEST(Download, SeesWhatBecomesOfTheFileMeanwhile) {
+  const std::string whole = contents_of(50000);
+  using File = MemoryServer::File;
+  const struct {
+    const char* what;
+    std::function<void(File&)> change;
+    std::string failure = {};
+    std::size_t taken = 50000;
+  } rows[] = {
+      {"nothing", [](File&) {}},
+      {"grows",
+       [](File& file) {
+         file = {file.contents + "more", file.mode, 2};
+       }},
+      {"is written over", [](File& file) { file.modified = 2; }, "the file was changed"},
+      {"shrinks", [](File& file) { file.contents.resize(30500); }, "30500 of 50000", 30500},
+  };
+  for (const auto& row : rows) {
+    for (const bool shuffles : {false, true}) {
+      SCOPED_TRACE(row.what);
+      Wire wire({.shuffles = shuffles});
+      wire.server.files["/f"].contents = whole;
+      std::string taken;
+      Download download(wire.connection, "/f", {}, [&](std::string_view bytes) {
+        if (taken.empty()) row.change(wire.server.files["/f"]);
+        return taken += bytes, true;
+      });
+      wire.run();
+      ASSERT_TRUE(download.has_ended());
+      EXPECT_EQ(download.failure().empty(), row.failure.empty()) << download.failure();
+      EXPECT_EQ(download.failure().find(row.failure), 0u) << download.failure();
+      EXPECT_TRUE(taken == whole.substr(0, row.taken)) << taken.size();
+    }
+  }
+}
+
 TEST(Download, AsksAheadWithinBounds) {
   Wire wire;
   wire.server.files["/f"].contents = contents_of(1'000'000);
-  std::uint64_t taken = 0;
-  Download download(wire.connection, "/f", {.most_ahead = 20000}, [&](std::string_view bytes) {
+  std::uint64_t taken = 0, allowed = 20000;
+  Download download(wire.connection, "/f", {}, [&](std::string_view bytes) {
     taken += bytes.size();
-    EXPECT_LE(wire.server.furthest_read, taken + 20000);
+    EXPECT_LT(wire.server.furthest_read, allowed + 1000);
     return taken < 500'000;
   });
-  wire.run();
+  for (; !download.has_ended(); allowed = taken + 20000) {
+    download.allow_up_to(allowed);
+    const std::uint64_t before = taken;
+    wire.run();
+    ASSERT_TRUE(taken > before || download.has_ended());
+  }
   EXPECT_EQ(download.failure(), "the data cannot be put away");
   EXPECT_GT(wire.server.most_waiting, 10u);
   EXPECT_LE(wire.server.furthest_read, 521'000u);

@@ -64,12 +64,16 @@ void StallWatch::begin() {
   watching_ = limit_.count() > 0;
   last_.reset();
   looks_without_ = 0;
-  due_ = Clock::now();
+  due_ = Clock::now() + interval();
+}
+
+std::chrono::milliseconds StallWatch::interval() const {
+  return std::max(limit_ / kLooks, kShortestInterval);
 }
 
 bool StallWatch::look(pid_t client) {
   if (Clock::now() < due()) return false;
-  due_ = Clock::now() + std::max(limit_ / kLooks, kShortestInterval);
+  due_ = Clock::now() + interval();
   const std::optional<Moved> now = moved(client);
   if (!now || !last_ || goes_on(*last_, *now)) {
     last_ = now;

@@ -33,6 +33,7 @@ class StallWatch {
     std::uint64_t by_client = 0;   // bytes read, written and sent by the client itself
     std::uint64_t by_helpers = 0;  // and by what it started
   };
+  std::chrono::milliseconds interval() const;  // between two looks
   static std::optional<Moved> moved(pid_t client);
   static bool goes_on(const Moved& before, const Moved& now);
 

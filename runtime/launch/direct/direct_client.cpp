@@ -39,15 +39,38 @@ DirectClient::DirectClient(LaunchRequest request, std::vector<std::string> words
                            std::unique_ptr<Child> child, sftp::Settings settings)
     : RecoveringClient(std::move(request), std::move(words), std::move(child)),
       settings_(settings),
-      session_{launch_request().keep_unsent, launch_request().verify_uploads,
-               launch_request().atomic_uploads, launch_request().expected},
+      session_{.hand_out = {},
+               .keep_unsent = launch_request().keep_unsent,
+               .verify_uploads = launch_request().verify_uploads,
+               .atomic_uploads = launch_request().atomic_uploads,
+               .expected = launch_request().expected},
       ahead_(session_),
+      feeds_(std::make_shared<Feeds>(
+          [this](std::unique_ptr<Operation> refill) { return refill_feed(std::move(refill)); },
+          [this](const Transfer& transfer, std::uint64_t bytes) { close_feed(transfer, bytes); })),
       stall_(limits().stall) {
+  if (launch_request().feed) {
+    session_.hand_out = [this](const Transfer& transfer, std::unique_ptr<Fetch> fetch) {
+      launch_request().feed(transfer.local,
+                            std::make_unique<Feed>(feeds_, transfer, std::move(fetch)));
+    };
+  }
   begin_session();
 }
 
 DirectClient::~DirectClient() {
+  feeds_->cut_off();
   end_session();
+}
+
+TKStatus DirectClient::refill_feed(std::unique_ptr<Operation> refill) {
+  const TKStatus status = carry_out(std::move(refill));
+  if (status != kSuccess && launch_request().broke_off) launch_request().broke_off(*this);
+  return status;
+}
+
+void DirectClient::close_feed(const Transfer& transfer, std::uint64_t bytes) {
+  if (std::exchange(has_reported_, false)) progress()(transfer, bytes, true);
 }
 
 std::unique_ptr<Operation> DirectClient::start() {
@@ -63,12 +86,18 @@ void DirectClient::begin_current() {
   if (!connection_) connect();
   limit_ = current().transfer() != nullptr ? &LaunchLimits::transfer : quick_limit();
   deadline_ = deadline_after(limits().*limit_);
-  if (current().transfer() != nullptr) stall_.begin();
-  report_due_ = Clock::now() + kReportInterval;
+  if (current().transfer() != nullptr) begin_transfer();
   has_begun_ = is_ready_;
   if (has_begun_) current().begin(*connection_);
   move_bytes(Clock::now());
   settle();
+}
+
+void DirectClient::begin_transfer() {
+  stall_.begin();
+  const std::optional<Clock::duration> taken = current().taken_before();
+  if (!taken) report_due_ = Clock::now() + kReportInterval;
+  if (deadline_ != Clock::time_point::max()) deadline_ -= taken.value_or(Clock::duration::zero());
 }
 
 void DirectClient::connect() {
@@ -134,7 +163,7 @@ bool DirectClient::settle() {
   if (is_ready_ && !std::exchange(has_begun_, is_ready_)) current().begin(*connection_);
   std::optional<Answer> answer = has_begun_ ? current().answer() : std::nullopt;
   if (!answer) return true;
-  report(true);
+  report(current().ends_transfer());
   stall_.end();
   move_bytes(Clock::now());
   ended(*std::move(answer));
@@ -158,6 +187,7 @@ void DirectClient::give_up() {
   report(true);
   stall_.end();
   current().drop();
+  feeds_->drop();
   ahead_.drop();
   connection_.reset();
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "runtime/launch/child/stall_watch.h"
+#include "runtime/launch/direct/feed.h"
 #include "runtime/launch/direct/fetch_ahead.h"
 #include "runtime/launch/direct/operation.h"
 #include "runtime/launch/direct/session.h"
@@ -43,6 +44,9 @@ class DirectClient : public RecoveringClient<Operation> {
   std::string why_not_ready();
   void send_requests();
   bool settle();
+  void begin_transfer();
+  TKStatus refill_feed(std::unique_ptr<Operation> refill);
+  void close_feed(const Transfer& transfer, std::uint64_t bytes);
   void report(bool ended);
 
   const sftp::Settings settings_;
@@ -50,6 +54,7 @@ class DirectClient : public RecoveringClient<Operation> {
   std::unique_ptr<sftp::Connection> connection_;
   std::string arrived_;  // just now; kept for its memory
   FetchAhead ahead_;
+  std::shared_ptr<Feeds> feeds_;
   StallWatch stall_;
   bool is_ready_ = false;       // the server has greeted
   bool has_begun_ = false;      // the current operation

@@ -12,28 +12,10 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/launch/direct/fetch.h"
 #include "runtime/launch/direct/session.h"
-#include "runtime/sftp/download.h"
 
 namespace fileref::runtime::direct {
-
-// A file on its way: what has come of it, and the download that brings the rest.
-struct Fetch {
-  explicit Fetch(std::string remote) : path(std::move(remote)) {}
-  std::string path;
-  std::string bytes;
-  std::uint64_t size = 0;  // as far as it is known
-  // Where the bytes go; false ends the download. At first they are kept here.
-  sftp::Download::BytesTaker put_away = [this](std::string_view data) {
-    bytes += data;
-    return bytes.size() <= size;
-  };
-  std::unique_ptr<sftp::Asker> asker;  // about its size
-  std::unique_ptr<sftp::Download> download;
-
-  bool has_failed() const { return download && !download->failure().empty(); }
-  void start(sftp::Connection& connection, std::uint64_t expected_size, std::uint64_t from = 0);
-};
 
 class FetchAhead {
  public:

@@ -14,7 +14,8 @@
 namespace fileref::runtime::direct {
 
 // Downloads to a fresh name and renames it onto the asked one once it is whole. After a loss it
-// goes on where it stopped, if the file is as it was.
+// goes on where it stopped, if the file is as it was. Where files are handed out while they come,
+// it is done as soon as this one is open.
 class Get : public Operation {
  public:
   Get(Session* session, FetchAhead* ahead, Command command);
@@ -23,17 +24,16 @@ class Get : public Operation {
   std::optional<Answer> answer() override;
   Answer lost(Answer failure, std::string_view words) override;
   const Transfer* transfer() const override { return &transfer_; }
-  std::uint64_t moved() const override;
+  std::uint64_t moved() const override { return fetch_ ? fetch_->position() : 0; }
+  bool ends_transfer() const override { return !fetch_ || fetch_->has_ended(); }
 
  private:
+  bool hands_out() const { return static_cast<bool>(session_->hand_out); }
   void find(sftp::Connection& connection);
-  void ask_what_it_is(sftp::Connection& connection);
-  void fetch_file(sftp::Connection& connection, std::uint64_t size, std::uint64_t from);
-  void adopt(std::unique_ptr<Fetch> fetch);
-  std::uint64_t offset_to_go_on_at(const sftp::Attributes& now);
-  bool went_on_with_another() const;
-  void fetch_anew();
+  void put_into_file();
+  void begin_anew();
   Answer judge();
+  Answer hand_out();
   Answer refuse(std::string explanation) const;
   Answer fail(const std::string& reason) const;
 
@@ -42,11 +42,9 @@ class Get : public Operation {
   Command command_;
   PartFile part_;
   Transfer transfer_;
-  std::unique_ptr<sftp::Asker> asker_;
+  sftp::Connection* connection_ = nullptr;
   std::unique_ptr<Fetch> fetch_;
   std::optional<Answer> answer_;
-  std::optional<sftp::Attributes> before_;  // of the file, in the session that was lost
-  std::uint64_t arrived_ = 0;               // bytes, then
 };
 
 }  // namespace fileref::runtime::direct

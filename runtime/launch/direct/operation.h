@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/launch/child/child.h"
 #include "runtime/launch/dialogue/operation.h"
 #include "runtime/launch/direct/session.h"
 #include "runtime/sftp/connection.h"
@@ -32,6 +33,10 @@ class Operation {
   // The file whose contents it moves, and how many bytes of it were moved so far.
   virtual const Transfer* transfer() const { return nullptr; }
   virtual std::uint64_t moved() const { return 0; }
+  // With its answer the transfer is over.
+  virtual bool ends_transfer() const { return true; }
+  // Goes on with a transfer that began earlier, which has taken so long already.
+  virtual std::optional<Clock::duration> taken_before() const { return std::nullopt; }
 };
 
 }  // namespace fileref::runtime::direct

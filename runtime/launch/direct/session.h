@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/launch/dialogue/operation.h"
 #include "runtime/launch/directory_listing.h"
 #include "runtime/launch/footing.h"
 #include "runtime/sftp/attributes.h"
@@ -16,7 +17,12 @@
 
 namespace fileref::runtime::direct {
 
+class Fetch;
+
 struct Session {
+  // Hands a file that is open out to whoever reads it; where there is none, files are fetched as a
+  // whole.
+  std::function<void(const Transfer& transfer, std::unique_ptr<Fetch> fetch)> hand_out;
   // Keeps the local file of a failed upload and returns where; empty when it could not.
   std::function<std::string(const std::string& local)> keep_unsent;
   bool verify_uploads = false;
