@@ -49,6 +49,8 @@ void add_literal(CLI::App& command, cli::Request& request) {
 
 void add_read_words(CLI::App& command, cli::Request& request) {
   add_literal(command, request);
+  command.add_flag("--whole", request.host.whole,
+                   "Print nothing of a file before all of it has arrived and was checked");
   command.add_option("--name", request.names, "A file of the directory TARGET; may be repeated")
       ->type_name("NAME")
       ->allow_extra_args(false);

@@ -82,9 +82,14 @@ struct HostOptions {
 
   /// Whether the client may ask on the terminal (for a password, say) if there is one.
   bool may_ask = true;
+  /// Hands out no record of a file before all of it has arrived and was checked, in a temporary
+  /// file. Without it the client "direct" hands records out while they come, at most 16 MiB ahead
+  /// of the reader; a transfer that breaks off for good then fails a read in the middle. Other
+  /// clients always fetch a file whole.
+  bool whole = false;
   /// Reads every sent file back and compares all of it; one that cannot be read back whole has
-  /// failed. Without it the number of bytes that arrived is compared. Through OpenSSH's `sftp` up to
-  /// 10.0 that misses a block that the server refused in the middle.
+  /// failed. Without it the number of bytes that arrived is compared. Through OpenSSH's `sftp` up
+  /// to 10.0 that misses a block that the server refused in the middle.
   bool verify_uploads = false;
   /// Sends every file under a name of its own in the same directory, which takes the place of the
   /// old file once it is whole: nobody sees half a file, and a failure leaves the old one as it

@@ -155,6 +155,7 @@ Host::Impl::Impl(HostOptions options)
   launch.interrupted = [this] {
     return (options_.interrupted && options_.interrupted()) || callbacks_.has_thrown();
   };
+  if (options_.whole) launch.feed = {};
   launch.verify_uploads = options_.verify_uploads;
   launch.atomic_uploads = options_.atomic_uploads;
   launch.trace = static_cast<bool>(options_.log);

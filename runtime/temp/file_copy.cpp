@@ -110,6 +110,22 @@ off_t copy_lines(int file, off_t begin, std::size_t longest, const Destination& 
   }
 }
 
+long count_lines(std::string_view text) {
+  return std::count(text.begin(), text.end(), '\n');
+}
+
+long count_lines(int file, off_t end) {
+  long lines = 0;
+  for (off_t begin = 0; begin < end;) {
+    const Window window(file, begin);
+    if (window.bytes().empty()) break;
+    const std::string_view text = window.bytes().substr(0, static_cast<std::size_t>(end - begin));
+    lines += count_lines(text);
+    begin += static_cast<off_t>(text.size());
+  }
+  return lines;
+}
+
 void write_all(const Destination& out, std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = ::write(out.fd, text.data(), text.size());

@@ -30,6 +30,10 @@ off_t copy_lines(int file, off_t begin, std::size_t longest, const Destination& 
 // The leading lines of a text that have their line feed, and at most `longest` bytes without it.
 std::string_view lines_within(std::string_view text, std::size_t longest);
 
+// The line feeds in a text, and in a file before `end`.
+long count_lines(std::string_view text);
+long count_lines(int file, off_t end);
+
 // Writes all of `text`. Throws as they do.
 void write_all(const Destination& out, std::string_view text);
 

@@ -4,14 +4,13 @@
 #include <fmt/format.h>
 
 #include <string>
-#include <string_view>
 
 namespace fileref::runtime {
 
-// `record` names it: "Record 3".
-inline std::string too_long_text(std::string_view record, std::size_t record_length) {
+// `record` counts from 1.
+inline std::string too_long_text(long record, std::size_t record_length) {
   return fmt::format(
-      "{} is longer than the record length of {} bytes. Raise it with LRECL=, or take the "
+      "Record {} is longer than the record length of {} bytes. Raise it with LRECL=, or take the "
       "data as bytes with RECFM=S.",
       record, record_length);
 }

@@ -148,11 +148,11 @@ void RecordReader::copy_stream(const Destination& out) {
 
 // A failure to read is left to the next read.
 void RecordReader::copy_as_it_comes(Select whole, const Destination& out) {
-  copied_ = true;
   do {
     const std::string_view bytes = whole({begin_, available()}, record_length_);
     write_all(out, bytes);
     begin_ += bytes.size();
+    records_ += count_lines(bytes);
   } while (available() <= record_length_ && read_more() && !source_ended_);
 }
 
@@ -165,21 +165,17 @@ void RecordReader::go_on_at(off_t offset) {
   copied_ = true;
 }
 
-std::string RecordReader::place() const {
-  return copied_ ? fmt::format("The record at byte {}", position())
-                 : fmt::format("Record {}", records_ + 1);
-}
-
 wrcode RecordReader::too_long() {
-  why_ = too_long_text(place(), record_length_);
+  if (copied_) records_ = count_lines(source_->file(), position());
+  why_ = too_long_text(records_ + 1, record_length_);
   return failure_ = kRecordTooLong;
 }
 
 wrcode RecordReader::refuse_text() {
   why_ = fmt::format(
-      "{} cannot be converted: it holds bytes that are no text in the encoding {}, or ends "
+      "Record {} cannot be converted: it holds bytes that are no text in the encoding {}, or ends "
       "inside a character. Check ENCODING=, and LRECL= if the records are of fixed length.",
-      place(), text_->encoding());
+      records_ + 1, text_->encoding());
   return failure_ = kTempFailure;
 }
 

@@ -67,8 +67,6 @@ class RecordReader {
   // many.
   using Select = std::string_view (*)(std::string_view bytes, std::size_t record_length);
   void copy_as_it_comes(Select whole, const Destination& out);
-  // Which record it is that could not be read.
-  std::string place() const;
   wrcode too_long();
   wrcode refuse_text();
   // Goes behind what marks a text's byte order. False after a failure.

@@ -91,7 +91,7 @@ bool RecordWriter::holds_line_end(std::string_view bytes) const {
 
 wrcode RecordWriter::check_length(std::string_view bytes) {
   if (bytes.size() <= record_length_) return kSuccess;
-  why_ = too_long_text(fmt::format("Record {}", records_ + 1), record_length_);
+  why_ = too_long_text(records_ + 1, record_length_);
   return kRecordTooLong;
 }
 
