@@ -32,6 +32,8 @@ _fileref() {
     esac
   done
   [[ ${#COMPREPLY[@]} -ne 1 || ${COMPREPLY[0]} != *[=:/] ]] || compopt -o nospace
-  __ltrim_colon_completions "$cur"
+  # The shell takes what stands behind the last of these for the word.
+  prefix=${cur%"${cur##*["${COMP_WORDBREAKS//[^=:@]/}"]}"}
+  COMPREPLY=("${COMPREPLY[@]#"$prefix"}")
 } &&
 complete -F _fileref fileref
