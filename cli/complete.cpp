@@ -115,9 +115,11 @@ class Completer {
 
   void add_assignment_option(const std::string& keyword, const std::string& value,
                              const std::string& what) {
-    if (value.find('|') == value.npos) return add(keyword + (value.empty() ? "" : "="), what);
+    if (value.empty()) return add(keyword, what);
+    const std::string opening = keyword + "=";
+    if (value.find('|') == value.npos) return add(opening, what);
     std::istringstream choices(value.substr(1));
-    for (std::string choice; std::getline(choices, choice, '|');) add(keyword + "=" + choice, what);
+    for (std::string choice; std::getline(choices, choice, '|');) add(opening + choice, what);
   }
 
   void add_positional(const CLI::App& command, std::size_t given) {
