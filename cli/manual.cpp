@@ -132,7 +132,7 @@ std::string manual_of(const CLI::App& app) {
   for (const CLI::Option* flag : flags_of(*commands.front())) {
     if (is_in_all(app, *flag)) page += entry(*flag);
   }
-  page += "Instead of a command:\n";
+  page += ".PP\nInstead of a command:\n";
   for (const CLI::Option* flag : flags_of(app)) page += entry(*flag);
   return page + ".SH TARGETS AND ASSIGNMENT OPTIONS\n" + flowing(about_targets(app));
 }
