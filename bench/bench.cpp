@@ -1,15 +1,23 @@
 // Runs the benchmarks and then prints each of ours beside its plain alternative.
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
 
 namespace {
 
+bool coloured() {
+  const char* refused = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
+}
+
 class Collector : public benchmark::ConsoleReporter {
  public:
+  Collector() : ConsoleReporter(coloured() ? OO_ColorTabular : OO_Tabular) {}
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {

@@ -1,5 +1,6 @@
 // fileref: remote files as records.
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -13,7 +14,9 @@
 #include <system_error>
 #include <vector>
 
+#include "cli/complete.h"
 #include "cli/interrupt.h"
+#include "cli/manual.h"
 #include "cli/record_output.h"
 #include "cli/report.h"
 #include "cli/request.h"
@@ -238,14 +241,30 @@ int run(const Command& command, const cli::Request& request) {
   return command.run == &cli::exists ? cli::kCouldNotAsk : cli::kFailed;
 }
 
+void print_lines(std::string_view text) {
+  cli::RecordOutput output("\n");
+  for (const std::string_view line : cli::lines_of(text)) output.add(line);
+  output.flush();
+}
+
 // The help, or the version.
 int print_message(const CLI::App& app, const CLI::Success& success) {
   std::ostringstream text;
   const int status = app.exit(success, text, text);
-  cli::RecordOutput output("\n");
-  for (const std::string_view line : cli::lines_of(text.view())) output.add(line);
-  output.flush();
+  print_lines(text.view());
   return status;
+}
+
+// What the shells and the manual page ask for. Whether it is that.
+bool is_about_words(const CLI::App& app, const std::vector<std::string>& words) {
+  const std::string asked = words.size() > 1 ? words[1] : "";
+  if (asked == "__manual") {
+    print_lines(cli::manual_of(app));
+  } else if (asked == "__complete") {
+    print_lines(fmt::format(
+        "{}", fmt::join(cli::completions(app, {words.begin() + 2, words.end()}), "\n")));
+  }
+  return asked == "__manual" || asked == "__complete";
 }
 
 }  // namespace
@@ -275,6 +294,7 @@ int main(int argc, char** argv) try {
       chosen = [&command, &request] { return run(command, request); };
     });
   }
+  if (is_about_words(app, words)) return cli::kDone;
   const std::string fault = argc > 1 ? cli::fault_of_first_word(app, words[1]) : "";
   if (!fault.empty()) return refuse_use(fault);
   try {

@@ -33,11 +33,9 @@ constexpr std::string_view kPassword =
 // `text` without what may be a password.
 std::string shown(std::string_view text) {
   const std::size_t at = text.rfind('@');
-  std::size_t from = kRemoteScheme.size();
-  while (from < at && text[from] != ':' && text[from] != '%') ++from;
-  if (!text.starts_with(kRemoteScheme) || at == std::string_view::npos || from >= at) {
-    return runtime::printable(text);
-  }
+  if (!text.starts_with(kRemoteScheme) || at == text.npos) return runtime::printable(text);
+  const std::size_t from = std::min(text.find_first_of(":%", kRemoteScheme.size()), at);
+  if (from == at) return runtime::printable(text);
   return runtime::printable(text.substr(0, from)) + "***" + runtime::printable(text.substr(at));
 }
 

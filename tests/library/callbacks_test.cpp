@@ -37,11 +37,16 @@ class Callbacks : public Library {
     host_->deassign("F");
     return seen;
   }
+#ifdef FILEREF_SANITIZED
+  static constexpr int kPart = 4;
+#else
+  static constexpr int kPart = 16;
+#endif
   // The same with an exception out of one call of a function: of each early one, and of a part of
   // the others. Tells about how many calls there are.
   int sweep(const std::function<void(HostOptions&)>& set) {
     std::string whole;
-    for (int n = 0;; n += 1 + n / 16) {
+    for (int n = 0;; n += 1 + n / kPart) {
       SCOPED_TRACE(n);
       HostOptions throwing = options();
       set(throwing);

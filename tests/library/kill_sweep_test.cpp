@@ -67,7 +67,21 @@ class KillSweep : public testing::TestWithParam<Strike> {
     return seen;
   }
 
-  int lines_sent() const { return std::atoi(support::read_file(count_).c_str()); }
+  // With a sanitizer, where every process takes long to start, the sweeps of a client share the
+  // lines.
+#ifdef FILEREF_SANITIZED
+  static constexpr int kStep = 6;
+#else
+  static constexpr int kStep = 1;
+#endif
+  static int first_line() {
+    const std::string_view moment = GetParam().moment;
+    const int of_moment = moment == "before" ? 1 : moment == "after" ? 2 : 3;
+    return kStep == 1 ? 1 : of_moment + (GetParam().victim == std::string_view("client") ? 0 : 3);
+  }
+  int lines_sent() const {
+    return std::atoi(support::read_file(count_).c_str());
+  }
 
   const std::vector<std::pair<std::string, std::string>> files_{
       {"a", "1\n2\n"}, {"b", long_lines()}, {"c", ""}};
@@ -82,8 +96,9 @@ TEST_P(KillSweep, EveryLineOfASession) {
   std::string long_records = files_[1].second;
   std::replace(long_records.begin(), long_records.end(), '\n', '|');
   ASSERT_TRUE(whole == "a,b,c,sub,1|2|" + long_records + "a.b.c.out.sub/");
-  int recovered = 0;
-  for (int line = 1; line <= lines; ++line) {
+  int recovered = 0, struck = 0;
+  for (int line = first_line(); line <= lines; line += kStep) {
+    ++struck;
     SCOPED_TRACE("line " + std::to_string(line) + " of " + std::to_string(lines));
     try {
       EXPECT_TRUE(run(line) == whole);
@@ -98,7 +113,7 @@ TEST_P(KillSweep, EveryLineOfASession) {
     EXPECT_FALSE(support::fs::exists(directory_ / "unsent"));
     EXPECT_TRUE(support::left_behind().empty());
   }
-  EXPECT_GT(recovered, lines / 3) << "what was asked for beyond an end is not missed";
+  EXPECT_GT(recovered, struck / 3) << "what was asked for beyond an end is not missed";
 }
 
 std::vector<Strike> strikes() {

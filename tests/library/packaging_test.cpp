@@ -26,6 +26,12 @@ TEST_F(Library, InstalledItBuildsAndRunsAProgramOfItsOwn) {
     ASSERT_EQ(outcome.status, 0) << testing::PrintToString(step) << outcome.err << outcome.out;
   }
   EXPECT_EQ(outcome.out, "321\n");
+  for (const char* file :
+       {"man/man1/fileref.1", "man/man3/fileref.3", "doc/fileref/docs/options.md",
+        "bash-completion/completions/fileref", "zsh/vendor-completions/_fileref",
+        "fish/vendor_completions.d/fileref.fish"}) {
+    EXPECT_TRUE(support::fs::exists(prefix + "/share/" + file)) << file;
+  }
   outcome = support::run({build + "/sum", "foo", "bar"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_TRUE(outcome.err.starts_with("\"foo\" is no target. ")) << outcome.err;

@@ -48,13 +48,15 @@ class MemoryServer {
 
   void receive(std::string_view bytes) {
     input_ += bytes;
+    std::string_view rest = input_;
     for (;;) {
-      Reader packet(input_);
+      Reader packet(rest);
       const std::size_t length = 4 + packet.number32();
-      if (!packet.is_whole() || input_.size() < length) return;
-      answer(Reader(std::string_view(input_).substr(4, length - 4)));
-      input_.erase(0, length);
+      if (!packet.is_whole() || rest.size() < length) break;
+      answer(Reader(rest.substr(4, length - 4)));
+      rest.remove_prefix(length);
     }
+    input_.erase(0, input_.size() - rest.size());
   }
 
   // The next reply; empty when there is none.
@@ -147,10 +149,10 @@ class MemoryServer {
     const std::uint32_t asked = packet.number32();
     furthest_read = std::max(furthest_read, offset + asked);
     if (faults_.refused_offset == offset) return status(kFailure);
-    const std::string contents =
-        files.at(path).contents.substr(0, faults_.early_end.value_or(~0UL));
+    const std::string_view contents =
+        std::string_view(files.at(path).contents).substr(0, faults_.early_end.value_or(~0UL));
     if (offset >= contents.size()) return status(kEndOfFile);
-    std::string data = contents.substr(offset, std::min(asked, faults_.longest));
+    std::string data(contents.substr(offset, std::min(asked, faults_.longest)));
     if (faults_.empty_data) data.clear();
     if (faults_.long_data) data.resize(asked + 1);
     start(Type::kData).text(data);
@@ -208,7 +210,7 @@ class MemoryServer {
   }
 
   std::string input_;
-  std::vector<std::string> replies_;
+  std::deque<std::string> replies_;
   std::uint32_t id_ = 0;
   unsigned handles_ = 0;
   std::size_t listed_ = 0;

@@ -130,8 +130,7 @@ inline std::vector<pid_t> children_of(pid_t parent) {
 inline std::vector<pid_t> descendants_of(pid_t ancestor) {
   std::vector<pid_t> found = children_of(ancestor);
   for (std::size_t i = 0; i < found.size(); ++i) {
-    const std::vector<pid_t> more = children_of(found[i]);
-    found.insert(found.end(), more.begin(), more.end());
+    for (const pid_t child : children_of(found[i])) found.push_back(child);
   }
   return found;
 }
