@@ -217,10 +217,10 @@ TEST_F(Hosts, LeaveNothingOfThemselves) {
 TEST_F(Hosts, LeaveNothingWhenTheyAreKilled) {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   put("in", "1\n");
-  for (int milliseconds = 5; milliseconds < 100; milliseconds += 3) {
+  for (int milliseconds = 5; milliseconds < 125; milliseconds += 3) {
     const pid_t killed = fork();
     if (killed == 0) {
-      run_each(std::vector<std::function<void()>>(4, [this] {
+      run_each(std::vector<std::function<void()>>(12, [this] {
         for (;;) {
           Another another(options());
           another.host.assign("F", target("in"));
