@@ -73,6 +73,7 @@ void RecordLoop(benchmark::State& state) {
   const LineFile lines;
   const ModuleLoader loader(FILEREF_MODULE_PATH);
   Runtime runtime({});
+  const Runtime::Entered entered(runtime);
   runtime.connect(loader.connect_routine());
   runtime.toolkit.launch.extra_arguments = {"-D", "/usr/lib/openssh/sftp-server"};
   rctype rc = 0;

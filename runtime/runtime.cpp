@@ -5,12 +5,9 @@
 #include <utility>
 
 #include "host/codes.h"
-#include "runtime/services.h"
 
 namespace fileref::runtime {
 namespace {
-
-Runtime* the_runtime = nullptr;
 
 constexpr std::string_view kMethodName = "SFTP    ";
 constexpr std::string_view kModuleName = "QENXBAMS";
@@ -26,20 +23,10 @@ Runtime::Runtime(RuntimeOptions options)
       text(std::move(options.session_encoding)),
       temp(options.temp_parent, options.unsent_directory, messages, text),
       toolkit(log, memory.allocation_faults(), service_faults) {
-  if (the_runtime != nullptr) throw std::logic_error("there is another host in this process");
-  the_runtime = this;
   fill_anchor();
   toolkit.launch.feed = [this](const std::string& path, std::unique_ptr<ByteSource> source) {
     temp.feed(path, std::move(source));
   };
-}
-
-Runtime::~Runtime() {
-  the_runtime = nullptr;
-}
-
-Runtime& Runtime::current() {
-  return *the_runtime;
 }
 
 void Runtime::fill_anchor() {
@@ -53,7 +40,7 @@ void Runtime::fill_anchor() {
     global_.translate[i] = text.table(static_cast<TranslateFunction>(i));
   }
   anchor_[kAnchorVectors] = const_cast<HostSlot**>(service_vectors());
-  anchor_[kAnchorStatus] = service_status();
+  anchor_[kAnchorStatus] = status_.data();
   anchor_[kAnchorHeap] = static_cast<POOL*>(&memory.heap());
   anchor_[kAnchorToolkit] = toolkit.handle();
   anchor_[kAnchorTask] = &task_;
@@ -62,6 +49,7 @@ void Runtime::fill_anchor() {
 }
 
 void Runtime::connect(ModuleConnectFn* connect_module) {
+  const Entered entered(*this);
   const VIMODCON* module = connect_module(anchor_, nullptr);
   if (module == nullptr || module->modconmagic != kModuleMagic ||
       std::string_view(module->tag, kDescriptorTag.size()) != kDescriptorTag) {

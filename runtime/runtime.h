@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "host/anchor.h"
 #include "host/method.h"
@@ -15,6 +16,7 @@
 #include "runtime/memory.h"
 #include "runtime/messages.h"
 #include "runtime/registry.h"
+#include "runtime/services.h"
 #include "runtime/temp/temp_method.h"
 #include "runtime/text.h"
 #include "runtime/tokens.h"
@@ -31,19 +33,31 @@ struct RuntimeOptions {
   HostOptionValues host_options;
 };
 
-// One a process at a time, because the module's image has one set of anchors; used from one thread
-// at a time.
+// Each has an image of the module to itself, because an image has one set of anchors. Used from one
+// thread at a time.
 class Runtime {
  public:
-  // Throws std::logic_error while another runtime lives, std::system_error without a temporary
-  // directory, std::invalid_argument for a bad session encoding.
+  // Throws std::system_error without a temporary directory, std::invalid_argument for a bad session
+  // encoding.
   explicit Runtime(RuntimeOptions options);
-  ~Runtime();
   Runtime(const Runtime&) = delete;
   Runtime& operator=(const Runtime&) = delete;
 
-  // The runtime whose services the module's calls reach.
-  static Runtime& current();
+  // Services are plain functions, which cannot tell whose module calls them: while one of these
+  // lives, those that its thread calls are this runtime's. Around every call into the module; a
+  // function of the program that is called out of one may enter another runtime.
+  class Entered {
+   public:
+    explicit Entered(Runtime& runtime) : outer_(std::exchange(current_, &runtime)) {}
+    ~Entered() { current_ = outer_; }
+    Entered(const Entered&) = delete;
+    Entered& operator=(const Entered&) = delete;
+
+   private:
+    Runtime* outer_;
+  };
+  // The one that this thread has entered.
+  static Runtime& current() { return *current_; }
 
   // Connects a module image: its descriptor is checked and its entry remembered. Throws
   // std::runtime_error when it is no such module.
@@ -59,7 +73,7 @@ class Runtime {
   void begin_entry(std::string_view fileref);
 
   // Blocks, pools, files and toolkit objects that nobody has given back, less the method's own
-  // block and table, which live as long as the process.
+  // block and table, which live as long as this.
   long outstanding() const;
 
   HostOptionValues host_options;
@@ -81,12 +95,17 @@ class Runtime {
  private:
   void fill_anchor();
 
+  // Read at every record, so where a thread finds it at once.
+  [[gnu::tls_model("initial-exec")]] static inline thread_local constinit Runtime* current_ =
+      nullptr;
+
   TASKCTX task_context_{};
   TASK task_{};
   REB request_{};
   WYH2CV variable_services_{};
   YAKGCBSTR global_{};
   HOST_CALL call_{};
+  VectorStatus status_{};
   ptr anchor_[kAnchorElements] = {};
   MethodEntryFn* entry_ = nullptr;
   AMMCB* block_ = nullptr;

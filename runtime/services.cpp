@@ -87,7 +87,6 @@ struct Vectors {
   std::map<int, Slots> filled;
   Slots none;
   std::array<const HostSlot*, service::kVectors> vectors;
-  std::array<unsigned char, service::kVectors> status{};
 
   Vectors() {
     none.fill(&no_service);
@@ -106,11 +105,6 @@ struct Vectors {
   }
 };
 
-Vectors& vectors() {
-  static Vectors all;
-  return all;
-}
-
 wrcode find_method(const char* method, AMMCB** ammcb) {
   rctype rc = kSuccess;
   *ammcb = nullptr;
@@ -122,10 +116,8 @@ wrcode find_method(const char* method, AMMCB** ammcb) {
 }  // namespace
 
 const HostSlot* const* service_vectors() {
-  return vectors().vectors.data();
-}
-unsigned char* service_status() {
-  return vectors().status.data();
+  static const Vectors all;
+  return all.vectors.data();
 }
 
 int bind_variable(char* name, long namelen, int /*kind*/, long /*len*/, int /*access*/, ptr* addr) {

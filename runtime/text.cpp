@@ -2,9 +2,7 @@
 
 #include <clocale>
 #include <cwctype>
-#include <memory>
 #include <stdexcept>
-#include <type_traits>
 
 #include "runtime/converter.h"
 #include "runtime/names.h"
@@ -15,15 +13,11 @@ namespace {
 
 using CaseFunction = wint_t(wint_t, locale_t);
 
-struct FreeLocale {
-  void operator()(locale_t locale) const { freelocale(locale); }
-};
-
-// A locale that knows the letter case of every character, whatever the process has set.
+// A locale that knows the letter case of every character, whatever the process has set. It is never
+// freed: a host may outlive whatever is destroyed at the end of the program.
 locale_t unicode_locale() {
-  static const std::unique_ptr<std::remove_pointer_t<locale_t>, FreeLocale> locale(
-      newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr));
-  return locale.get();
+  static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  return locale;
 }
 
 void change_case_utf8(char* text, std::size_t length, CaseFunction* change) {

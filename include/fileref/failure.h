@@ -18,7 +18,7 @@ class Error : public std::runtime_error {
 };
 
 /// The program, or the text it was given, asks for what cannot be: a text that is no target, a
-/// second host, a file that was moved from. Nothing was done.
+/// file that was moved from. Nothing was done.
 class UsageError : public Error {
  public:
   using Error::Error;

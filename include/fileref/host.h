@@ -4,8 +4,13 @@
 //   host.assign("IN", fileref::Target::parse("sftp://u@srv/data/in.csv"), {"LRECL=200"});
 //   for (std::string_view record : host.open("IN")) ...
 //
-// There is one host a process, used from one thread at a time. A process that is forked off has
-// nothing of it: there every call throws UsageError, and what is destroyed there is only forgotten.
+// There may be many hosts in a process, and they know nothing of each other: one on each thread, say.
+// One host, with its files and directories, is used from one thread at a time, which may be another
+// one each time, and calls the functions of its HostOptions in that thread; these may use other
+// hosts. The environment must not be changed in one thread while another is in a call of a host. A
+// host holds two descriptors, and about five for each session; when they run out the call fails.
+// A process that is forked off has nothing of it: there every call throws UsageError, and what is
+// destroyed there is only forgotten.
 // Filerefs have at most eight characters and are told apart without regard to case. Options are
 // written as in an assignment: "USER='u' RECFM=F". Every call may throw Failure, and every error
 // derives from Error.
@@ -80,7 +85,8 @@ struct HostOptions {
   /// Is told about five times a second how far a transfer has come; of a shorter one nothing.
   std::function<void(const Progress&)> progress;
 
-  /// Whether the client may ask on the terminal (for a password, say) if there is one.
+  /// Whether the client may ask on the terminal (for a password, say) if there is one. Clients of
+  /// several hosts that ask at the same time are in each other's way there.
   bool may_ask = true;
   /// Hands out no record of a file before all of it has arrived and was checked, in a temporary
   /// file. Without it the client "direct" hands records out while they come, at most 16 MiB ahead
@@ -105,8 +111,8 @@ struct HostOptions {
 
 class Host {
  public:
-  /// Throws Failure when the module cannot be loaded, UsageError when there is a host already or
-  /// the session's encoding is none, SystemError without a place for temporary files.
+  /// Throws Failure when the module cannot be loaded, UsageError when the session's encoding is
+  /// none, SystemError without a place for temporary files.
   explicit Host(HostOptions options = {});
   /// Ends every session. Files must have been closed or destroyed before.
   ~Host();

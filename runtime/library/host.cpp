@@ -54,7 +54,7 @@ runtime::Runtime make_runtime(const HostOptions& options) {
     return runtime::Runtime(runtime_options(options));
   } catch (const std::system_error& error) {
     throw SystemError(error.code(), error.what());
-  } catch (const std::logic_error& error) {
+  } catch (const std::invalid_argument& error) {
     throw UsageError(error.what());
   }
 }
@@ -185,6 +185,7 @@ Host::Impl::Impl(HostOptions options)
 
 // In a process that was forked off this ends nobody's client, but gives back what is held here.
 Host::Impl::~Impl() {
+  const runtime::Runtime::Entered entered(runtime_);
   while (!assigned_.empty()) {
     Name8 name = assigned_.begin()->first;
     runtime_.begin_entry(text_of(name));
@@ -281,6 +282,7 @@ Name8 Host::Impl::checked_name(std::string_view fileref) const {
 
 Host::Impl::OptionBlock Host::Impl::parse(std::string_view statement, const Name8& name,
                                           const std::vector<std::string>& options, int env) {
+  const runtime::Runtime::Entered entered(runtime_);
   ptr block = nullptr;
   Name8 logical = name;
   const auto amparse = table().amparse.entryp;
@@ -320,6 +322,7 @@ Host::Impl::OptionBlock Host::Impl::parse(std::string_view statement, const Name
 
 void Host::Impl::dispose(ptr block) {
   if (!is_ours()) return;
+  const runtime::Runtime::Entered entered(runtime_);
   // Only a fileref can release an option block: give it to one that stands for nothing.
   Name8 nobody = name8("");
   char nothing[] = "";

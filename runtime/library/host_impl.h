@@ -82,6 +82,7 @@ class Host::Impl {
   // program's functions threw meanwhile. `call` itself puts away what the entry made.
   template <class Call>
   void enter(std::string_view fileref, Call call) {
+    const runtime::Runtime::Entered entered(runtime_);
     begin(fileref);
     check(call());
   }
@@ -102,6 +103,7 @@ class Host::Impl {
   // Runs a record routine, many of which follow each other on the same file. False at the end.
   template <class Call>
   bool enter_record(OpenFile* file, const std::string& fileref, Call call) {
+    const runtime::Runtime::Entered entered(runtime_);
     if (entered_ != file || was_forked()) {
       begin(fileref);
       entered_ = file;

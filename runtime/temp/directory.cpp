@@ -46,6 +46,7 @@ int take_lock_of_dead(const fs::path& directory) {
   if (!directory.filename().native().starts_with(kPrefix) || !is_ours(directory, S_IFDIR)) {
     return -1;
   }
+  rmdir(directory.c_str());  // of one that ended before it had a lock; else it is not empty
   return is_ours(directory / kLockName, S_IFREG) ? take_lock(directory, 0) : -1;
 }
 

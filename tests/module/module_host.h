@@ -171,6 +171,7 @@ class ModuleHost {
   static constexpr int kUntouched = -9;
 
   runtime::Runtime runtime;
+  runtime::Runtime::Entered entered{runtime};
   ScriptedClient client;
   AMMCB* method = nullptr;
   int scanned = kUntouched;  // tokens of the last option parsed

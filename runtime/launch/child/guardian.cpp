@@ -43,7 +43,7 @@ void give_back(std::uintptr_t from, std::uintptr_t to, const std::array<std::uin
 }
 
 // What a sanitizer keeps of memory is in use all the time.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kKeepsMemory = true;
 #else
 constexpr bool kKeepsMemory = false;

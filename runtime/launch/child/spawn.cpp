@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -95,14 +96,26 @@ bool pass_gate(int gate) {
   return n == 1;
 }
 
+// All but the standard streams and these two. Another thread's client would wait for ever for the
+// end of a pipe that is held open here, and this one for that of one held open there.
+void close_others(int one, int other) {
+  unsigned from = 3;
+  for (const int kept : {std::min(one, other), std::max(one, other)}) {
+    if (const auto at = static_cast<unsigned>(kept); at > from) ::close_range(from, at - 1, 0);
+    from = static_cast<unsigned>(kept) + 1;
+  }
+  ::close_range(from, ~0U, 0);
+}
+
 [[noreturn]] void become(const Image& image) {
   if (image.own_session) ::setsid();
   // Should its guardian be killed as well. A host that has gone already opens no gate.
   if (image.ends_with_host) ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (!pass_gate(image.gate)) ::_exit(127);
   const int failure = ::fcntl(image.failure, F_DUPFD_CLOEXEC, 3);
-  if (failure >= 0 && put_on_standard_streams(image.streams)) {
-    ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
+  const int gate = ::fcntl(image.gate, F_DUPFD_CLOEXEC, 3);
+  if (failure >= 0 && gate >= 0 && put_on_standard_streams(image.streams)) {
+    close_others(failure, gate);
+    if (!pass_gate(gate)) ::_exit(127);
     default_signals();
     ::execve(image.path, image.arguments, image.environment);
   }
