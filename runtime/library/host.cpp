@@ -215,7 +215,7 @@ void Host::Impl::prepare_launch(const Name8& name) {
   const auto found = assigned_.find(name);
   const Assignment& of = found == assigned_.end() ? kNone : found->second;
   runtime_.toolkit.launch.extra_arguments = of.client_arguments;
-  runtime_.toolkit.launch.expected = of.names;
+  runtime_.toolkit.launch.expected = of.file.empty() ? of.names : std::vector{of.file};
 }
 
 void Host::Impl::check(rctype rc) {

@@ -131,6 +131,11 @@ void Connection::forget(const Asker& asker) {
   std::erase(hungry_, &asker);
 }
 
+bool Connection::is_awaited() const {
+  return std::any_of(pending_.begin(), pending_.end(),
+                     [](const auto& request) { return request.second.asker != nullptr; });
+}
+
 void Connection::call_for_more(Asker& asker, bool wanted) {
   std::erase(hungry_, &asker);
   if (wanted) hungry_.push_back(&asker);

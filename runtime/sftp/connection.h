@@ -110,6 +110,8 @@ class Connection {
   const Server& server() const { return server_; }
   const Settings& settings() const { return settings_; }
   std::size_t under_way() const { return pending_.size(); }
+  // Whether anybody waits for a reply that is under way.
+  bool is_awaited() const;
   // Of everything that arrived: a sign of life.
   std::uint64_t received() const { return received_; }
 

@@ -207,8 +207,19 @@ void Child::end(milliseconds patience, milliseconds grace) {
   if (forgotten() || ending_) return;
   stop_writing();
   if (ends_by(Clock::now() + patience)) return;
-  interrupted_ = {};
   signal(SIGTERM);
+  end_within(grace);
+}
+
+void Child::dismiss(milliseconds grace) {
+  if (forgotten() || ending_) return;
+  stop_writing();
+  ::kill(pid_, SIGTERM);
+  end_within(grace);
+}
+
+void Child::end_within(milliseconds grace) {
+  interrupted_ = {};
   if (ends_by(Clock::now() + grace)) return;
   signal(SIGKILL);
   reap(0);

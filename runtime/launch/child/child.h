@@ -77,6 +77,9 @@ class Child {
   // still writes, or until an interruption; then TERM and the same wait for `grace`; then KILL.
   // Reaped when this returns.
   void end(std::chrono::milliseconds patience, std::chrono::milliseconds grace);
+  // The same for a program that ends in good order at TERM, together with what it started, and has
+  // nothing to do any more: that is what it gets at once, and KILL after `grace`.
+  void dismiss(std::chrono::milliseconds grace);
 
   // This is the process that started it.
   bool is_ours() const;
@@ -103,6 +106,7 @@ class Child {
   void read_up_to(int reads, Fd* stream, std::string* text);
   void read_the_rest(std::string* out, std::string* err);
   bool ends_by(Clock::time_point deadline);
+  void end_within(std::chrono::milliseconds grace);
   bool reap(int wait_flags);
   bool forgotten();
 

@@ -3,20 +3,16 @@
 #include <linux/tcp.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
-#include <string>
+#include <string_view>
 
 #include "runtime/launch/child/process_tree.h"
+#include "runtime/launch/child/sockets.h"
 
 namespace fileref::runtime {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr int kLooks = 12;  // within the limit
 constexpr std::chrono::milliseconds kShortestInterval{10};
@@ -35,26 +31,17 @@ std::optional<std::uint64_t> bytes_moved(pid_t process) {
   return sum;
 }
 
-// Bytes that came in through a socket of another process, and that its peer has acknowledged.
-std::uint64_t bytes_through(int process, int descriptor) {
-  const Fd socket(static_cast<int>(::syscall(SYS_pidfd_getfd, process, descriptor, 0)));
+// Bytes that came in through a socket, and that its peer has acknowledged.
+std::uint64_t bytes_through(const Fd& socket) {
   tcp_info info{};
   socklen_t length = sizeof info;
-  if (!socket || ::getsockopt(socket.get(), IPPROTO_TCP, TCP_INFO, &info, &length) != 0) return 0;
+  if (::getsockopt(socket.get(), IPPROTO_TCP, TCP_INFO, &info, &length) != 0) return 0;
   return info.tcpi_bytes_received + info.tcpi_bytes_acked;
 }
 
 std::uint64_t bytes_through_sockets(pid_t process) {
-  const Fd handle(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-  std::error_code gone;
   std::uint64_t sum = 0;
-  fs::directory_iterator descriptors(path_about(process, "fd").data(), gone), none;
-  for (; handle && !gone && descriptors != none; descriptors.increment(gone)) {
-    std::error_code ignored;
-    if (fs::is_socket(descriptors->path(), ignored)) {
-      sum += bytes_through(handle.get(), std::atoi(descriptors->path().filename().c_str()));
-    }
-  }
+  for_each_socket(process, [&sum](const Fd& socket) { sum += bytes_through(socket); });
   return sum;
 }
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/launch/child/sockets.h"
 #include "runtime/launch/direct/directories.h"
 #include "runtime/launch/direct/plan.h"
-#include "runtime/launch/direct/ssh_command.h"
 
 namespace fileref::runtime::direct {
 namespace {
@@ -31,14 +31,14 @@ std::unique_ptr<Client> launch(LaunchRequest request, const std::vector<std::str
   std::unique_ptr<Child> child =
       Child::start(command->words, !request.may_ask, why, request.interrupted);
   if (!child) return nullptr;
-  return std::make_unique<DirectClient>(std::move(request), std::move(command->words),
-                                        std::move(child), command->settings);
+  return std::make_unique<DirectClient>(std::move(request), *std::move(command), std::move(child));
 }
 
-DirectClient::DirectClient(LaunchRequest request, std::vector<std::string> words,
-                           std::unique_ptr<Child> child, sftp::Settings settings)
-    : RecoveringClient(std::move(request), std::move(words), std::move(child)),
-      settings_(settings),
+DirectClient::DirectClient(LaunchRequest request, ServerCommand command,
+                           std::unique_ptr<Child> child)
+    : RecoveringClient(std::move(request), std::move(command.words), std::move(child)),
+      settings_(command.settings),
+      runs_ssh_(command.runs_ssh),
       session_{.hand_out = {},
                .keep_unsent = launch_request().keep_unsent,
                .verify_uploads = launch_request().verify_uploads,
@@ -60,7 +60,16 @@ DirectClient::DirectClient(LaunchRequest request, std::vector<std::string> words
 
 DirectClient::~DirectClient() {
   feeds_->cut_off();
+  ahead_.drop();
+  if (runs_ssh_ && has_nothing_to_do()) child().dismiss(limits().close_grace);
   end_session();
+}
+
+// Then the server's own end of the session is not worth a round trip, unless our ssh is what other
+// sessions go through (ControlMaster).
+bool DirectClient::has_nothing_to_do() {
+  return is_ready_ && !busy() && connection_ && !connection_->is_awaited() && child().is_ours() &&
+         !may_serve_others(child().pid());
 }
 
 TKStatus DirectClient::refill_feed(std::unique_ptr<Operation> refill) {

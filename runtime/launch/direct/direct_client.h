@@ -13,6 +13,7 @@
 #include "runtime/launch/direct/fetch_ahead.h"
 #include "runtime/launch/direct/operation.h"
 #include "runtime/launch/direct/session.h"
+#include "runtime/launch/direct/ssh_command.h"
 #include "runtime/launch/recovering_client.h"
 
 namespace fileref::runtime::direct {
@@ -27,9 +28,8 @@ std::unique_ptr<Client> launch(LaunchRequest request, const std::vector<std::str
 
 class DirectClient : public RecoveringClient<Operation> {
  public:
-  // `words` were run as `child`: ssh, or a server program.
-  DirectClient(LaunchRequest request, std::vector<std::string> words, std::unique_ptr<Child> child,
-               sftp::Settings settings);
+  // `command` was run as `child`.
+  DirectClient(LaunchRequest request, ServerCommand command, std::unique_ptr<Child> child);
   ~DirectClient() override;
 
  private:
@@ -48,8 +48,10 @@ class DirectClient : public RecoveringClient<Operation> {
   TKStatus refill_feed(std::unique_ptr<Operation> refill);
   void close_feed(const Transfer& transfer, std::uint64_t bytes);
   void report(bool ended);
+  bool has_nothing_to_do();
 
   const sftp::Settings settings_;
+  const bool runs_ssh_;
   Session session_;
   std::unique_ptr<sftp::Connection> connection_;
   std::string arrived_;  // just now; kept for its memory

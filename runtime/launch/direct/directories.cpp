@@ -42,6 +42,7 @@ void ChangeDirectory::begin(sftp::Connection& connection) {
   asker_ = std::make_unique<sftp::Asker>(connection);
   awaited_ = 0;
   was_asked_ = false;
+  expected_size_.reset();
   const DirectoryListing::Entry* entry = session_->find(name_);
   const bool is_known = name_.empty() || (entry && entry->type != DirectoryListing::kUnknownType);
   if (!is_known) return ask();
@@ -75,6 +76,18 @@ void ChangeDirectory::ask() {
   sftp::ask_attributes(*asker_, path, [this](const Status& status, const Attributes& attributes) {
     take_kind(status, attributes);
   });
+  if (session_->expected.size() == 1) ask_about_expected(path);
+}
+
+// Should it be no file, or not be there, it is asked about again in its turn.
+void ChangeDirectory::ask_about_expected(const std::string& path) {
+  ++awaited_;
+  sftp::ask_attributes(*asker_, path_in(path, session_->expected.front()),
+                       [this](const Status& status, const Attributes& attributes) {
+                         --awaited_;
+                         const bool is_file = status.is_ok() && attributes.kind() == Kind::kFile;
+                         if (is_file) expected_size_ = attributes.size.value_or(0);
+                       });
 }
 
 void ChangeDirectory::take_kind(const Status& status, const Attributes& attributes) {
@@ -124,6 +137,9 @@ Answer ChangeDirectory::refuse(std::string explanation) {
 Answer ChangeDirectory::enter(std::string directory) {
   session_->footing.entered(true);
   session_->left = std::exchange(session_->directory, std::move(directory));
+  if (expected_size_) {
+    session_->seen = {session_->path_of(session_->expected.front()), *expected_size_};
+  }
   return done();
 }
 

@@ -1,6 +1,7 @@
 // The start of a direct session, and the commands that enter, leave and make directories.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,6 +39,7 @@ class ChangeDirectory : public Operation {
  private:
   void ask_about_links();
   void ask();
+  void ask_about_expected(const std::string& path);
   void take_kind(const sftp::Status& status, const sftp::Attributes& attributes);
   void probe();
   Answer judge();
@@ -53,6 +55,7 @@ class ChangeDirectory : public Operation {
   sftp::Status status_, real_path_status_;
   std::string real_path_;
   sftp::Kind kind_ = sftp::Kind::kUnknown;
+  std::optional<std::uint64_t> expected_size_;  // of the file that is expected in it
 };
 
 // Goes back to the directory that the last change of directory left.

@@ -32,14 +32,13 @@ void Get::begin(sftp::Connection& connection) {
 
 // What is known of a file is not asked.
 void Get::find(sftp::Connection& connection) {
-  const DirectoryListing::Entry* entry = session_->find(command_.remote);
+  const std::optional<std::uint64_t> size = session_->take_file_size(command_.remote);
   fetch_ = ahead_->take(command_.remote);
   const bool is_new = !fetch_;
   if (is_new) fetch_ = std::make_unique<Fetch>(session_->path_of(command_.remote));
   hands_out() ? fetch_->allow_up_to(kMostWaiting) : put_into_file();
   if (!is_new) return;
-  const bool is_file = entry != nullptr && entry->type == '-';
-  is_file ? fetch_->open(connection, entry->size) : fetch_->look(connection);
+  size ? fetch_->open(connection, *size) : fetch_->look(connection);
 }
 
 // What came already, and what comes.

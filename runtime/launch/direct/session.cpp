@@ -1,6 +1,7 @@
 #include "runtime/launch/direct/session.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "runtime/launch/answers.h"
 #include "runtime/launch/glob.h"
@@ -19,13 +20,24 @@ std::optional<std::string> next_of(const Names& names, std::size_t at, Selects s
 }  // namespace
 
 std::string Session::path_of(std::string_view name) const {
-  if (name.starts_with('/') || directory.empty()) return std::string(name);
   if (name.empty()) return directory;
-  return directory + (directory.ends_with('/') ? "" : "/") + std::string(name);
+  return directory.empty() ? std::string(name) : path_in(directory, name);
+}
+
+std::string path_in(std::string_view directory, std::string_view name) {
+  if (name.starts_with('/')) return std::string(name);
+  return std::string(directory) + (directory.ends_with('/') ? "" : "/") + std::string(name);
 }
 
 const DirectoryListing::Entry* Session::find(std::string_view name) const {
   return listed && listed_directory == directory ? listed->find(name) : nullptr;
+}
+
+std::optional<std::uint64_t> Session::take_file_size(std::string_view name) {
+  const std::optional<File> file = std::exchange(seen, std::nullopt);
+  if (file && file->path == path_of(name)) return file->size;
+  const DirectoryListing::Entry* entry = find(name);
+  return entry != nullptr && entry->type == '-' ? std::optional(entry->size) : std::nullopt;
 }
 
 std::optional<std::string> Session::expected_behind(std::string_view name) const {

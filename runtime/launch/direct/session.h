@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -40,13 +41,24 @@ struct Session {
   std::string listed_directory = {};              // of which,
   std::string listed_pattern = {};                // and what was selected from it; empty: nothing
 
+  // The one file that is expected, as it was when its directory was entered.
+  struct File {
+    std::string path = {};
+    std::uint64_t size = 0;  // in bytes
+  };
+  std::optional<File> seen = {};
+
   // How the server is asked for a name.
   std::string path_of(std::string_view name) const;
   // What the last listing says of a name in the current directory; null when it does not.
   const DirectoryListing::Entry* find(std::string_view name) const;
+  // The size of what is known to be a file; what was seen of it on entering counts once, and at once.
+  std::optional<std::uint64_t> take_file_size(std::string_view name);
   // The name that is likely to be fetched behind `name`; nothing is expected behind most.
   std::optional<std::string> expected_behind(std::string_view name) const;
 };
+
+std::string path_in(std::string_view directory, std::string_view name);
 
 // As in the long form of a listing: '-', 'd', 'l', 'p' for all else, or that it is not known.
 char type_letter(sftp::Kind kind);

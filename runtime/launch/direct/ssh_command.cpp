@@ -57,8 +57,9 @@ std::string ssh_beside(const std::string& sftp) {
 class Translator {
  public:
   explicit Translator(const std::vector<std::string>& words)
-      : words_(words), program_(ssh_beside(words.front())) {
-    if (program_.empty()) program_ = "ssh";
+      : words_(words), ssh_(ssh_beside(words.front())) {
+    if (ssh_.empty()) ssh_ = "ssh";
+    program_ = ssh_;
   }
 
   std::optional<ServerCommand> translate(std::string* why) {
@@ -74,7 +75,7 @@ class Translator {
       settings.most_ahead = std::min<std::uint64_t>(
           settings.most_ahead, std::uint64_t{requests_} * settings.longest_block);
     }
-    return ServerCommand{*std::move(words), settings};
+    return ServerCommand{*std::move(words), settings, server_.empty() && program_ == ssh_};
   }
 
  private:
@@ -177,7 +178,7 @@ class Translator {
 
   const std::vector<std::string>& words_;
   std::size_t at_ = 1;
-  std::string program_, server_, subsystem_ = "sftp";
+  std::string ssh_, program_, server_, subsystem_ = "sftp";
   std::vector<std::string> options_;
   bool forwards_agent_ = false;
   std::uint32_t block_ = 0, requests_ = 0;

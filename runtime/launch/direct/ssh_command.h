@@ -13,6 +13,7 @@ namespace fileref::runtime::direct {
 struct ServerCommand {
   std::vector<std::string> words;
   sftp::Settings settings;  // as far as -B, -R and -X ask for them
+  bool runs_ssh;            // the system's own, which ends in good order at TERM
 };
 
 // What `sftp`, run with the words given (the program first), would run itself. Returns nothing, and
