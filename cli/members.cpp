@@ -66,7 +66,7 @@ void print_table(const std::vector<Member>& members, const Request& request) {
     rows.push_back(columns_of(member, request));
     std::vector<std::string>& row = rows.back();
     for (std::size_t i = 0; aligned && i < row.size(); ++i) {
-      row[i] = fileref::printable(row[i]);
+      row[i] = fileref::printable_name(row[i]);
       widths[i] = std::max(widths[i], columns(row[i]));
     }
   }

@@ -17,7 +17,7 @@ class RecordOutput {
   explicit RecordOutput(std::string_view terminator);
 
   void add(std::string_view record) {
-    if (terminal_) record = shown_ = fileref::printable(record);
+    if (terminal_) record = shown_ = fileref::printable_name(record);
     text_.append(record).append(terminator_);
     if (text_.size() >= kEnough) flush();
   }

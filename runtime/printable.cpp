@@ -30,25 +30,33 @@ bool is_shown(char32_t character) {
   });
 }
 
-}  // namespace
-
-std::string printable(std::string_view text) {
+// `hide` appends what stands for bytes that are not shown.
+template <class Hide>
+std::string with_hidden(std::string_view text, Hide hide) {
   std::string shown;
   shown.reserve(text.size());
   while (!text.empty()) {
     char32_t character = 0;
     const std::size_t length = decode_utf8(text.data(), text.size(), character);
     const std::string_view bytes = text.substr(0, std::max<std::size_t>(length, 1));
-    if (length > 0 && is_shown(character)) {
-      shown += bytes;
-    } else {
-      for (const char c : bytes) {
-        fmt::format_to(std::back_inserter(shown), "\\x{:02x}", static_cast<unsigned char>(c));
-      }
-    }
+    length > 0 && is_shown(character) ? void(shown += bytes) : hide(&shown, bytes);
     text.remove_prefix(bytes.size());
   }
   return shown;
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+  return with_hidden(text, [](std::string* shown, std::string_view bytes) {
+    for (const char c : bytes) {
+      fmt::format_to(std::back_inserter(*shown), "\\x{:02x}", static_cast<unsigned char>(c));
+    }
+  });
+}
+
+std::string printable_name(std::string_view name) {
+  return with_hidden(name, [](std::string* shown, std::string_view) { *shown += '?'; });
 }
 
 }  // namespace fileref::runtime
