@@ -131,8 +131,9 @@ std::unique_ptr<Client> Client::start(LaunchRequest request, std::string* why) {
     *why = "only the client \"direct\" can replace a file as a whole (--atomic)";
     return nullptr;
   }
-  if (request.adapter == "direct") return direct::launch(std::move(request), *words, why);
-  std::unique_ptr<Child> child = Child::start(*words, !request.may_ask, why, request.interrupted);
+  if (request.adapter == "direct")
+    return direct::DirectClient::launch(std::move(request), *words, why);
+  std::unique_ptr<Child> child = run(request, *words, why);
   if (!child) return nullptr;
   const bool batch = dialect && has_word(*words, "-b");
   if (!dialect || batch) {
@@ -141,6 +142,14 @@ std::unique_ptr<Client> Client::start(LaunchRequest request, std::string* why) {
   Adapter adapter(std::move(dialect), Session{request.keep_unsent, request.verify_uploads});
   return std::make_unique<FramedClient>(std::move(request), *words, std::move(child),
                                         std::move(adapter));
+}
+
+std::unique_ptr<Child> Client::run(const LaunchRequest& request,
+                                   const std::vector<std::string>& words, std::string* why) {
+  const Terminal shared =
+      request.atomic_uploads ? Terminal::kSharedButNotInterrupted : Terminal::kShared;
+  if (request.journal) request.journal(request.blot("[runs " + joined_words(words) + "]"));
+  return Child::start(words, request.may_ask ? shared : Terminal::kNone, why, request.interrupted);
 }
 
 Client::Client(LaunchRequest request, std::vector<std::string> words, std::unique_ptr<Child> child)
@@ -152,7 +161,7 @@ Client::~Client() {
 }
 
 bool Client::restart(std::string* why) {
-  std::unique_ptr<Child> child = Child::start(words_, !request_.may_ask, why, request_.interrupted);
+  std::unique_ptr<Child> child = run(request_, words_, why);
   if (!child) return false;
   child_ = std::move(child);
   return true;

@@ -137,6 +137,10 @@ class Client {
   // `words` is what runs as `child`.
   Client(LaunchRequest request, std::vector<std::string> words, std::unique_ptr<Child> child);
 
+  // Runs the words for a request. Null, and why, when they cannot be run.
+  static std::unique_ptr<Child> run(const LaunchRequest& request,
+                                    const std::vector<std::string>& words, std::string* why);
+
   // Runs the same words anew, once the child has ended. False, and why, when that fails.
   bool restart(std::string* why);
 

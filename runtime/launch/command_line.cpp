@@ -102,7 +102,22 @@ bool is_own_input(std::string_view file) {
                                     [&](std::string_view path) { return file.starts_with(path); });
 }
 
+std::string in_quotes(const std::string& word) {
+  std::string quoted = "'";
+  for (const char c : word) quoted += c == '\'' ? "'\\''" : std::string(1, c);
+  return quoted + '\'';
+}
+
 }  // namespace
+
+std::string joined_words(const std::vector<std::string>& words) {
+  std::string line;
+  for (const std::string& word : words) {
+    const bool is_plain = !word.empty() && word.find_first_of(" \t\n'\"\\") == word.npos;
+    line += (line.empty() ? "" : " ") + (is_plain ? word : in_quotes(word));
+  }
+  return line;
+}
 
 std::string why_unfit(std::string_view keyword, std::string_view value) {
   const auto* rule = std::find_if(std::begin(kRules), std::end(kRules),

@@ -14,6 +14,9 @@ namespace fileref::runtime {
 // ends the line or the line holds a NUL.
 std::optional<std::vector<std::string>> split_words(std::string_view line, std::string* why);
 
+// The line that these words come of.
+std::string joined_words(const std::vector<std::string>& words);
+
 // Why the value of an option HOST, HOSTNAME, USER, PATH or BATCHFILE cannot stand on the command
 // line as that one thing: as another word, an option, a remote path, or a command of the shells
 // that clients start for a proxy. Empty when it can, and for every other keyword.

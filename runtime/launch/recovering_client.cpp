@@ -126,15 +126,18 @@ void RecoveringClient<Operation>::finish(const Answer& answer) {
   failure_ = answer.status;
   if (answer.ends_client) child().end(Milliseconds{0}, limits().close_grace);
   if (succeeded) forget_failure();
+  if (!succeeded && !answer.explanation.empty()) note("[" + answer.explanation + "]");
   explain(answer.explanation);
 }
 
 template <class Operation>
 void RecoveringClient<Operation>::lose(TKStatus status, std::string reason) {
+  const bool repeats = may_repeat(status);
+  if (!repeats) withdraw();
   give_up();
   if (child().talking()) child().end(Milliseconds{0}, limits().close_grace);
   if (reason.empty()) reason = how_it_ended();
-  if (may_repeat(status)) return plan_repetition(reason);
+  if (repeats) return plan_repetition(reason);
   if (resume_) reason = "the session was lost and is not up again: " + reason;
   if (repetitions_ > 0) reason += "; it was tried " + std::to_string(1 + repetitions_) + " times";
   resume_.reset();

@@ -36,6 +36,9 @@ class RecoveringClient : public Client {
   // Goes on with it as far as that is possible by `deadline`. Both call `ended` or `lose` once it
   // cannot go on.
   virtual void go_on(Clock::time_point deadline) = 0;
+  // The operation is given up, and not repeated: takes back on the server what can be taken back
+  // within the close grace.
+  virtual void withdraw() {}
   // The client has ended, or is about to be: takes its last words, and drops what is under way.
   virtual void give_up() = 0;
 

@@ -78,6 +78,10 @@ void ask_status(Asker& asker, Type type, std::string_view subject, StatusTaker t
   asker.connection().ask(type, &asker, status_taker(std::move(taker))).text(subject);
 }
 
+bool is_gone(const Status& status) {
+  return status.is_ok() || status.code == kNoSuchFile;
+}
+
 void make_directory(Asker& asker, std::string_view path, StatusTaker taker) {
   Writer request =
       asker.connection().ask(Type::kMakeDirectory, &asker, status_taker(std::move(taker)));

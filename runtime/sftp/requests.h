@@ -37,6 +37,8 @@ void open_directory(Asker& asker, std::string_view path, TextTaker taker);
 
 // One that is answered by a status alone, about a path or a handle.
 void ask_status(Asker& asker, Type type, std::string_view subject, StatusTaker taker);
+// Of a file that was to be removed.
+bool is_gone(const Status& status);
 void make_directory(Asker& asker, std::string_view path, StatusTaker taker);
 void set_mode(Asker& asker, std::string_view handle, std::uint32_t mode, StatusTaker taker);
 // Takes the place of a file that is there, where the server can do that.

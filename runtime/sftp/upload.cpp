@@ -132,7 +132,10 @@ void Upload::fail(std::string reason) {
   if (!handle_.empty()) close_unwatched(connection(), std::exchange(handle_, {}));
   if (!is_by_way() || !has_begun) return end();
   state_ = State::kRemoving;
-  ask_status(*this, Type::kRemove, options_.by_way_of, [this](const Status&) { end(); });
+  ask_status(*this, Type::kRemove, options_.by_way_of, [this](const Status& status) {
+    leaves_part_ = !is_gone(status);
+    end();
+  });
 }
 
 void Upload::end() {

@@ -44,6 +44,8 @@ class Upload : public Asker {
   const std::string& written_path() const { return is_by_way() ? options_.by_way_of : path_; }
   // Once it has ended; empty when the file is there, whole.
   const std::string& failure() const { return failure_; }
+  // Whether what was begun under another name may still be there.
+  bool leaves_part() const { return leaves_part_; }
   // Whether the file may hold part of the data: a replaced one is never changed but as a whole.
   bool has_touched() const { return touched_; }
   // Bytes whose arrival the server has confirmed.
@@ -73,6 +75,7 @@ class Upload : public Asker {
   std::size_t awaited_ = 0;  // replies to what is asked once everything is written
   bool source_ended_ = false;
   bool touched_ = false;
+  bool leaves_part_ = false;
   std::string failure_;
 };
 

@@ -11,7 +11,7 @@ namespace {
 class ChildTest : public ClientTest {
  protected:
   std::unique_ptr<Child> shell(const std::string& script) {
-    auto child = Child::start({"sh", "-c", script}, true, &why_);
+    auto child = Child::start({"sh", "-c", script}, Terminal::kNone, &why_);
     EXPECT_TRUE(child) << why_;
     return child;
   }

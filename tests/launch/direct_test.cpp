@@ -176,6 +176,34 @@ TEST_P(Direct, AnAtomicUploadIsRepeatedWithoutTraces) {
   EXPECT_EQ(std::distance(support::fs::directory_iterator(remote_), {}), 1);
 }
 
+// Interrupted behind every request, and told of where that could not be helped.
+TEST_P(Direct, AnInterruptedAtomicUploadLeavesNothing) {
+  atomic_ = true;
+  write_file(local_, contents_);
+  bool interrupted = false;
+  interrupts_ = [&interrupted] { return interrupted; };
+  for (int last = 1, requests = last; requests >= last; ++last) {
+    SCOPED_TRACE(last);
+    write_file(remote_ / "file", "old");
+    interrupted = false;
+    connect(kFaultyServer + " delay 5");
+    journal_.clear();
+    requests = 0;
+    heed_ = [&](std::string_view line) {
+      const bool asks = line.starts_with("> ") && line.find(" put ") == line.npos;
+      interrupted = interrupted || (asks && ++requests == last);
+    };
+    const std::string outcome = put("file");
+    EXPECT_EQ(outcome, interrupted ? "failed" : kPrompt) << told();
+    heed_ = {};
+    client_.reset();
+    const std::string now = read_file(remote_ / "file");
+    EXPECT_TRUE(now == "old" || (now == contents_ && said("posix-rename") > 0));
+    EXPECT_EQ(std::distance(support::fs::directory_iterator(remote_), {}), 1) << journal_;
+    EXPECT_EQ(said("may be left"), 0) << journal_;
+  }
+}
+
 TEST_P(Direct, ALostDownloadGoesOnWhereItStopped) {
   enum class Change { kNone, kSize, kTime, kOpened };
   for (const Change change : {Change::kNone, Change::kSize, Change::kTime, Change::kOpened}) {
@@ -230,6 +258,69 @@ TEST_P(Direct, AFileThatIsFetchedAheadHasItsOrdinaryOutcome) {
       EXPECT_TRUE(tells("no such file")) << told();
     }
     EXPECT_EQ(said("9.txt\""), 0);
+  }
+}
+
+// That it is a file need not be asked again, and counts for that moment only.
+TEST_P(Direct, AnExpectedFileIsSeenWhenItsDirectoryIsEntered) {
+  write_file(remote_ / "file", "data");
+  ASSERT_EQ(mkfifo((remote_ / "fifo").c_str(), 0666), 0);
+  struct Row {
+    const char* name;
+    std::string answer, again;
+    int looks;
+  };
+  const Row rows[] = {{"file", kPrompt, kPrompt, 2},
+                      {"fifo", kRefused, kRefused, 3},
+                      {"missing", kRefused, kRefused, 3}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    expected_ = {row.name};
+    journal_.clear();
+    connect(kServer);
+    EXPECT_EQ(get(row.name), row.answer);
+    EXPECT_EQ(get(row.name), row.again);
+    EXPECT_EQ(said(" STAT \"" + (remote_ / row.name).string() + '"'), row.looks);
+  }
+  EXPECT_EQ(read_file(local_), "data");
+}
+
+// Without a round trip for it, but for a server program of this machine, and where other sessions
+// go through ours.
+TEST_P(Direct, AnIdleSessionEndsAtOnce) {
+  const std::vector<std::string> kNothing{"true"};
+  const std::string socket = directory_ / "control", shares = "-o ControlMaster=auto ";
+  struct Row {
+    std::string options;
+    bool waits, stays;
+  };
+  const Row rows[] = {{"", is_without_ssh(), false},
+                      {shares, true, false},
+                      {shares + "-o ControlPersist=9", false, true}};
+  limits_.close_grace = milliseconds(20'000);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.options);
+    support::fs::remove(directory_ / "ended");
+    std::string line = client_for("sh -c '" + kServer + "; sleep 3; touch " +
+                                  (directory_ / "ended").string() + "'");
+    line.insert(5, "-o ControlPath=" + socket + ' ' + row.options + ' ');
+    ASSERT_TRUE(launch(line, adapter())) << why_;
+    ASSERT_EQ(answer(), kPrompt) << client_->words();
+    ASSERT_EQ(ask("cd \"" + remote_.string() + "\""), kPrompt);
+    const std::vector<std::string> ssh{"ssh", "-F", "none", "-S", socket};
+    const auto with = [&ssh](std::vector<std::string> words) {
+      words.insert(words.begin(), ssh.begin(), ssh.end());
+      return words;
+    };
+    const bool is_shared = row.waits && !is_without_ssh();
+    support::Program other(
+        is_shared ? with({"127.0.0.1", "echo on; sleep 1; echo done"}) : kNothing, "", {});
+    EXPECT_TRUE(!is_shared || support::eventually([&] { return other.has_said("on\n"); }));
+    client_.reset();
+    EXPECT_EQ(exists(directory_ / "ended"), row.waits);
+    EXPECT_EQ(other.wait().out, is_shared ? "on\ndone\n" : "");
+    EXPECT_EQ(support::run(with({"-O", "exit", "127.0.0.1"})).status == 0, row.stays);
+    if (is_without_ssh()) break;
   }
 }
 

@@ -54,6 +54,7 @@ class ClientTest : public testing::Test {
     request.trace = trace_;
     request.retries = retries_;
     request.may_ask = may_ask_;
+    if (interrupts_) request.interrupted = interrupts_;
     request.journal = [this](std::string_view line) {
       journal_ += std::string(line) + "\n";
       if (heed_) heed_(line);
@@ -103,6 +104,7 @@ class ClientTest : public testing::Test {
   int retries_ = 0;
   std::unique_ptr<Client> client_;
   std::string why_, journal_, kept_;
+  std::function<bool()> interrupts_;
   std::function<void(std::string_view)> heed_;  // every line of the journal
   struct Told {
     Transfer transfer;

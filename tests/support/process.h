@@ -84,6 +84,7 @@ class Program {
   }
 
   pid_t pid() const { return pid_; }
+  bool has_said(const std::string& text) const { return read_file(directory_ / "out") == text; }
 
   Outcome wait() {
     int status = 0;

@@ -10,8 +10,6 @@
 #include <cstring>
 #include <limits>
 
-#include "runtime/launch/child/spawn.h"
-
 namespace fileref::runtime {
 namespace {
 
@@ -74,12 +72,12 @@ std::string describe(const Ending& ending) {
   return "signal " + std::to_string(ending.value) + (name ? std::string(": ") + name : "");
 }
 
-std::unique_ptr<Child> Child::start(const std::vector<std::string>& words, bool own_session,
+std::unique_ptr<Child> Child::start(const std::vector<std::string>& words, Terminal terminal,
                                     std::string* why, std::function<bool()> interrupted) {
-  std::optional<Spawned> spawned = spawn(words, own_session, why);
+  std::optional<Spawned> spawned = spawn(words, terminal, why);
   if (!spawned) return nullptr;
   return std::unique_ptr<Child>(
-      new Child(*std::move(spawned), own_session, std::move(interrupted)));
+      new Child(*std::move(spawned), terminal == Terminal::kNone, std::move(interrupted)));
 }
 
 Child::Child(Spawned spawned, bool own_group, std::function<bool()> interrupted)
@@ -219,7 +217,7 @@ void Child::dismiss(milliseconds grace) {
 }
 
 void Child::end_within(milliseconds grace) {
-  interrupted_ = {};
+  ignore_interruption();
   if (ends_by(Clock::now() + grace)) return;
   signal(SIGKILL);
   reap(0);

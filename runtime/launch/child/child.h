@@ -14,11 +14,9 @@
 #include <vector>
 
 #include "runtime/launch/child/fd.h"
-#include "runtime/launch/child/guardian.h"
+#include "runtime/launch/child/spawn.h"
 
 namespace fileref::runtime {
-
-struct Spawned;
 
 using Clock = std::chrono::steady_clock;
 
@@ -41,12 +39,10 @@ std::string describe(const Ending& ending);
 // A process that was forked from that one has nothing to do with the child: there it has ended.
 class Child {
  public:
-  // Runs `words`; the first names the program, looked up in PATH when it holds no "/". With
-  // `own_session` the child has no controlling terminal and leads a process group of its own.
-  // Returns null and says why when the program cannot be run. While `interrupted` holds nothing is
-  // waited for but the end after TERM; it is asked at least every 100 ms of a wait, and behind each
-  // signal.
-  static std::unique_ptr<Child> start(const std::vector<std::string>& words, bool own_session,
+  // Runs `words`; the first names the program, looked up in PATH when it holds no "/". Returns null
+  // and says why when the program cannot be run. While `interrupted` holds nothing is waited for
+  // but the end after TERM; it is asked at least every 100 ms of a wait, and behind each signal.
+  static std::unique_ptr<Child> start(const std::vector<std::string>& words, Terminal terminal,
                                       std::string* why, std::function<bool()> interrupted = {});
 
   // Kills and reaps what still runs.
@@ -80,6 +76,9 @@ class Child {
   // The same for a program that ends in good order at TERM, together with what it started, and has
   // nothing to do any more: that is what it gets at once, and KILL after `grace`.
   void dismiss(std::chrono::milliseconds grace);
+
+  // From now on it is waited for as if nothing interrupted.
+  void ignore_interruption() { interrupted_ = {}; }
 
   // This is the process that started it.
   bool is_ours() const;

@@ -64,7 +64,7 @@ struct Image {
   std::array<int, 3> streams;
   int failure;  // tells the parent the errno of a failed exec
   int gate;     // the exec waits for a byte from here, and is off when it ends
-  bool own_session;
+  Terminal terminal;
   bool ends_with_host;
 };
 
@@ -76,12 +76,13 @@ bool host_ends_with_thread() {
 
 // A client whose file grows too large for the limit on files gets an error that it can report,
 // instead of a death of which it says nothing.
-void default_signals() {
+void default_signals(Terminal terminal) {
   struct sigaction action {};
   action.sa_handler = SIG_DFL;
   for (int number = 1; number < NSIG; ++number) sigaction(number, &action, nullptr);
   action.sa_handler = SIG_IGN;
   sigaction(SIGXFSZ, &action, nullptr);
+  if (terminal == Terminal::kSharedButNotInterrupted) sigaction(SIGINT, &action, nullptr);
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -108,7 +109,7 @@ void close_others(int one, int other) {
 }
 
 [[noreturn]] void become(const Image& image) {
-  if (image.own_session) ::setsid();
+  if (image.terminal == Terminal::kNone) ::setsid();
   // Should its guardian be killed as well. A host that has gone already opens no gate.
   if (image.ends_with_host) ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   const int failure = ::fcntl(image.failure, F_DUPFD_CLOEXEC, 3);
@@ -116,7 +117,7 @@ void close_others(int one, int other) {
   if (failure >= 0 && gate >= 0 && put_on_standard_streams(image.streams)) {
     close_others(failure, gate);
     if (!pass_gate(gate)) ::_exit(127);
-    default_signals();
+    default_signals(image.terminal);
     ::execve(image.path, image.arguments, image.environment);
   }
   const int error = errno;
@@ -186,7 +187,7 @@ std::string find_program(const std::string& program) {
   }
 }
 
-std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_session,
+std::optional<Spawned> spawn(const std::vector<std::string>& words, Terminal terminal,
                              std::string* why) {
   const std::string path = find_program(words.front());
   if (path.empty()) {
@@ -214,7 +215,7 @@ std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_ses
             {in.read.get(), out.write.get(), err.write.get()},
             failure.write.get(),
             gate.read.get(),
-            own_session,
+            terminal,
             ends_with_host});
   }
   if (pid < 0) {
@@ -222,7 +223,7 @@ std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_ses
     return std::nullopt;
   }
   // It runs nothing before somebody watches over it.
-  Guardian guardian(pid, own_session);
+  Guardian guardian(pid, terminal == Terminal::kNone);
   int error = errno;
   if (guardian) error = open_gate(gate, &failure);
   gate.write.reset();

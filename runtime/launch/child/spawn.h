@@ -13,6 +13,14 @@
 
 namespace fileref::runtime {
 
+// What a program has to do with the terminal of its host.
+enum class Terminal {
+  kNone,    // it has a session of its own and leads a process group
+  kShared,  // it may ask its user there
+  // The same, but the interrupt key does nothing to it: the host ends it in order.
+  kSharedButNotInterrupted,
+};
+
 // The caller's ends of the pipes, all close-on-exec. The caller reaps `pid`.
 struct Spawned {
   pid_t pid = -1;
@@ -21,7 +29,7 @@ struct Spawned {
 };
 
 // See Child::start. On failure nothing is left running or open.
-std::optional<Spawned> spawn(const std::vector<std::string>& words, bool own_session,
+std::optional<Spawned> spawn(const std::vector<std::string>& words, Terminal terminal,
                              std::string* why);
 
 // fork(2) with all signals blocked in the new process, so that no handler of the host runs there.

@@ -24,12 +24,12 @@ bool stands_in_for(const std::vector<std::string>& words) {
   return is_systems_own(words.front()) && server_command(words, &why);
 }
 
-std::unique_ptr<Client> launch(LaunchRequest request, const std::vector<std::string>& words,
-                               std::string* why) {
+std::unique_ptr<Client> DirectClient::launch(LaunchRequest request,
+                                             const std::vector<std::string>& words,
+                                             std::string* why) {
   std::optional<ServerCommand> command = server_command(words, why);
   if (!command) return nullptr;
-  std::unique_ptr<Child> child =
-      Child::start(command->words, !request.may_ask, why, request.interrupted);
+  std::unique_ptr<Child> child = run(request, command->words, why);
   if (!child) return nullptr;
   return std::make_unique<DirectClient>(std::move(request), *std::move(command), std::move(child));
 }
@@ -61,6 +61,7 @@ DirectClient::DirectClient(LaunchRequest request, ServerCommand command,
 DirectClient::~DirectClient() {
   feeds_->cut_off();
   ahead_.drop();
+  if (busy() && child().is_ours()) withdraw();
   if (runs_ssh_ && has_nothing_to_do()) child().dismiss(limits().close_grace);
   end_session();
 }
@@ -187,6 +188,18 @@ void DirectClient::report(bool ended) {
   has_reported_ = !ended;
   report_due_ = Clock::now() + kReportInterval;
   progress()(*transfer, current().moved(), ended);
+}
+
+void DirectClient::withdraw() {
+  const bool can_ask = has_begun_ && connection_ && !connection_->is_broken() && child().talking();
+  if (!can_ask || !current().withdraw()) return;
+  ahead_.drop();
+  child().ignore_interruption();
+  const Clock::time_point end = Clock::now() + limits().close_grace;
+  while (connection_->is_awaited() && !connection_->is_broken() && child().talking() &&
+         Clock::now() < end) {
+    move_bytes(end);
+  }
 }
 
 void DirectClient::give_up() {

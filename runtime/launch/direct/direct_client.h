@@ -21,13 +21,13 @@ namespace fileref::runtime::direct {
 // Whether it does for the words of a client's command line what their program would.
 bool stands_in_for(const std::vector<std::string>& words);
 
-// Starts ssh or the server program that `words` ask for. Returns null, and says why, when it takes
-// the program itself to carry one of them out, or it cannot be run.
-std::unique_ptr<Client> launch(LaunchRequest request, const std::vector<std::string>& words,
-                               std::string* why);
-
 class DirectClient : public RecoveringClient<Operation> {
  public:
+  // Starts ssh or the server program that `words` ask for. Returns null, and says why, when it
+  // takes the program itself to carry one of them out, or it cannot be run.
+  static std::unique_ptr<Client> launch(LaunchRequest request,
+                                        const std::vector<std::string>& words, std::string* why);
+
   // `command` was run as `child`.
   DirectClient(LaunchRequest request, ServerCommand command, std::unique_ptr<Child> child);
   ~DirectClient() override;
@@ -37,6 +37,7 @@ class DirectClient : public RecoveringClient<Operation> {
   std::unique_ptr<Operation> plan(std::string_view command, std::string* why) override;
   void begin_current() override;
   void go_on(Clock::time_point deadline) override;
+  void withdraw() override;
   void give_up() override;
 
   void connect();

@@ -25,6 +25,9 @@ class Operation {
   virtual void drop() = 0;
   // Is called whenever something arrived: the answer, once it is known.
   virtual std::optional<Answer> answer() = 0;
+  // It is given up while the connection still stands: asks the server to take back what must not
+  // stay there, and waits for nothing else. False when there is nothing.
+  virtual bool withdraw() { return false; }
   // No answer can come any more: puts local files in order and completes the failure.
   virtual Answer lost(Answer failure, std::string_view words) {
     static_cast<void>(words);

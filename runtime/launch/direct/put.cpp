@@ -59,16 +59,26 @@ void Put::begin(sftp::Connection& connection) {
   } else if (!local_) {
     answer_ = fail("the local file cannot be read: " + std::string(std::strerror(errno)));
   } else {
-    remove_left_over();
-    look();
+    by_way_of_.empty() ? look() : remove_part([this] { look(); });
   }
 }
 
-// Of the attempt in a session that was lost.
-void Put::remove_left_over() {
-  if (by_way_of_.empty()) return;
-  sftp::ask_status(*asker_, sftp::Type::kRemove, std::exchange(by_way_of_, {}),
-                   [](const Status&) {});
+// Of this attempt, or of that in a session that was lost.
+void Put::remove_part(const std::function<void()>& then) {
+  sftp::ask_status(*asker_, sftp::Type::kRemove, by_way_of_, [this, then](const Status& status) {
+    if (sftp::is_gone(status)) by_way_of_.clear();
+    then();
+  });
+}
+
+// The opening of the part may be under way: servers do one behind the other what concerns one file.
+bool Put::withdraw() {
+  if (by_way_of_.empty()) return false;
+  copy_.reset();
+  upload_.reset();
+  asker_ = std::make_unique<sftp::Asker>(*connection_);
+  remove_part([] {});
+  return true;
 }
 
 // A file that is replaced is the one behind links.
@@ -115,7 +125,7 @@ std::optional<Answer> Put::answer() {
   if (answer_ || !upload_) return answer_;
   if (upload_->is_written()) verify();
   if (!upload_->has_ended()) return std::nullopt;
-  by_way_of_.clear();
+  if (!upload_->leaves_part()) by_way_of_.clear();
   return upload_->failure().empty() ? done() : fail(upload_->failure());
 }
 
@@ -155,15 +165,14 @@ std::string Put::fault_of_copy() const {
   return {};
 }
 
-Answer Put::fail(const std::string& reason) {
+Answer Put::fail(std::string reason) {
+  if (!by_way_of_.empty()) reason += "; a part of it may be left in " + quoted(by_way_of_);
   const bool touched = touched_before_ || (upload_ && upload_->has_touched());
   return failure(explain_failed_upload(session_->keep_unsent, command_, reason, touched));
 }
 
 Answer Put::lost(Answer failure, std::string_view) {
-  std::string reason = failure.explanation;
-  if (!by_way_of_.empty()) reason += "; a part of it may be left in " + quoted(by_way_of_);
-  failure.explanation = fail(reason).explanation;
+  failure.explanation = fail(failure.explanation).explanation;
   return failure;
 }
 

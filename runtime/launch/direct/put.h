@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,19 +23,20 @@ class Put : public Operation {
   void begin(sftp::Connection& connection) override;
   void drop() override;
   std::optional<Answer> answer() override;
+  bool withdraw() override;
   Answer lost(Answer failure, std::string_view words) override;
   const Transfer* transfer() const override { return &transfer_; }
   std::uint64_t moved() const override;
 
  private:
-  void remove_left_over();
+  void remove_part(const std::function<void()>& then);
   void look();
   void send(const sftp::Attributes& before);
   void verify();
   void read_back();
   bool is_next(std::string_view bytes);
   std::string fault_of_copy() const;
-  Answer fail(const std::string& reason);
+  Answer fail(std::string reason);
 
   Session* session_;
   Command command_;
