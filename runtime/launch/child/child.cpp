@@ -122,9 +122,9 @@ void Child::queue(std::string_view bytes) {
   if (in_) queued_ += bytes;
 }
 
-bool Child::pump(Clock::time_point deadline, std::string* out, std::string* err) {
+bool Child::pump(Clock::time_point deadline, std::string* out, std::string* err, bool wants_room) {
   if (forgotten() || (!out_ && !err_)) return false;
-  const short writable = queued_.empty() ? 0 : POLLOUT;
+  const short writable = queued_.empty() && !wants_room ? 0 : POLLOUT;
   Streams streams{{{in_.get(), writable, 0},
                    {out_.get(), POLLIN, 0},
                    {err_.get(), POLLIN, 0},
@@ -132,8 +132,8 @@ bool Child::pump(Clock::time_point deadline, std::string* out, std::string* err)
   if (!wait_for(&streams, deadline)) return false;
   if (streams[0].revents & POLLERR) {
     stop_writing();
-  } else if (streams[0].revents) {
-    write_queued();
+  } else if (streams[0].revents && !queued_.empty()) {
+    queued_.erase(0, write(queued_));
   }
   if (streams[1].revents) read_up_to(most_reads_, &out_, out);
   if (streams[2].revents) read_up_to(1, &err_, err);
@@ -165,14 +165,11 @@ void Child::stop_writing() {
   queued_.clear();
 }
 
-void Child::write_queued() {
+std::size_t Child::write(std::string_view bytes) {
   const PipeSignalBlock no_signal;
-  const ssize_t written = ::write(in_.get(), queued_.data(), queued_.size());
-  if (written >= 0) {
-    queued_.erase(0, static_cast<std::size_t>(written));
-  } else if (errno != EAGAIN && errno != EINTR) {
-    stop_writing();
-  }
+  const ssize_t written = in_ ? ::write(in_.get(), bytes.data(), bytes.size()) : 0;
+  if (written < 0 && errno != EAGAIN && errno != EINTR) stop_writing();
+  return in_ ? static_cast<std::size_t>(std::max<ssize_t>(written, 0)) : bytes.size();
 }
 
 // False when nothing more is there now; at its end the stream is closed.

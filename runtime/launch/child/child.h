@@ -55,10 +55,15 @@ class Child {
   void queue(std::string_view bytes);
   // All of them were written, or dropped.
   bool has_written() const { return queued_.empty(); }
+  // Writes what the child takes of some bytes at once, and returns how many that were: all when it
+  // no longer reads. Nothing may be queued.
+  std::size_t write(std::string_view bytes);
 
   // Waits until bytes moved on a stream or a stream ended, at most until `deadline`, and appends
-  // what the child wrote. False when nothing happened, or nothing can any more.
-  bool pump(Clock::time_point deadline, std::string* out, std::string* err);
+  // what the child wrote. With `wants_room` it also ends the wait when the child takes bytes. False
+  // when nothing happened, or nothing can any more.
+  bool pump(Clock::time_point deadline, std::string* out, std::string* err,
+            bool wants_room = false);
 
   // For a child that moves much data: it and this process need to take turns less often.
   void widen_pipes();
@@ -100,7 +105,6 @@ class Child {
   int poll_until(std::array<pollfd, N>* fds, Clock::time_point deadline) const;
   bool wait_for(Streams* streams, Clock::time_point deadline);
   void stop_writing();
-  void write_queued();
   bool read_from(Fd* stream, std::string* text);
   void read_up_to(int reads, Fd* stream, std::string* text);
   void read_the_rest(std::string* out, std::string* err);

@@ -136,17 +136,18 @@ void DirectClient::go_on(Clock::time_point deadline) {
 }
 
 void DirectClient::send_requests() {
-  if (!child().has_written()) return;
-  const std::string_view bytes = connection_->output();
-  child().queue(bytes);
-  connection_->sent(bytes.size());
+  while (!connection_->output().empty()) {
+    const std::size_t taken = child().write(connection_->output());
+    if (taken == 0) return;
+    connection_->sent(taken);
+  }
 }
 
 void DirectClient::move_bytes(Clock::time_point deadline) {
   send_requests();
   std::string err;
   arrived_.clear();
-  child().pump(deadline, &arrived_, &err);
+  child().pump(deadline, &arrived_, &err, !connection_->output().empty());
   error_lines().add(err);
   remember_errors(err);
   connection_->receive(arrived_);
