@@ -152,7 +152,9 @@ class Dialogue {
     }
   }
 
-  void judge(const Answer& answer, const std::string& command) {
+  void judge(Answer answer, const std::string& command) {
+    while (answer.more && answer.more(&answer.text)) {
+    }
     if (answer.status != kSuccess) {
       check(answer.text.empty(), "a failure has no text");
       check(!answer.explanation.empty(), "a failure is explained");

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,6 +18,7 @@ struct ListingForm {
   std::size_t slashes;  // in a path, before the name
 };
 
+// Millions of names: each takes its bytes, 14 about it and a pointer.
 class DirectoryListing {
  public:
   static constexpr char kUnknownType = '?';
@@ -34,36 +34,41 @@ class DirectoryListing {
   static std::unique_ptr<DirectoryListing> parse(std::string_view lines, const ListingForm& form,
                                                  std::string* why);
   static std::unique_ptr<DirectoryListing> empty() {
-    return std::unique_ptr<DirectoryListing>(new DirectoryListing({}));
+    return std::unique_ptr<DirectoryListing>(new DirectoryListing);
   }
   DirectoryListing(const DirectoryListing&) = delete;
   DirectoryListing& operator=(const DirectoryListing&) = delete;
 
-  const std::vector<Entry>& entries() const { return entries_; }
+  std::size_t size() const { return records_.size(); }
+  Entry entry(std::size_t at) const { return entry_of(records_[at]); }
 
   // The entries whose names are unclear.
   const std::vector<std::size_t>& unclear() const { return unclear_; }
-  void set_name(std::size_t entry, std::string name);
-  void set_type(std::size_t entry, char type) { entries_[entry].type = type; }
+  void set_name(std::size_t entry, std::string_view name);
+  void set_type(std::size_t entry, char type);
   void add(std::string_view name, char type, std::uint64_t size);
   // Puts the entries into the order of their names, each once.
   void sort();
 
-  // Once sorted. Null when there is no such entry.
-  const Entry* find(std::string_view name) const;
+  // Once sorted. Nothing when there is no such entry.
+  std::optional<std::size_t> position_of(std::string_view name) const;
+  std::optional<Entry> find(std::string_view name) const;
 
  private:
-  explicit DirectoryListing(std::string_view lines) : text_(lines) {}
+  // What stands before a name in memory, its parts close together.
+  struct Head;
 
-  std::string parse_lines(const ListingForm& form);
+  DirectoryListing() = default;
 
-  std::string_view keep(std::string_view name);
+  std::string parse_lines(std::string_view lines, const ListingForm& form);
+  char* keep(std::string_view name, char type, std::uint64_t size);
+  char* take_room(std::size_t bytes);
+  static Entry entry_of(const char* record);
+  static bool before(const char* a, const char* b);
 
-  std::string text_;
-  std::vector<std::unique_ptr<char[]>> added_;   // names that were, in pieces
-  std::size_t piece_size_ = 0, added_room_ = 0;  // of the last, in bytes, and left
-  std::deque<std::string> names_;                // those that were unclear
-  std::vector<Entry> entries_;
+  std::vector<std::unique_ptr<char[]>> pieces_;  // full of records
+  std::size_t piece_size_ = 0, room_ = 0;        // of the last, in bytes, and left
+  std::vector<char*> records_;
   std::vector<std::size_t> unclear_;
 };
 

@@ -60,7 +60,7 @@ TKStatus RecoveringClient<Operation>::read(int mode, char* buffer, std::size_t c
   *length = 0;
   if (busy()) run_until(mode == 0 ? Clock::now() : Clock::time_point::max());
   if (failure_ != kSuccess) return std::exchange(failure_, kSuccess);
-  if (answer_.left() > 0) {
+  if (!answer_.is_empty()) {
     *length = answer_.take(buffer, capacity);
     return kSuccess;
   }
@@ -75,7 +75,7 @@ TKStatus RecoveringClient<Operation>::read(int mode, char* buffer, std::size_t c
 template <class Operation>
 TKStatus RecoveringClient<Operation>::wait(std::chrono::milliseconds) {
   if (busy()) run_until(Clock::time_point::max());
-  const bool waiting = failure_ == kSuccess && answer_.left() == 0 && child().talking();
+  const bool waiting = failure_ == kSuccess && answer_.is_empty() && child().talking();
   return waiting ? kNoAnswerInTime : kSuccess;
 }
 
@@ -114,15 +114,15 @@ void RecoveringClient<Operation>::run_until(Clock::time_point deadline) {
 
 template <class Operation>
 void RecoveringClient<Operation>::ended(Answer answer) {
-  resume_ ? take_up_again(std::move(answer)) : finish(answer);
+  resume_ ? take_up_again(std::move(answer)) : finish(std::move(answer));
 }
 
 template <class Operation>
-void RecoveringClient<Operation>::finish(const Answer& answer) {
+void RecoveringClient<Operation>::finish(Answer answer) {
   operation_.reset();
   const bool succeeded = answer.status == kSuccess && !answer.refused;
   was_up_ = was_up_ || succeeded;
-  answer_.append(answer.text);
+  answer_.append(answer.text, std::move(answer.more));
   failure_ = answer.status;
   if (answer.ends_client) child().end(Milliseconds{0}, limits().close_grace);
   if (succeeded) forget_failure();

@@ -66,7 +66,7 @@ class RecoveringClient : public Client {
  private:
   void begin(std::unique_ptr<Operation> operation, Limit quick_limit);
   void run_until(Clock::time_point deadline);
-  void finish(const Answer& answer);
+  void finish(Answer answer);
   bool may_repeat(TKStatus status) const;
   void plan_repetition(const std::string& reason);
   void wait_for_repetition(Clock::time_point deadline);

@@ -1,6 +1,7 @@
 // What a listing command asks for.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,7 +25,8 @@ std::optional<Selection> select(std::string_view text, std::string* why);
 // The selected names of a directory, a name a line and escaped. Before them come an echo and the
 // dot entries, so that no reader can take a name for either. Fails when a name is longer than the
 // module can hold.
-Answer answer_names(const Selection& selection, const DirectoryListing& listing);
+// The listing must stay as it is, but for types, until the text was read.
+Answer answer_names(Selection selection, std::shared_ptr<const DirectoryListing> listing);
 // The same when the selected path is no directory.
 Answer answer_file(const Selection& selection);
 

@@ -132,13 +132,21 @@ TEST(StartFailure, IsExplainedForEveryVersion) {
 }
 
 TEST(Delivery, IsCutAtTheEndsOfLines) {
-  Delivery text;
-  text.append("ab\ncdefgh\ni\n\nj");
-  std::string pieces;
-  for (char buffer[4]; text.left() > 0;) {
-    pieces += '<' + std::string(buffer, text.take(buffer, sizeof buffer)) + '>';
+  for (const std::size_t at_once : {0, 1, 3, 20}) {  // bytes that are made later
+    std::string rest = "ab\ncdefgh\ni\n\nj";
+    Delivery text;
+    text.append(
+        at_once == 0 ? rest : "", at_once == 0 ? Delivery::Source() : [&](std::string* more) {
+          *more += rest.substr(0, at_once);
+          rest.erase(0, at_once);
+          return !rest.empty();
+        });
+    std::string pieces;
+    for (char buffer[4]; !text.is_empty();) {
+      pieces += '<' + std::string(buffer, text.take(buffer, sizeof buffer)) + '>';
+    }
+    EXPECT_EQ(pieces, "<ab\n><cdef><gh\n><i\n\nj>");
   }
-  EXPECT_EQ(pieces, "<ab\n><cdef><gh\n><i\n\nj>");
 }
 
 TEST(Nonce, IsNeverTheSame) {

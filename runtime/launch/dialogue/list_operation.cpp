@@ -4,9 +4,9 @@
 
 namespace fileref::runtime {
 
-Answer ListOperation::answer(std::unique_ptr<DirectoryListing> listing) {
+Answer ListOperation::answer(std::shared_ptr<DirectoryListing> listing) {
   listing->sort();
-  Answer answer = answer_names(selection_, *listing);
+  Answer answer = answer_names(selection_, listing);
   if (answer.status != kSuccess) return fail(answer.explanation);
   if (selection_.prefix.empty()) {
     session_->listed = std::move(listing);

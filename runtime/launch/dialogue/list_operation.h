@@ -20,7 +20,7 @@ class ListOperation : public Operation {
   const Selection& selection() const { return selection_; }
 
   // Answers with the selected names; the session keeps the listing of its current directory.
-  Answer answer(std::unique_ptr<DirectoryListing> listing);
+  Answer answer(std::shared_ptr<DirectoryListing> listing);
   Answer fail(const std::string& reason) const;
 
  private:

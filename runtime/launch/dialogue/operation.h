@@ -11,6 +11,7 @@
 
 #include "host/codes.h"
 #include "host/toolkit.h"
+#include "runtime/launch/delivery.h"
 
 namespace fileref::runtime {
 
@@ -45,6 +46,7 @@ struct Answer {
   std::string explanation = {};  // for the user, when we know more than the client said
   bool refused = false;          // the text tells the module of a failure
   bool ends_client = false;      // the session is in no state to go on
+  Delivery::Source more = {};    // what comes behind the text, made when it is read
 };
 
 using Step = std::variant<Request, Answer>;

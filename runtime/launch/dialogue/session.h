@@ -27,7 +27,7 @@ struct Session {
   Footing footing = {};
   bool enters_missing = false;  // `cd` succeeds with a directory that is not there
 
-  std::unique_ptr<DirectoryListing> listed = {};  // the last listing of a current directory,
+  std::shared_ptr<DirectoryListing> listed = {};  // the last listing of a current directory,
   std::string listed_directory = {};              // and of which
   std::size_t looks_saved = 0;                    // sizes asked for that it could have held
 };

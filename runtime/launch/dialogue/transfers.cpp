@@ -29,14 +29,14 @@ Step Download::begin() {
 Step Download::find_size() {
   constexpr std::size_t kNamesListedInTheTimeOfALook = 256;
   const bool holds = session_->listed && session_->listed_directory == session_->directory;
-  const DirectoryListing::Entry* entry = holds ? session_->listed->find(command_.remote) : nullptr;
+  const auto entry = holds ? session_->listed->find(command_.remote) : std::nullopt;
   from_listing_ = entry && entry->type == '-';
   if (from_listing_) {
     before_ = {RemoteFile::Kind::kFile, entry->size};
     return transfer();
   }
   const bool lacks_sizes = entry && entry->type == DirectoryListing::kUnknownType;
-  const std::size_t names = lacks_sizes ? session_->listed->entries().size() : 0;
+  const std::size_t names = lacks_sizes ? session_->listed->size() : 0;
   if (lacks_sizes && ++session_->looks_saved > names / kNamesListedInTheTimeOfALook) {
     state_ = State::kAskAllSizes;
     return looking(dialect_.look_at_all(here()));

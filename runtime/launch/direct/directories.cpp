@@ -43,7 +43,7 @@ void ChangeDirectory::begin(sftp::Connection& connection) {
   awaited_ = 0;
   was_asked_ = false;
   expected_size_.reset();
-  const DirectoryListing::Entry* entry = session_->find(name_);
+  const std::optional<DirectoryListing::Entry> entry = session_->find(name_);
   const bool is_known = name_.empty() || (entry && entry->type != DirectoryListing::kUnknownType);
   if (!is_known) return ask();
   if (entry && entry->type == kLinkType) ask_about_links();
@@ -51,11 +51,11 @@ void ChangeDirectory::begin(sftp::Connection& connection) {
 
 // Each is looked at once, and not the link itself any more.
 void ChangeDirectory::ask_about_links() {
-  const std::vector<DirectoryListing::Entry>& entries = session_->listed->entries();
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (entries[i].type != kLinkType) continue;
+  const DirectoryListing& listed = *session_->listed;
+  for (std::size_t i = 0; i < listed.size(); ++i) {
+    if (listed.entry(i).type != kLinkType) continue;
     ++awaited_;
-    sftp::ask_attributes(*asker_, session_->path_of(entries[i].name),
+    sftp::ask_attributes(*asker_, session_->path_of(listed.entry(i).name),
                          [this, i](const Status& status, const Attributes& attributes) {
                            --awaited_;
                            const Kind kind = status.is_ok() ? attributes.kind() : Kind::kOther;

@@ -39,12 +39,12 @@ void FetchAhead::go_on(sftp::Connection& connection, std::string_view name) {
 // A file that is too large, or of no stated size, is not fetched ahead: it waits in memory.
 void FetchAhead::begin(sftp::Connection& connection, std::string_view name) {
   Fetch& fetch = *fetches_.emplace_back(std::make_unique<Fetch>(session_.path_of(name)));
-  const DirectoryListing::Entry* entry = session_.find(name);
+  const std::optional<DirectoryListing::Entry> entry = session_.find(name);
   const auto wants = [this, &fetch](std::uint64_t size) {
     fetch.allow_up_to(size + 1);  // what says that it ends there
     return bytes() + size <= kMostBytes;
   };
-  if (entry == nullptr || entry->type != '-') return fetch.look(connection, wants);
+  if (!entry || entry->type != '-') return fetch.look(connection, wants);
   if (wants(entry->size)) fetch.open(connection, entry->size);
 }
 

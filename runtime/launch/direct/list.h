@@ -23,6 +23,7 @@ class List : public Operation {
  private:
   bool may_be_a_file() const { return !selection_.path.empty() && selection_.pattern.empty(); }
   bool doubts_emptiness();
+  bool doubts_directory();
   Answer judge_failure() const;
   Answer fail(const std::string& reason) const;
   Answer give_names();
@@ -30,11 +31,12 @@ class List : public Operation {
   Session* session_;
   Selection selection_;
   std::string path_;
-  std::unique_ptr<DirectoryListing> names_;
+  std::shared_ptr<DirectoryListing> names_;
   std::unique_ptr<sftp::Listing> listing_;
   std::unique_ptr<sftp::Asker> asker_;
   bool awaits_kind_ = false;
   bool doubts_ = false, awaits_entry_ = false;  // whether the directory may be entered
+  bool is_no_directory_ = false;
   sftp::Status entry_;
   sftp::Kind kind_ = sftp::Kind::kUnknown;
 };

@@ -37,7 +37,7 @@ struct Session {
 
   Footing footing = {};
 
-  std::unique_ptr<DirectoryListing> listed = {};  // the last listing of a current directory,
+  std::shared_ptr<DirectoryListing> listed = {};  // the last listing of a current directory,
   std::string listed_directory = {};              // of which,
   std::string listed_pattern = {};                // and what was selected from it; empty: nothing
 
@@ -50,9 +50,10 @@ struct Session {
 
   // How the server is asked for a name.
   std::string path_of(std::string_view name) const;
-  // What the last listing says of a name in the current directory; null when it does not.
-  const DirectoryListing::Entry* find(std::string_view name) const;
-  // The size of what is known to be a file; what was seen of it on entering counts once, and at once.
+  // What the last listing says of a name in the current directory, if it does.
+  std::optional<DirectoryListing::Entry> find(std::string_view name) const;
+  // The size of what is known to be a file; what was seen of it on entering counts once, and at
+  // once.
   std::optional<std::uint64_t> take_file_size(std::string_view name);
   // The name that is likely to be fetched behind `name`; nothing is expected behind most.
   std::optional<std::string> expected_behind(std::string_view name) const;

@@ -125,7 +125,7 @@ std::size_t List::depth() const {
 }
 
 std::string_view List::unclear_name() const {
-  return listing_->entries()[listing_->unclear()[asked_]].name;
+  return listing_->entry(listing_->unclear()[asked_]).name;
 }
 
 Step List::next_name() {

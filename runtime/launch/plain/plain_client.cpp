@@ -72,8 +72,8 @@ TKStatus PlainClient::read(int mode, char* buffer, std::size_t capacity, std::si
   // Behind an answer, more may come, but none is owed.
   if (prompted_) deadline_ = deadline_after(limits().command);
   bool heard = true;
-  while (heard && output_.left() == 0) heard = listen(mode == 0 ? Clock::now() : deadline_);
-  if (output_.left() > 0) {
+  while (heard && output_.is_empty()) heard = listen(mode == 0 ? Clock::now() : deadline_);
+  if (!output_.is_empty()) {
     *length = output_.take(buffer, capacity);
     return kSuccess;
   }
@@ -89,14 +89,14 @@ TKStatus PlainClient::read(int mode, char* buffer, std::size_t capacity, std::si
 
 TKStatus PlainClient::wait(std::chrono::milliseconds at_most) {
   const Clock::time_point deadline = Clock::now() + at_most;
-  while (output_.left() == 0 && listen(deadline)) {
+  while (output_.is_empty() && listen(deadline)) {
   }
-  return output_.left() > 0 || !talking() ? kSuccess : kNoAnswerInTime;
+  return !output_.is_empty() || !talking() ? kSuccess : kNoAnswerInTime;
 }
 
 void PlainClient::pump(std::chrono::milliseconds at_most) {
   const Clock::time_point deadline = Clock::now() + at_most;
-  while (busy() && output_.left() < kMostUndelivered && listen(deadline)) {
+  while (busy() && output_.ready() < kMostUndelivered && listen(deadline)) {
   }
 }
 
