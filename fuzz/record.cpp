@@ -23,7 +23,7 @@ class Recorder {
         adapter_(fuzz::dialect_of(client),
                  Session{[](const std::string& kept) { return kept; }, fuzz::verifies(client)}) {
     std::string why;
-    child_ = Child::start(words, true, &why);
+    child_ = Child::start(words, Terminal::kNone, &why);
     if (!child_) throw std::runtime_error(why);
     perform(adapter_.start());
   }

@@ -10,9 +10,18 @@
 
 namespace fileref::runtime {
 
-enum class Way { kSftpDirectly, kSftpOverSsh, kPsftpOverSsh, kDirectDirectly, kDirectOverSsh };
+enum class Way {
+  kSftpDirectly,
+  kSftpOverSsh,
+  kPsftpOverSsh,
+  kDirectDirectly,
+  kDirectOverSsh,
+  kDirectToAnother,  // to a server program of other people
+};
 const auto kWays = testing::Values(Way::kSftpDirectly, Way::kSftpOverSsh, Way::kPsftpOverSsh,
                                    Way::kDirectDirectly, Way::kDirectOverSsh);
+const auto kAnotherWay = testing::Values(Way::kDirectToAnother);
+inline const std::string kAnotherServer = "/usr/libexec/gesftpserver";
 
 // Before a server's command: it serves somebody who may not do everything.
 const std::string kAnotherUser =
@@ -21,8 +30,8 @@ const std::string kAnotherUser =
 class Conformance : public ClientTest, public testing::WithParamInterface<Way> {
  public:
   static std::string name(const testing::TestParamInfo<Way>& info) {
-    constexpr const char* kNames[] = {"SftpDirectly", "SftpOverSsh", "PsftpOverSsh",
-                                      "DirectDirectly", "DirectOverSsh"};
+    constexpr const char* kNames[] = {"SftpDirectly",   "SftpOverSsh",   "PsftpOverSsh",
+                                      "DirectDirectly", "DirectOverSsh", "DirectToAnother"};
     return kNames[static_cast<int>(info.param)];
   }
 
@@ -33,6 +42,13 @@ class Conformance : public ClientTest, public testing::WithParamInterface<Way> {
   static void TearDownTestSuite() { server_.reset(); }
 
   Conformance() { support::fs::permissions(remote_, support::fs::perms::all); }
+  void SetUp() override {
+    const bool is_there = !is_another() || support::fs::exists(kAnotherServer);
+    if (!is_there) GTEST_SKIP() << kAnotherServer << " is missing: install gesftpserver";
+  }
+
+  // The server program, which works as it should.
+  static std::string server() { return is_another() ? kAnotherServer : kServer; }
 
   // The command line of the client for a server that is this command.
   std::string client_for(const std::string& command) const {
@@ -41,15 +57,12 @@ class Conformance : public ClientTest, public testing::WithParamInterface<Way> {
     return is_psftp() ? server_->psftp() : server_->sftp();
   }
   static bool is_psftp() { return GetParam() == Way::kPsftpOverSsh; }
-  static bool is_direct() {
-    return GetParam() == Way::kDirectDirectly || GetParam() == Way::kDirectOverSsh;
-  }
+  static bool is_another() { return GetParam() == Way::kDirectToAnother; }
+  static bool is_direct() { return GetParam() >= Way::kDirectDirectly; }
   static bool is_without_ssh() {
-    return GetParam() == Way::kSftpDirectly || GetParam() == Way::kDirectDirectly;
+    return GetParam() == Way::kSftpDirectly || GetParam() == Way::kDirectDirectly || is_another();
   }
-  static std::string adapter() {
-    return is_psftp() ? "psftp" : is_direct() ? "direct" : "openssh";
-  }
+  static std::string adapter() { return is_psftp() ? "psftp" : is_direct() ? "direct" : "openssh"; }
 
   // The client on that server, with the remote directory entered. `wrapper` is put before it.
   void connect(const std::string& command, const std::string& wrapper = "") {
@@ -61,8 +74,8 @@ class Conformance : public ClientTest, public testing::WithParamInterface<Way> {
   // The processes that serve the client.
   std::vector<pid_t> sessions() const {
     if (GetParam() == Way::kDirectDirectly) return {static_cast<pid_t>(client_->pid())};
-    return support::descendants_of(
-        is_without_ssh() ? static_cast<pid_t>(client_->pid()) : server_->pid());
+    return support::descendants_of(is_without_ssh() ? static_cast<pid_t>(client_->pid())
+                                                    : server_->pid());
   }
 
   // What the user is told, in small letters.

@@ -41,7 +41,7 @@ TEST_P(Conformance, EveryOutcomeIsReadAsWhatItIs) {
   support::fs::permissions(remote_ / "x-only", support::fs::perms(0711));
   write_file(local_, "data");
   umask(before);
-  connect(kAnotherUser + kServer);
+  connect(kAnotherUser + server());
   const std::string missing = "no such file", not_permitted = "permission denied",
                     irregular = "not a regular file";
   const Row rows[] = {
@@ -133,7 +133,7 @@ TEST_P(Conformance, EveryOutcomeIsReadAsWhatItIs) {
 // Where the session began, its names would stand for other files.
 TEST_P(Conformance, NothingIsDoneBesideTheDirectoryToEnterFirst) {
   write_file(local_, "data");
-  ASSERT_TRUE(launch(client_for(kServer), adapter())) << why_;
+  ASSERT_TRUE(launch(client_for(server()), adapter())) << why_;
   ASSERT_EQ(answer(), kPrompt) << client_->words();
   const std::string wanted = remote_ / "new";
   EXPECT_EQ(ask("cd \"" + wanted + '"'), kNotThere);
@@ -167,7 +167,7 @@ struct FileSizeLimit {
 TEST_P(Conformance, AFullLocalDiskLeavesTheOldFile) {
   write_file(remote_ / "file", std::string(1 << 20, 'x'));
   write_file(local_, "old");
-  connect(kServer, is_direct() ? "" : "prlimit --fsize=65536 env --ignore-signal=XFSZ ");
+  connect(server(), is_direct() ? "" : "prlimit --fsize=65536 env --ignore-signal=XFSZ ");
   const std::unique_ptr<FileSizeLimit> ours(is_direct() ? new FileSizeLimit(65536) : nullptr);
   EXPECT_EQ(get("file"), "failed");
   EXPECT_TRUE(tells("broke off: ")) << told();
@@ -178,7 +178,7 @@ TEST_P(Conformance, AFullLocalDiskLeavesTheOldFile) {
 }
 
 TEST_P(Conformance, NamesArriveAsTheyAre) {
-  connect(kServer);
+  connect(server());
   std::string every_byte;
   for (int c = 1; c < 256; ++c) {
     if (c != '\n' && c != '\r' && c != '/') every_byte += static_cast<char>(c);
@@ -217,6 +217,7 @@ TEST_P(Conformance, NamesArriveAsTheyAre) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, Conformance, kWays, Conformance::name);
+INSTANTIATE_TEST_SUITE_P(Elsewhere, Conformance, kAnotherWay, Conformance::name);
 
 }  // namespace
 }  // namespace fileref::runtime

@@ -240,7 +240,7 @@ TEST_P(Direct, AFileThatIsFetchedAheadHasItsOrdinaryOutcome) {
   for (const bool by_pattern : {true, false}) {
     write_file(remote_ / "5.csv", "5.csv");
     if (!by_pattern) expected_ = {"1.csv", "2.csv", "3.csv", "4.csv", "5.csv", "6.csv"};
-    connect(kAnotherUser + kServer);
+    connect(kAnotherUser + server());
     journal_.clear();
     if (by_pattern) ask("ls *.csv");
     support::fs::remove(remote_ / "5.csv");
@@ -277,7 +277,7 @@ TEST_P(Direct, AnExpectedFileIsSeenWhenItsDirectoryIsEntered) {
     SCOPED_TRACE(row.name);
     expected_ = {row.name};
     journal_.clear();
-    connect(kServer);
+    connect(server());
     EXPECT_EQ(get(row.name), row.answer);
     EXPECT_EQ(get(row.name), row.again);
     EXPECT_EQ(said(" STAT \"" + (remote_ / row.name).string() + '"'), row.looks);
@@ -330,7 +330,7 @@ TEST_P(Direct, WhatIsFetchedAheadAndNotAskedForIsDropped) {
     write_file(remote_ / expected_.back(), std::string(1 << 20, 'x'));
   }
   write_file(remote_ / "other", "other");
-  connect(kServer);
+  connect(server());
   EXPECT_EQ(get("other"), kPrompt);
   EXPECT_EQ(said("f0\""), 0) << "nothing is fetched ahead of a single file";
   EXPECT_EQ(get("f0"), kPrompt);
