@@ -10,7 +10,7 @@ namespace fileref::runtime {
 // characters, those that reorder text or separate lines, and bytes that are no character at all.
 std::string printable(std::string_view text);
 
-// The same for a name in a listing, where a "?" stands for each such character or byte.
+// The same for a name on standard output, where a "?" stands for each such character or byte.
 std::string printable_name(std::string_view name);
 
 }  // namespace fileref::runtime

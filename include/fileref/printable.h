@@ -11,7 +11,7 @@ namespace fileref {
 /// What comes from a server can otherwise drive a terminal.
 std::string printable(std::string_view text);
 
-/// The same for a name in a listing, with a "?" for each such character, or byte that is none.
+/// The same for a name on standard output, with a "?" for each such character, or byte that is none.
 std::string printable_name(std::string_view name);
 
 }  // namespace fileref

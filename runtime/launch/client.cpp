@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t kMostWords = 4096;
 
 std::string adapter_for(const std::string& program) {
-  const std::string name = program.substr(program.rfind('/') + 1);
+  std::string name = program.substr(program.rfind('/') + 1);
   if (name == "psftp") return name;
   return name == "sftp" ? "openssh" : "plain";
 }

@@ -195,22 +195,22 @@ TEST_F(Several, OnATerminalEveryNameIsText) {
   }
   const std::string esc = "bell\007esc\033";
   support::write_file(directory_ / "batch", "ls -1 \"" + remote("odd").string() + "\"\n");
-  const std::string commands[] = {
-      "ls " + local("odd"),
-      "members --kind " + local("odd"),
-      "members --json " + local("odd"),
-      "exists '" + local("odd/Bell\007esc\033'"),
-      "info '" + local("odd/" + esc + "'"),
-      "read '" + local("odd/" + esc + ".none'"),
-      "read " + local("odd/") + names,
-      "read " + local("odd") + " '" + esc + "'",
-      "batch " + (directory_ / "batch").string() + " local:",
+  const std::pair<std::string, const char*> commands[] = {
+      {"ls " + local("odd"), "bell?esc?\r"},
+      {"members --kind " + local("odd"), "bell?esc? "},
+      {"members --json " + local("odd"), "esc"},
+      {"exists '" + local("odd/Bell\007esc\033'"), "yes, as bell?esc?"},
+      {"info '" + local("odd/" + esc + "'"), "bell?esc?"},
+      {"read '" + local("odd/" + esc + ".none'"), "bell\\x07esc\\x1b"},
+      {"read " + local("odd/") + names, "bell\\x07esc\\x1b"},
+      {"read " + local("odd") + " '" + esc + "'", "esc"},
+      {"batch " + (directory_ / "batch").string() + " local:", "esc"},
   };
-  for (const std::string& words : commands) {
+  for (const auto& [words, shown] : commands) {
     SCOPED_TRACE(words);
     const support::Outcome outcome =
         support::run({"script", "-qec", command() + " " + words, "/dev/null"}, "", environment());
-    EXPECT_NE(outcome.out.find("esc"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find(shown), std::string::npos) << outcome.out;
     for (std::string line : split(outcome.out, '\n')) {
       line.resize(line.find_last_not_of('\r') + 1);
       EXPECT_EQ(line, printable(line));

@@ -281,6 +281,8 @@ TEST_P(Direct, AnExpectedFileIsSeenWhenItsDirectoryIsEntered) {
     EXPECT_EQ(get(row.name), row.answer);
     EXPECT_EQ(get(row.name), row.again);
     EXPECT_EQ(said(" STAT \"" + (remote_ / row.name).string() + '"'), row.looks);
+    EXPECT_EQ(said("[runs "), 1);
+    EXPECT_EQ(said("]\n"), row.answer == kPrompt ? 1 : 3) << "each failure is told" << journal_;
   }
   EXPECT_EQ(read_file(local_), "data");
 }

@@ -40,6 +40,7 @@ TEST(CommandLine, IsSplitByTheRulesOfTheShell) {
     const auto words = split_words(line, &why);
     ASSERT_TRUE(words) << line << ": " << why;
     EXPECT_EQ(joined(*words), expected) << line;
+    EXPECT_EQ(split_words(joined_words(*words), &why), words) << line;
   }
   for (const std::string& line : {"sftp 'h"s, "sftp \"h"s, "sftp \"h\\\""s, "sftp h\\"s, "a\0b"s}) {
     std::string why;

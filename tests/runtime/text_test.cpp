@@ -81,6 +81,7 @@ TEST(Printable, ShowsTextAndTheBytesOfAllElse) {
       {"\xE2\x81\xA5\xE2\x81\xA6\xE2\x81\xA9", "\xE2\x81\xA5\\xe2\\x81\\xa6\\xe2\\x81\\xa9"},
   };
   for (const auto& c : cases) EXPECT_EQ(printable(c.text), c.shown);
+  EXPECT_EQ(printable_name("\x1B[3m\x80\xC2\x9B\xC3\xBC\n\xE2\x80\xAE\\"), "?[3m??\xC3\xBC??\\");
   std::string line;
   Log log([&line](std::string_view text) { line = text; });
   log.write("client",

@@ -40,8 +40,8 @@ bool for_each_socket(pid_t process, const std::function<void(const Fd& socket)>&
 
 bool may_serve_others(pid_t process) {
   bool serves = false;
-  const bool all = for_each_socket(
-      process, [&serves](const Fd& socket) { serves = serves || listens(socket); });
+  const bool all =
+      for_each_socket(process, [&serves](const Fd& socket) { serves = serves || listens(socket); });
   return serves || !all;
 }
 

@@ -61,7 +61,7 @@ DirectClient::DirectClient(LaunchRequest request, ServerCommand command,
 DirectClient::~DirectClient() {
   feeds_->cut_off();
   ahead_.drop();
-  if (busy() && child().is_ours()) withdraw();
+  if (busy() && child().is_ours()) DirectClient::withdraw();
   if (runs_ssh_ && has_nothing_to_do()) child().dismiss(limits().close_grace);
   end_session();
 }
