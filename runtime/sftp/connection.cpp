@@ -146,23 +146,16 @@ void Connection::break_off(std::string reason) {
   fault_ = std::move(reason);
 }
 
-// Whole packets are taken where they are; only the beginning of one is kept.
-void Connection::receive(std::string_view bytes) {
-  received_ += bytes.size();
-  if (!received_bytes_.empty()) received_bytes_ += bytes;
-  std::string_view rest = received_bytes_.empty() ? bytes : received_bytes_;
-  while (!is_broken() && take_packet(rest)) {
-    rest.remove_prefix(kLengthBytes + Reader(rest).number32());
-  }
-  if (received_bytes_.empty()) {
-    received_bytes_ = rest;
-  } else {
-    received_bytes_.erase(0, received_bytes_.size() - rest.size());
+void Connection::take_input() {
+  while (!is_broken() && take_packet(input_.bytes())) {
+    const std::size_t taken = kLengthBytes + Reader(input_.bytes()).number32();
+    taken_ += taken;
+    input_.drop(taken);
   }
 }
 
 void Connection::end() {
-  if (!is_greeted() && !received_bytes_.empty()) report_noise(received_bytes_);
+  if (!is_greeted() && !input_.bytes().empty()) report_noise(input_.bytes());
 }
 
 // False when it is not there whole.

@@ -15,6 +15,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "runtime/byte_buffer.h"
 #include "runtime/sftp/packet.h"
 
 namespace fileref::sftp {
@@ -84,8 +85,14 @@ class Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  // Takes bytes that arrived. Takers of replies run inside, and may ask again.
-  void receive(std::string_view bytes);
+  // Where the bytes go that arrive, and what has them taken then. Takers of replies run inside, and
+  // may ask again.
+  runtime::ByteBuffer& input() { return input_; }
+  void take_input();
+  void receive(std::string_view bytes) {
+    input_.append(bytes);
+    take_input();
+  }
   // No more will arrive. What came instead of a greeting breaks the connection.
   void end();
   // The bytes to send next; askers that wait for room are called first. Valid until the next call.
@@ -113,7 +120,7 @@ class Connection {
   // Whether anybody waits for a reply that is under way.
   bool is_awaited() const;
   // Of everything that arrived: a sign of life.
-  std::uint64_t received() const { return received_; }
+  std::uint64_t received() const { return taken_ + input_.bytes().size(); }
 
  private:
   struct Pending {
@@ -136,12 +143,12 @@ class Connection {
   Settings settings_;
   Server server_;
   std::string fault_;
-  std::string received_bytes_;  // that are no whole packet yet
+  runtime::ByteBuffer input_;
   std::string output_;
   std::size_t sent_ = 0;   // of the output
   std::size_t shown_ = 0;  // of the output, in the trace
   std::uint32_t last_id_ = 0;
-  std::uint64_t received_ = 0;
+  std::uint64_t taken_ = 0;  // bytes of the input
   std::unordered_map<std::uint32_t, Pending> pending_;
   std::vector<Asker*> hungry_;
 };

@@ -33,6 +33,22 @@ milliseconds until(Clock::time_point deadline) {
   return std::clamp(left, milliseconds{0}, kForever - milliseconds{1});
 }
 
+constexpr std::size_t kPiece = 65536;
+
+ssize_t append_from(int stream, std::string* text) {
+  std::array<char, kPiece> chunk;
+  const ssize_t count = ::read(stream, chunk.data(), chunk.size());
+  if (count > 0) text->append(chunk.data(), static_cast<std::size_t>(count));
+  return count;
+}
+
+ssize_t append_from(int stream, ByteBuffer* bytes) {
+  const std::span<char> room = bytes->room(kPiece);
+  const ssize_t count = ::read(stream, room.data(), room.size());
+  if (count > 0) bytes->add(static_cast<std::size_t>(count));
+  return count;
+}
+
 // Keeps a write to a broken pipe from raising SIGPIPE, in this thread only.
 class PipeSignalBlock {
  public:
@@ -123,6 +139,15 @@ void Child::queue(std::string_view bytes) {
 }
 
 bool Child::pump(Clock::time_point deadline, std::string* out, std::string* err, bool wants_room) {
+  return pump_into(deadline, out, err, wants_room);
+}
+
+bool Child::pump(Clock::time_point deadline, ByteBuffer* out, std::string* err, bool wants_room) {
+  return pump_into(deadline, out, err, wants_room);
+}
+
+template <class Bytes>
+bool Child::pump_into(Clock::time_point deadline, Bytes* out, std::string* err, bool wants_room) {
   if (forgotten() || (!out_ && !err_)) return false;
   const short writable = queued_.empty() && !wants_room ? 0 : POLLOUT;
   Streams streams{{{in_.get(), writable, 0},
@@ -173,25 +198,23 @@ std::size_t Child::write(std::string_view bytes) {
 }
 
 // False when nothing more is there now; at its end the stream is closed.
-bool Child::read_from(Fd* stream, std::string* text) {
-  std::array<char, 65536> chunk;
-  const ssize_t n = ::read(stream->get(), chunk.data(), chunk.size());
-  if (n > 0) {
-    text->append(chunk.data(), static_cast<std::size_t>(n));
-    return true;
-  }
-  if (n < 0 && errno == EINTR) return true;
+template <class Bytes>
+bool Child::read_from(Fd* stream, Bytes* bytes) {
+  const ssize_t n = append_from(stream->get(), bytes);
+  if (n > 0 || (n < 0 && errno == EINTR)) return true;
   if (n == 0 || errno != EAGAIN) stream->reset();
   return false;
 }
 
-void Child::read_up_to(int reads, Fd* stream, std::string* text) {
-  for (; *stream && reads > 0 && read_from(stream, text); --reads) {
+template <class Bytes>
+void Child::read_up_to(int reads, Fd* stream, Bytes* bytes) {
+  for (; *stream && reads > 0 && read_from(stream, bytes); --reads) {
   }
 }
 
 // The process is gone, and what it wrote is in the pipes: others may go on writing to them.
-void Child::read_the_rest(std::string* out, std::string* err) {
+template <class Bytes>
+void Child::read_the_rest(Bytes* out, std::string* err) {
   read_up_to(kFullPipe, &out_, out);
   read_up_to(kFullPipe, &err_, err);
   out_.reset();

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/byte_buffer.h"
 #include "runtime/launch/child/fd.h"
 #include "runtime/launch/child/spawn.h"
 
@@ -64,6 +65,7 @@ class Child {
   // when nothing happened, or nothing can any more.
   bool pump(Clock::time_point deadline, std::string* out, std::string* err,
             bool wants_room = false);
+  bool pump(Clock::time_point deadline, ByteBuffer* out, std::string* err, bool wants_room = false);
 
   // For a child that moves much data: it and this process need to take turns less often.
   void widen_pipes();
@@ -105,9 +107,14 @@ class Child {
   int poll_until(std::array<pollfd, N>* fds, Clock::time_point deadline) const;
   bool wait_for(Streams* streams, Clock::time_point deadline);
   void stop_writing();
-  bool read_from(Fd* stream, std::string* text);
-  void read_up_to(int reads, Fd* stream, std::string* text);
-  void read_the_rest(std::string* out, std::string* err);
+  template <class Bytes>
+  bool pump_into(Clock::time_point deadline, Bytes* out, std::string* err, bool wants_room);
+  template <class Bytes>
+  bool read_from(Fd* stream, Bytes* bytes);
+  template <class Bytes>
+  void read_up_to(int reads, Fd* stream, Bytes* bytes);
+  template <class Bytes>
+  void read_the_rest(Bytes* out, std::string* err);
   bool ends_by(Clock::time_point deadline);
   void end_within(std::chrono::milliseconds grace);
   bool reap(int wait_flags);

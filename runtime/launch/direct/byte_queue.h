@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <deque>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -12,9 +13,22 @@ namespace fileref::runtime::direct {
 class ByteQueue {
  public:
   void add(std::string_view bytes) {
+    const std::size_t lent = bytes.copy(loan_.data() + filled_, loan_.size() - filled_);
+    filled_ += lent;
+    bytes.remove_prefix(lent);
+    if (bytes.empty()) return;
     pieces_.emplace_back(bytes);
     size_ += bytes.size();
   }
+
+  // Bytes that are added go into `room` first, behind `filled` bytes of it, and do not wait here.
+  void lend(std::span<char> room, std::size_t filled) {
+    loan_ = room;
+    filled_ = filled;
+  }
+  // How much of the room is filled.
+  std::size_t filled() const { return filled_; }
+  void end_loan() { lend({}, 0); }
 
   // Moves the first bytes out, `capacity` at the most, and returns how many.
   std::size_t take(char* buffer, std::size_t capacity) {
@@ -49,6 +63,8 @@ class ByteQueue {
   std::deque<std::string> pieces_;  // none is empty
   std::size_t begun_ = 0;           // of the first, taken
   std::size_t size_ = 0;
+  std::span<char> loan_;
+  std::size_t filled_ = 0;  // of the loan
 };
 
 }  // namespace fileref::runtime::direct

@@ -146,11 +146,10 @@ void DirectClient::send_requests() {
 void DirectClient::move_bytes(Clock::time_point deadline) {
   send_requests();
   std::string err;
-  arrived_.clear();
-  child().pump(deadline, &arrived_, &err, !connection_->output().empty());
+  child().pump(deadline, &connection_->input(), &err, !connection_->output().empty());
   error_lines().add(err);
   remember_errors(err);
-  connection_->receive(arrived_);
+  connection_->take_input();
   if (!child().talking()) connection_->end();
 }
 

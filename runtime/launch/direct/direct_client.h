@@ -55,7 +55,6 @@ class DirectClient : public RecoveringClient<Operation> {
   const bool runs_ssh_;
   Session session_;
   std::unique_ptr<sftp::Connection> connection_;
-  std::string arrived_;  // just now; kept for its memory
   FetchAhead ahead_;
   std::shared_ptr<Feeds> feeds_;
   StallWatch stall_;

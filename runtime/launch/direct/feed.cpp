@@ -27,7 +27,7 @@ class Feed::Refill : public Operation {
     return failure;
   }
   const Transfer* transfer() const override { return &feed_.transfer_; }
-  std::uint64_t moved() const override { return feed_.read_ + feed_.fetch_->waiting().size(); }
+  std::uint64_t moved() const override { return feed_.read_ + feed_.here(); }
   bool ends_transfer() const override { return feed_.has_ended(); }
   std::optional<Clock::duration> taken_before() const override { return feed_.waited_; }
 
@@ -61,12 +61,24 @@ bool Feed::has_ended() const {
 }
 
 bool Feed::waits() const {
-  return fetch_->waiting().is_empty() && !has_ended();
+  return here() == 0 && !has_ended();
 }
 
+// Bytes that have not been read.
+std::uint64_t Feed::here() const {
+  return fetch_->waiting().size() + fetch_->waiting().filled();
+}
+
+// What comes while it refills goes where the reader wants it.
 long Feed::read(char* buffer, std::size_t capacity) {
-  if (!has_ended() && fetch_->waiting().size() < capacity) refill();
-  const std::size_t count = fetch_->waiting().take(buffer, capacity);
+  ByteQueue& waiting = fetch_->waiting();
+  std::size_t count = waiting.take(buffer, capacity);
+  if (count < capacity && !has_ended()) {
+    waiting.lend({buffer, capacity}, count);
+    refill();
+    count = waiting.filled();
+    waiting.end_loan();
+  }
   if (count == 0) return end();
   read_ += count;
   fetch_->allow_up_to(read_ + kMostWaiting);

@@ -52,6 +52,7 @@ class Feed : public ByteSource {
   class Refill;
 
   bool has_ended() const;
+  std::uint64_t here() const;
   void refill();
   long end();
   long fail(const std::string& reason);
