@@ -47,16 +47,11 @@ void write_lines(fileref::Output& output) {
     if (held == buffer.size()) buffer.resize(2 * buffer.size());
     const std::size_t count = read_input(buffer.data() + held, buffer.size() - held);
     if (count == 0) break;
-    const char* line = buffer.data();
-    const char* end = line + held + count;
-    const char* search = line + held;
-    while (const void* feed = std::memchr(search, '\n', static_cast<std::size_t>(end - search))) {
-      const auto* line_end = static_cast<const char*>(feed);
-      output.write({line, static_cast<std::size_t>(line_end - line)});
-      search = line = line_end + 1;
-    }
-    held = static_cast<std::size_t>(end - line);
-    std::memmove(buffer.data(), line, held);
+    const std::string_view all(buffer.data(), held + count);
+    const std::string_view lines = all.substr(0, all.rfind('\n') + 1);
+    output.write_lines(lines);
+    held = all.size() - lines.size();
+    std::memmove(buffer.data(), lines.end(), held);
     if (held >= too_many) output.write({buffer.data(), held});  // which refuses it
   }
   if (held > 0) output.write_last({buffer.data(), held});

@@ -101,6 +101,9 @@ class Output {
   /// Throws Failure; a record that was refused (too long, say) is not written, and the file can be
   /// written on.
   void write(std::string_view record);
+  /// Writes as many records as `lines` has, each without the line feed that ends it there: the same
+  /// as to `write` one behind the other, and faster.
+  void write_lines(std::string_view lines);
   /// Writes a last line without a line feed behind it, and nothing after it. The same as `write`
   /// where records are no lines.
   void write_last(std::string_view record);

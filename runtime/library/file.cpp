@@ -3,6 +3,7 @@
 #include <system_error>
 #include <utility>
 
+#include "runtime/launch/line_buffer.h"
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
 #include "runtime/temp/file_copy.h"
@@ -123,6 +124,14 @@ void OpenFile::write(std::string_view record) {
   });
 }
 
+// What cannot be written together, a refused line above all, is left to the slots.
+void OpenFile::write_lines(std::string_view lines) {
+  if (vector().amfpwrite != nullptr && temporary_ != nullptr) {
+    lines.remove_prefix(runtime::TempMethod::write_lines(temporary_, lines));
+  }
+  while (!lines.empty()) write(runtime::take_line(&lines));
+}
+
 void OpenFile::write_last(std::string_view record) {
   if (temporary_ != nullptr) runtime::TempMethod::leave_next_line_open(temporary_);
   write(record);
@@ -239,6 +248,9 @@ OpenFile& Output::file() const {
 
 void Output::write(std::string_view record) {
   file().write(record);
+}
+void Output::write_lines(std::string_view lines) {
+  file().write_lines(lines);
 }
 void Output::write_last(std::string_view record) {
   file().write_last(record);

@@ -180,6 +180,7 @@ class OpenFile {
   void copy_to(int descriptor);
   void write(std::string_view record);
   // Without its line feed, where records are lines.
+  void write_lines(std::string_view lines);
   void write_last(std::string_view record);
   void close();
   // Closes without sending.

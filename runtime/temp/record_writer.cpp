@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/codes.h"
+#include "runtime/temp/file_copy.h"
 #include "runtime/temp/record_length.h"
 
 namespace fileref::runtime {
@@ -70,6 +71,14 @@ wrcode RecordWriter::write_stream(const char* record, long length) {
   return put(encoded_);
 }
 
+std::size_t RecordWriter::write_lines(std::string_view lines) {
+  if (text_ || next_is_last_ || last_is_written_) return 0;
+  lines = lines_within(lines, record_length_);
+  if (put(lines) != kSuccess) return 0;
+  records_ += count_lines(lines);
+  return lines.size();
+}
+
 wrcode RecordWriter::encode(std::string_view& record) {
   if (!text_) return kSuccess;
   encoded_.clear();
@@ -113,6 +122,7 @@ wrcode RecordWriter::put_record(std::string_view bytes) {
 
 wrcode RecordWriter::put(std::string_view bytes) {
   if (failure_ != kSuccess) return failure_;
+  if (bytes.size() >= buffer_.size()) return put_through(bytes);
   while (!bytes.empty()) {
     if (used_ == buffer_.size()) {
       const wrcode rc = flush();
@@ -123,6 +133,12 @@ wrcode RecordWriter::put(std::string_view bytes) {
     bytes.remove_prefix(piece);
   }
   return kSuccess;
+}
+
+wrcode RecordWriter::put_through(std::string_view bytes) {
+  const wrcode rc = flush();
+  if (rc != kSuccess) return rc;
+  return sink_->write(bytes.data(), bytes.size()) ? kSuccess : fail(sink_->why());
 }
 
 wrcode RecordWriter::flush() {

@@ -33,6 +33,11 @@ class RecordWriter {
   wrcode write_stream(const char* record, long length);
   wrcode finish();
 
+  // Writes the lines at the beginning of `lines` that can be written together, each with a line
+  // feed behind it, and returns how many bytes they have. For variable records; after a failure
+  // every later write fails, too.
+  std::size_t write_lines(std::string_view lines);
+
   const std::string& why() const { return why_; }
 
  private:
@@ -47,6 +52,7 @@ class RecordWriter {
   std::string inexpressible() const;
   wrcode put_record(std::string_view bytes);
   wrcode put(std::string_view bytes);
+  wrcode put_through(std::string_view bytes);
   wrcode end_text_stream();
   wrcode flush();
 

@@ -86,6 +86,9 @@ class TempFile : public HOST_FILE {
     return why;
   }
   void leave_next_line_open() { writer_->leave_next_line_open(); }
+  std::size_t write_lines(std::string_view lines) {
+    return writer_ && !is_stream() && !is_fixed() ? writer_->write_lines(lines) : 0;
+  }
 
   wrcode close() {
     if (!writer_ || abandoned_) {
@@ -313,6 +316,10 @@ bool TempMethod::is_open(const HOST_FILE* file) const {
 
 void TempMethod::leave_next_line_open(HOST_FILE* file) {
   static_cast<TempFile*>(file)->leave_next_line_open();
+}
+
+std::size_t TempMethod::write_lines(HOST_FILE* file, std::string_view lines) {
+  return static_cast<TempFile*>(file)->write_lines(lines);
 }
 
 bool TempMethod::take_open_line() {

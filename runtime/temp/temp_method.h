@@ -61,6 +61,8 @@ class TempMethod {
   // The next line that is written to this file, which is open for output, gets no line feed and is
   // the last.
   static void leave_next_line_open(HOST_FILE* file);
+  // See RecordWriter::write_lines; 0 of a file whose records are no lines, or not open for output.
+  static std::size_t write_lines(HOST_FILE* file, std::string_view lines);
   // Whether, since this was asked last, a line was read whose line feed is missing.
   bool take_open_line();
   // For the record that was read last, from whichever file: its own, when its records

@@ -140,6 +140,35 @@ TEST_F(Library, WritesAreSentByCloseOnly) {
   EXPECT_NE(failure([&] { out.write("late"); }).code(), 0);
 }
 
+// One call for many lines is as many for one.
+TEST_F(Library, WritesLinesTogetherAsItWouldSingly) {
+  const std::string many = fileref::lines(1'000'000, 70, 10);
+  const struct {
+    std::vector<std::string> options;
+    std::string lines, written;
+    const char* refusal = "";
+  } rows[] = {
+      {{"LRECL=80"}, many, many},
+      {{"LRECL=80"}, "\n\nlast", "\n\nlast\n"},
+      {{"LRECL=80"}, "a\n" + many + std::string(81, 'x') + "\nb\n", "a\n" + many, "Record 1"},
+      {{"LRECL=3"}, "abcd\n", "", "Record 1"},
+      {{"LRECL=3", "RECFM=F"}, "a\nbcd\n", "a  bcd"},
+      {{"LRECL=3", "RECFM=F"}, "a\nabcd\n", "a  ", "Record 2"},
+      {{"RECFM=S"}, "a\nbcd\n", "abcd"},
+      {{"ENCODING='UTF-16LE'"}, "a\nb\n", std::string("a\0\n\0b\0\n\0", 8)}};
+  host_->assign("OUT", target("out"));
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.options.front() + " " + row.lines.substr(0, 10));
+    Output out = host_->create("OUT", row.options);
+    const Failure refused = failure([&] { out.write_lines(row.lines); });
+    EXPECT_NE(refused.message().find(row.refusal), std::string::npos) << refused.message();
+    EXPECT_EQ(refused.code() == 0, *row.refusal == '\0') << refused.message();
+    out.close();
+    EXPECT_TRUE(get("out") == row.written) << get("out").substr(0, 100);
+    EXPECT_NE(failure([&] { out.write_lines("late\n"); }).code(), 0);
+  }
+}
+
 TEST_F(Library, AFailedUploadKeepsTheDataAndTheFilerefUsable) {
   support::fs::create_directory(directory_ / "folder");
   host_->assign("OUT", target("folder"));

@@ -124,6 +124,7 @@ TEST_F(Library, WhatWasMovedFromStandsForNothing) {
       [&] { (void)input.info(); },
       [&] { input.close(); },
       [&] { output.write("x"); },
+      [&] { output.write_lines("x"); },
       [&] { output.write_last("x"); },
       [&] { (void)output.is_converted(); },
       [&] { output.close(); },
