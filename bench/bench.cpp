@@ -39,6 +39,10 @@ int main(int argc, char** argv) {
     fmt::print("record loop / plain memchr loop: {:.2f}\n",
                of.at("RecordLoop") / of.at("PlainMemchrLoop"));
   }
+  if (of.contains("FeedLoop") && of.contains("FileLoop")) {
+    fmt::print("record loop from a feed / from a file: {:.2f}\n",
+               of.at("FeedLoop") / of.at("FileLoop"));
+  }
   if (of.contains("Exchange") && of.contains("BareExchange")) {
     fmt::print("exchange / the client's own: {:.2f} ({:+.1f} us)\n",
                of.at("Exchange") / of.at("BareExchange"),
