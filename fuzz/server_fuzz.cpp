@@ -7,18 +7,22 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "runtime/launch/direct/feed.h"
 #include "runtime/sftp/download.h"
 #include "runtime/sftp/listing.h"
 #include "runtime/sftp/packet.h"
 #include "runtime/sftp/upload.h"
+#include "runtime/temp/record_reader.h"
 
 namespace {
 
+using namespace fileref::runtime;
 using namespace fileref::sftp;
 
 void check(bool holds, const char* what) {
@@ -71,6 +75,11 @@ class FuzzedServer {
   }
 
   bool has_more() const { return !rest_.empty(); }
+  // The session that they were made in is over.
+  void forget_requests() {
+    input_.clear();
+    requests_.clear();
+  }
   // The size that it stated for the open file, if it did.
   std::optional<std::uint64_t> stated;
   // Every byte that was written and confirmed.
@@ -170,7 +179,7 @@ class FuzzedServer {
     const std::uint64_t offset = request.number64();
     const std::uint32_t asked = request.number32();
     const unsigned part = number();
-    if (part == 0) return status(id, kEndOfFile);
+    if (part == 0) return status(id, fileref::sftp::kEndOfFile);
     std::string bytes;
     Writer(bytes, Type::kData, id)
         .text(contents(offset, part > 200 ? asked : std::min<std::uint64_t>(asked, part)));
@@ -179,7 +188,7 @@ class FuzzedServer {
 
   std::string names(std::uint32_t id) {
     const unsigned count = number() % 8;
-    if (count == 0) return status(id, kEndOfFile);
+    if (count == 0) return status(id, fileref::sftp::kEndOfFile);
     std::string bytes;
     {
       Writer reply(bytes, Type::kName, id);
@@ -194,14 +203,96 @@ class FuzzedServer {
   std::vector<std::string> requests_;
 };
 
+void take_turn(Connection& connection, FuzzedServer& server) {
+  const std::string sent(connection.output());
+  connection.sent(sent.size());
+  server.receive(sent);
+  connection.receive(server.reply());
+}
+
 void run(Connection& connection, FuzzedServer& server) {
   for (int turns = 0; server.has_more() && !connection.is_broken(); ++turns) {
     check(turns < 100000, "it ends");
-    const std::string sent(connection.output());
-    connection.sent(sent.size());
-    server.receive(sent);
-    connection.receive(server.reply());
+    take_turn(connection, server);
   }
+}
+
+std::unique_ptr<Connection> connect(FuzzedServer& server) {
+  bool ready = false;
+  auto connection = std::make_unique<Connection>([&] { ready = true; }, [](std::string_view) {});
+  while (!ready && server.has_more() && !connection->is_broken()) take_turn(*connection, server);
+  return ready ? std::move(connection) : nullptr;
+}
+
+// What stands between a feed and the server: it carries operations out, in a new session when the
+// one before is lost.
+class Sessions {
+ public:
+  Sessions(std::unique_ptr<Connection> connection, FuzzedServer& server)
+      : server_(server), connection_(std::move(connection)) {}
+
+  TKStatus carry_out(std::unique_ptr<direct::Operation> operation) {
+    if (connection_) operation->begin(*connection_);
+    while (connection_ && !operation->answer()) {
+      check(++turns_ < 100000, "it ends");
+      if (connection_->is_broken() && server_.has_more()) {
+        start_anew(*operation);
+      } else if (connection_->is_broken() || !server_.has_more()) {
+        lose(*operation);
+      } else {
+        take_turn(*connection_, server_);
+      }
+    }
+    return connection_ ? kSuccess : operation->lost({kProcessFailed, "", "lost"}, "").status;
+  }
+
+  Connection& connection() { return *connection_; }
+  const std::shared_ptr<direct::Feeds> feeds = std::make_shared<direct::Feeds>(
+      [this](std::unique_ptr<direct::Operation> operation) {
+        return carry_out(std::move(operation));
+      },
+      nullptr);
+
+ private:
+  void lose(direct::Operation& operation) {
+    operation.drop();
+    feeds->drop();
+    connection_.reset();
+  }
+  void start_anew(direct::Operation& operation) {
+    lose(operation);
+    server_.forget_requests();
+    connection_ = connect(server_);
+    if (connection_) operation.begin(*connection_);
+  }
+
+  FuzzedServer& server_;
+  std::unique_ptr<Connection> connection_;
+  int turns_ = 0;
+};
+
+// Every record is cut out of the bytes that follow, and only the end of all is the end.
+void read_records(std::unique_ptr<Connection> connection, FuzzedServer& server, bool known) {
+  Sessions sessions(std::move(connection), server);
+  auto fetch = std::make_unique<direct::Fetch>("/f");
+  fetch->allow_up_to(direct::kMostWaiting);
+  known ? fetch->open(sessions.connection(), 500) : fetch->look(sessions.connection());
+  RecordReader reader(
+      std::make_unique<direct::Feed>(sessions.feeds, Transfer{false, "/f", "f"}, std::move(fetch)),
+      300);
+  std::uint64_t taken = 0;
+  char* record = nullptr;
+  long length = 0;
+  wrcode rc = kSuccess;
+  while ((rc = reader.read_variable(record, length)) == kSuccess) {
+    const std::string bytes =
+        std::string(record, static_cast<std::size_t>(length)) + (reader.line_is_open() ? "" : "\n");
+    check(server.lied || bytes == contents(taken, bytes.size()), "every record is in its place");
+    taken += bytes.size();
+  }
+  check(rc == ::kEndOfFile || !reader.why().empty(), "a failure is explained");
+  check(server.lied || rc != ::kEndOfFile || taken >= server.stated.value_or(0),
+        "no file that came short ends well");
 }
 
 void download(Connection& connection, FuzzedServer& server, std::uint64_t from) {
@@ -251,30 +342,28 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 2) return 0;
   const std::string_view script(reinterpret_cast<const char*>(data), size);
   FuzzedServer server(script.substr(1));
-  bool ready = false;
-  Connection connection([&] { ready = true; }, [](std::string_view) {});
-  while (!ready && server.has_more() && !connection.is_broken()) {
-    const std::string sent(connection.output());
-    connection.sent(sent.size());
-    server.receive(sent);
-    connection.receive(server.reply());
+  std::unique_ptr<Connection> connection = connect(server);
+  if (!connection) return 0;
+  const unsigned choice = data[0];
+  if (choice >= 128) {
+    read_records(std::move(connection), server, choice % 2 == 0);
+    return 0;
   }
-  if (!ready) return 0;
-  switch (script.front() % 5) {
+  switch (choice % 5) {
     case 0:
-      download(connection, server, 0);
+      download(*connection, server, 0);
       break;
     case 1:
-      download(connection, server, 777);
+      download(*connection, server, 777);
       break;
     case 2:
-      upload(connection, server, "");
+      upload(*connection, server, "");
       break;
     case 3:
-      upload(connection, server, "/.f.new");
+      upload(*connection, server, "/.f.new");
       break;
     default:
-      list(connection, server);
+      list(*connection, server);
   }
   return 0;
 }
