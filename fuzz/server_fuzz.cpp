@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/byte_buffer.h"
 #include "runtime/launch/direct/feed.h"
 #include "runtime/sftp/download.h"
 #include "runtime/sftp/listing.h"
@@ -51,14 +52,14 @@ class FuzzedServer {
   explicit FuzzedServer(std::string_view script) : rest_(script) {}
 
   void receive(std::string_view bytes) {
-    input_ += bytes;
+    input_.append(bytes);
     for (;;) {
-      Reader packet(input_);
+      Reader packet(input_.bytes());
       const std::size_t length = 4 + packet.number32();
       check(length < (1U << 20), "a request is no longer than a server takes");
-      if (!packet.is_whole() || input_.size() < length) return;
-      requests_.push_back(input_.substr(4, length - 4));
-      input_.erase(0, length);
+      if (!packet.is_whole() || input_.bytes().size() < length) return;
+      requests_.emplace_back(input_.bytes().substr(4, length - 4));
+      input_.drop(length);
     }
   }
 
@@ -77,7 +78,7 @@ class FuzzedServer {
   bool has_more() const { return !rest_.empty(); }
   // The session that they were made in is over.
   void forget_requests() {
-    input_.clear();
+    input_ = {};
     requests_.clear();
   }
   // The size that it stated for the open file, if it did.
@@ -199,7 +200,7 @@ class FuzzedServer {
   }
 
   std::string_view rest_;
-  std::string input_;
+  ByteBuffer input_;
   std::vector<std::string> requests_;
 };
 
