@@ -55,4 +55,6 @@ set_property(TARGET qenxbams APPEND PROPERTY LINK_DEPENDS
 if(NOT FILEREF_SANITIZE)
   target_link_options(qenxbams PRIVATE -Wl,--no-undefined)
 endif()
-install(TARGETS qenxbams LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/fileref)
+add_library(fileref::qenxbams ALIAS qenxbams)
+install(TARGETS qenxbams EXPORT filerefTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/fileref)

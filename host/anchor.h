@@ -1,10 +1,10 @@
 // The anchor record: the array of pointers through which a module reaches its host.
 #pragma once
 
-#include "host/control.h"
-#include "host/memory.h"
-#include "host/toolkit.h"
-#include "host/types.h"
+#include "control.h"
+#include "memory.h"
+#include "toolkit.h"
+#include "types.h"
 
 using HostSlot = void (*)();
 

@@ -1,7 +1,7 @@
 // Every code that crosses the boundary, with its meaning.
 #pragma once
 
-#include "host/types.h"
+#include "types.h"
 
 constexpr rctype code(unsigned value) {
   return static_cast<rctype>(value);

@@ -1,8 +1,8 @@
 // The host's global control block and the records it leads to.
 #pragma once
 
-#include "host/types.h"
-#include "host/variables.h"
+#include "types.h"
+#include "variables.h"
 
 // What the module needs to know of the session encoding.
 struct WZ_SESSION {

@@ -1,7 +1,7 @@
 // Pools of memory and the request environment that carries one.
 #pragma once
 
-#include "host/types.h"
+#include "types.h"
 
 // A source of memory. The first two members are fixed; what follows them is the host's.
 struct POOL {

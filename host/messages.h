@@ -18,7 +18,7 @@ struct Message {
 };
 
 #define MESSAGE(name, number, ...) using name = Message<number __VA_OPT__(, ) __VA_ARGS__>;
-#include "host/messages.def"
+#include "messages.def"
 #undef MESSAGE
 
 }  // namespace message

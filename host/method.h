@@ -1,9 +1,9 @@
 // An access method as the host sees it: its control block and its table of entries.
 #pragma once
 
-#include "host/memory.h"
-#include "host/records.h"
-#include "host/types.h"
+#include "memory.h"
+#include "records.h"
+#include "types.h"
 
 template <class Fn>
 struct AMENT_SLOT {

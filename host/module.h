@@ -1,8 +1,8 @@
 // How a module image presents itself: descriptor, program-connect records, connect routine.
 #pragma once
 
-#include "host/method.h"
-#include "host/types.h"
+#include "method.h"
+#include "types.h"
 
 // The method entry. On success stores the method block through `ammcbp` and 0 through `rcp`;
 // otherwise stores a failure code through `rcp`.

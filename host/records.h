@@ -1,7 +1,7 @@
 // Records that the host and the method hand each other about files.
 #pragma once
 
-#include "host/types.h"
+#include "types.h"
 
 // Bits of WX_OPENPARM.openmode.
 constexpr int kOpenInput = 0x1;

@@ -3,13 +3,13 @@
 // a wrong argument a compile error on both sides.
 #pragma once
 
-#include "host/anchor.h"
-#include "host/codes.h"
-#include "host/memory.h"
-#include "host/method.h"
-#include "host/records.h"
-#include "host/tokens.h"
-#include "host/types.h"
+#include "anchor.h"
+#include "codes.h"
+#include "memory.h"
+#include "method.h"
+#include "records.h"
+#include "tokens.h"
+#include "types.h"
 
 namespace service {
 
@@ -20,7 +20,7 @@ namespace service {
     static constexpr const char* name = #NAME;          \
     using Fn = RESULT PARAMETERS;                       \
   };
-#include "host/services.def"
+#include "services.def"
 #undef SERVICE
 
 struct Place {
@@ -30,7 +30,7 @@ struct Place {
 
 inline constexpr Place kPlaces[] = {
 #define SERVICE(NAME, VECTOR, SLOT, RESULT, PARAMETERS) {VECTOR, SLOT},
-#include "host/services.def"
+#include "services.def"
 #undef SERVICE
 };
 

@@ -1,7 +1,7 @@
 // The option tokenizer's records.
 #pragma once
 
-#include "host/types.h"
+#include "types.h"
 
 constexpr short kTokenOther = 0;
 constexpr short kTokenName = 2;

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "host/types.h"
+#include "types.h"
 
 using TKChar = char32_t;  // a toolkit character: 4 bytes
 using TKFlags = unsigned;

@@ -1,7 +1,7 @@
 // Host variables.
 #pragma once
 
-#include "host/types.h"
+#include "types.h"
 
 // A reference to a variable by name.
 struct YX_VAR {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/messages.h"
+#include "host/options.h"
 #include "runtime/name_escape.h"
 #include "runtime/runtime.h"
 #include "runtime/services.h"
@@ -144,18 +145,17 @@ POOL* Services::yymheap() {
 
 wrcode Services::yyrngef(const char*, int number, int, int, ptr, double* value, unsigned* attr,
                          TASKCTX*) {
-  if (number != HostOptionValues::kXcmdNumber) return kUnknownHostOption;
+  if (number != kHostOptionXcmd) return kUnknownHostOption;
   *value = host().host_options.external_commands ? 1.0 : 0.0;
   if (attr != nullptr) *attr = 0;
   return kSuccess;
 }
 
 wrcode Services::yyrn6gf(int number, int, long* value, unsigned* attr, TASKCTX*) {
-  if (number != HostOptionValues::kRecordLengthNumber) return kUnknownHostOption;
+  if (number != kHostOptionRecordLength) return kUnknownHostOption;
   const HostOptionValues& options = host().host_options;
   *value = options.record_length;
-  *attr = options.record_length_is_default ? HostOptionValues::kSystemDefault
-                                           : HostOptionValues::kSetByUser;
+  *attr = options.record_length_is_default ? kOriginSystem : kOriginUser;
   return kSuccess;
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/codes.h"
+#include "runtime/launch/process.h"
 #include "runtime/name_escape.h"
 #include "runtime/names.h"
 #include "runtime/shield.h"
@@ -97,15 +98,26 @@ struct Toolkit::LaunchService : TKELS_S {
   }
 };
 
-struct Toolkit::Process : LSProcess_S {
-  std::unique_ptr<Client> client;
+// The process that the module drives, and what it tells of its work.
+struct Toolkit::Process : runtime::Process {
+  Toolkit& toolkit;
   std::string command;  // that was sent last
+
+  Process(Toolkit& of, std::unique_ptr<Client> client)
+      : runtime::Process(std::move(client)), toolkit(of) {
+    toolkit.driven_ = &this->client();
+    ++toolkit.outstanding_;
+  }
+  ~Process() override {
+    if (toolkit.driven_ == &client()) toolkit.driven_ = nullptr;
+    --toolkit.outstanding_;
+  }
 
   void note_missing_directory(std::string_view answer) {
     const bool refused = command.starts_with("cd \"") && answer.starts_with("no such file");
-    toolkit().trouble_.no_such_directory |=
+    toolkit.trouble_.no_such_directory |=
         refused &&
-        (says_nothing_is_there(client->words()) || says_nothing_is_there(client->explanation()));
+        (says_nothing_is_there(client().words()) || says_nothing_is_there(client().explanation()));
   }
 
   // A download that is refused need not fail the call that asked for it.
@@ -113,75 +125,28 @@ struct Toolkit::Process : LSProcess_S {
     if (!command.starts_with("get \"") || !answer.starts_with("unable to open")) return;
     const std::string name = unescape_name(command.substr(5, command.rfind("\" \"") - 5));
     const std::string& why =
-        client->explanation().empty() ? client->words() : client->explanation();
+        client().explanation().empty() ? client().words() : client().explanation();
     const std::string_view line = std::string_view(why).substr(0, why.find_first_of("\r\n"));
-    toolkit().trouble_.refused.push_back("\"" + name + "\" was skipped: " + std::string(line));
+    toolkit.trouble_.refused.push_back("\"" + name + "\" was skipped: " + std::string(line));
   }
 
-  Process()
-      : LSProcess_S{{},      nullptr, 0,      nullptr,    &pid,       &context, &kill,   &status,
-                    &output, &input,  &close, &no_method, &no_method, &await,   &refuse, &refuse} {}
-  ~Process() {
-    if (toolkit().driven_ == client.get()) toolkit().driven_ = nullptr;
+  TKStatus read(int mode, char* buffer, TKMemSize capacity, TKMemSize* length) override {
+    if (toolkit.service_faults_.hit()) return kProcessFailed;
+    const TKStatus rc = runtime::Process::read(mode, buffer, capacity, length);
+    note_refusal({buffer, *length});
+    note_missing_directory({buffer, *length});
+    return rc;
   }
-
-  Toolkit& toolkit() const { return *static_cast<Toolkit*>(generic.oven); }
-  static Process& of(LSProcess_S* process) { return *static_cast<Process*>(process); }
-  template <class Call>
-  static TKStatus run(LSProcess_S* process, Call call) {
-    Process& self = of(process);
-    return self.toolkit().run(kProcessFailed, [&] { return call(self); });
+  TKStatus send(std::string_view text) override {
+    if (toolkit.service_faults_.hit()) return kProcessFailed;
+    toolkit.driven_ = &client();
+    command = text;
+    return runtime::Process::send(text);
   }
-
-  static long pid(LSProcess_S* process) { return of(process).client->pid(); }
-  static TKMemPtr context(LSProcess_S* process) { return process->pUserContext; }
-  static TKStatus kill(LSProcess_S* process, TKJnlh /*journal*/) {
-    return run(process, [&](Process& self) { return self.client->kill(); });
+  TKStatus wait(std::chrono::milliseconds at_most) override {
+    if (toolkit.service_faults_.hit()) return kProcessFailed;
+    return runtime::Process::wait(at_most);
   }
-  static TKStatus status(LSProcess_S* process, int* exit_status, TKJnlh /*journal*/) {
-    return run(process, [&](Process& self) {
-      const std::optional<int> ended = self.client->exit_status();
-      if (ended) *exit_status = *ended;
-      return ended ? kSuccess : kNoAnswerInTime;
-    });
-  }
-  static TKStatus output(LSProcess_S* process, int mode, char* buffer, TKMemSize capacity,
-                         TKMemSize* length, TKJnlh /*journal*/) {
-    *length = 0;
-    return run(process, [&](Process& self) {
-      if (self.toolkit().service_faults_.hit()) return kProcessFailed;
-      const TKStatus rc = self.client->read(mode, buffer, capacity, length);
-      self.toolkit().note_trouble(*self.client);
-      self.note_refusal({buffer, *length});
-      self.note_missing_directory({buffer, *length});
-      return rc;
-    });
-  }
-  static TKStatus input(LSProcess_S* process, const char* text, TKMemSize length,
-                        TKJnlh /*journal*/) {
-    return run(process, [&](Process& self) {
-      if (self.toolkit().service_faults_.hit()) return kProcessFailed;
-      self.toolkit().driven_ = self.client.get();
-      self.command.assign(text, length);
-      const TKStatus rc = self.client->send({text, length});
-      if (rc != kSuccess) self.toolkit().note_trouble(*self.client);
-      return rc;
-    });
-  }
-  static TKStatus close(LSProcess_S* process) {
-    return run(process, [&](Process& self) {
-      self.client->close_streams();
-      return kSuccess;
-    });
-  }
-  static TKStatus await(LSProcess_S* process, long milliseconds, TKJnlh /*journal*/) {
-    return run(process, [&](Process& self) {
-      if (self.toolkit().service_faults_.hit()) return kProcessFailed;
-      return self.client->wait(std::chrono::milliseconds(milliseconds));
-    });
-  }
-  static void no_method() {}
-  static TKStatus refuse(LSProcess_S* /*process*/, TKJnlh /*journal*/) { return kNotSupported; }
 };
 
 template <class T, class Record>
@@ -232,7 +197,10 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
   request.command_line = command_line;
   request.journal = [this](std::string_view text) { log_.write("client", text); };
   request.said = client_said;
-  request.broke_off = [this](const Client& client) { note_trouble(client); };
+  request.trouble = [this](const std::string& explanation, const std::string& words) {
+    if (!explanation.empty()) trouble_.explanation = explanation;
+    if (!words.empty()) trouble_.words = words;
+  };
   std::string why;
   auto client = Client::launch(std::move(request), &why);
   if (!client) {
@@ -240,12 +208,7 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
     trouble_.explanation = why;
     return kProcessFailed;
   }
-  driven_ = client.get();
-  auto* made = new Process();
-  made->client = std::move(client);
-  made->generic = {this, "client", &destroy<Process, LSProcess_S>};
-  ++outstanding_;
-  *process = made;
+  *process = new Process(*this, std::move(client));
   return kSuccess;
 }
 
@@ -256,11 +219,6 @@ void Toolkit::pause(std::chrono::milliseconds at_most) {
 void Toolkit::explain(std::string_view more) {
   if (!trouble_.explanation.empty()) trouble_.explanation += "; ";
   trouble_.explanation += more;
-}
-
-void Toolkit::note_trouble(const Client& client) {
-  if (!client.explanation().empty()) trouble_.explanation = client.explanation();
-  if (!client.words().empty()) trouble_.words = client.words();
 }
 
 }  // namespace fileref::runtime

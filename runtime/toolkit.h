@@ -67,7 +67,6 @@ class Toolkit {
   template <class T, class Record>
   T* make(const char* name);
   TKStatus launch_client(const std::string& command_line, LSProcessp* process);
-  void note_trouble(const Client& client);
   // Runs what the module asks of an object. What it throws becomes `failure`, and the explanation.
   template <class Call>
   TKStatus run(TKStatus failure, Call call);

@@ -105,6 +105,7 @@ std::optional<std::vector<std::string>> words_to_run(const LaunchRequest& reques
 }  // namespace
 
 std::unique_ptr<Client> Client::launch(LaunchRequest request, std::string* why) {
+  for (const std::string& secret : request.secrets) request.blot.add(secret);
   const Blot blot = request.blot;
   std::unique_ptr<Client> client = start(std::move(request), why);
   *why = blot(*why);
@@ -158,6 +159,15 @@ Client::Client(LaunchRequest request, std::vector<std::string> words, std::uniqu
 Client::~Client() {
   note_left_out();
   child_->end(limits().close_grace, limits().close_grace);
+}
+
+void Client::tell_trouble() const {
+  const bool is_known = !explanation_.empty() || !words().empty();
+  if (is_known && request_.trouble) request_.trouble(explanation_, words());
+}
+
+void Client::tell_trouble(const std::string& reason) const {
+  if (request_.trouble) request_.trouble(request_.blot(reason), {});
 }
 
 bool Client::restart(std::string* why) {

@@ -16,6 +16,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fileref/launch.h"
 #include "host/codes.h"
 #include "host/toolkit.h"
 #include "runtime/byte_source.h"
@@ -26,65 +27,26 @@
 
 namespace fileref::runtime {
 
-// How long the client may take; 0 stands for no limit.
-struct LaunchLimits {
-  std::chrono::milliseconds start{120'000};   // until the session is up
-  std::chrono::milliseconds command{60'000};  // for an exchange that moves no file contents
-  std::chrono::milliseconds transfer{0};      // for one that does
-  // For a transfer that does not go on; the session counts as lost then.
-  std::chrono::milliseconds stall{60'000};
-  std::chrono::milliseconds close_grace{2'000};  // before TERM, and again before KILL
-};
+using fileref::LaunchLimits;
 using Limit = std::chrono::milliseconds LaunchLimits::*;
 
-class Client;
-
-struct LaunchRequest {
-  // Program, options and host, quoted as for a shell. Without a host it ends in a blank, and the
-  // options must name a server to talk to directly (-D). With -b the client runs a batch file and
-  // ends: its output passes through, and an exit status other than 0 makes the last read fail.
-  std::string command_line;
-  std::vector<std::string> extra_arguments;  // inserted right behind the program
-  // "direct": ssh is run in place of the program, and spoken to in the file transfer protocol.
-  // "openssh", "psftp": the dialogue of that client is spoken. "plain": passes bytes through.
-  // Empty: "direct" in place of the system's own `sftp` where it can do what the words ask for,
-  // else by the file name of the program.
-  std::string adapter;
-  LaunchLimits limits;
-  // Read every upload back and compare it, else it has failed: OpenSSH clients up to 10.0 can miss
-  // a block that the server refused, while the size comes out right.
-  bool verify_uploads = false;
-  // Send uploads under another name, which then replaces the old file: client "direct" only.
-  bool atomic_uploads = false;
+// With what the library's own host asks for beyond any other.
+struct LaunchRequest : fileref::LaunchRequest {
+  std::vector<std::string> extra_arguments = {};  // inserted right behind the program
   // Names that are likely to be fetched one after the other: "direct" fetches them ahead.
-  std::vector<std::string> expected;
+  std::vector<std::string> expected = {};
   // Journal every request and reply of the protocol: "direct" only.
   bool trace = false;
-  // How often a command is repeated whose client ended under way, in a new session that stands in
-  // the same directory. One whose transfer stalled counts as ended. A session that was lost between
-  // two commands counts as the first of them.
-  int retries = 2;
-  bool may_ask = false;  // there is a terminal on which the client may ask its user
-  // Is asked at least every 100 ms while the client is waited for. True ends the client and fails
-  // the command; it stays true until the command has failed.
-  std::function<bool()> interrupted;
-  // Is told each line that is sent ("> " and the line), and of what the client says in answer to
-  // one, or between two, the first 64 KiB and how much was left out.
-  std::function<void(std::string_view)> journal;
   // Is told each line that the client says.
-  std::function<void(std::string_view)> said;
-  // What must appear in nothing that is told of the client and its words.
-  Blot blot;
+  std::function<void(std::string_view)> said = {};
+  // What must appear in nothing that is told of the client and its words, beside `secrets`.
+  Blot blot = {};
   // Is told about five times a second how far a transfer has come. It must not throw.
-  ProgressReport progress;
+  ProgressReport progress = {};
   // Takes the bytes of a file that was asked for as `local`, which come while they are read:
   // "direct" only. Without it, as with every other client, `local` is a whole file when its get is
-  // answered.
-  std::function<void(const std::string& local, std::unique_ptr<ByteSource>)> feed;
-  // Is told of a client whose file broke off while it was read.
-  std::function<void(const Client&)> broke_off;
-  // Is called when an upload failed: keeps that local file and returns where, "" if it could not.
-  std::function<std::string(const std::string& local)> keep_unsent;
+  // answered. A file that breaks off while it is read is told to `trouble`.
+  std::function<void(const std::string& local, std::unique_ptr<ByteSource>)> feed = {};
 };
 
 class Client {
@@ -130,6 +92,9 @@ class Client {
   // most its last 4 KiB, word for word). Either may be empty.
   const std::string& explanation() const { return explanation_; }
   const std::string& words() const { return error_words_.empty() ? output_words_ : error_words_; }
+  // Tells them to the request's `trouble`, unless both are empty; or a reason of the caller's.
+  void tell_trouble() const;
+  void tell_trouble(const std::string& reason) const;
 
  protected:
   using Milliseconds = std::chrono::milliseconds;

@@ -10,19 +10,24 @@ TEST_F(Library, InstalledItBuildsAndRunsAProgramOfItsOwn) {
 #endif
   const std::string prefix = directory_ / "prefix";
   const std::string build = directory_ / "build";
+  const std::string sum = directory_ / "sum", host = build + "/host/host";
+  const std::string server = "OPTIONS=-D /usr/lib/openssh/sftp-server";
   put("numbers", "1\n20\n300\n");
-  const std::vector<std::vector<std::string>> steps = {
-      {"cmake", "--install", FILEREF_BUILD_DIRECTORY, "--prefix", prefix},
-      {"cmake", "-G", "Ninja", "-S", FILEREF_SOURCE_DIRECTORY "/examples/sum", "-B", build,
-       "-DCMAKE_PREFIX_PATH=" + prefix},
-      {"cmake", "--build", build},
-      {build + "/sum", "local:" + (directory_ / "numbers").string(),
-       "local:" + (directory_ / "sum").string()},
-      {prefix + "/bin/fileref", "read", "local:" + (directory_ / "sum").string()},
-  };
+  std::vector<std::vector<std::string>> steps = {
+      {"cmake", "--install", FILEREF_BUILD_DIRECTORY, "--prefix", prefix}};
+  for (const std::string example : {"sum", "host"}) {
+    steps.push_back({"cmake", "-G", "Ninja", "-S", FILEREF_SOURCE_DIRECTORY "/examples/" + example,
+                     "-B", build + "/" + example, "-DCMAKE_PREFIX_PATH=" + prefix});
+    steps.push_back({"cmake", "--build", build + "/" + example});
+  }
+  steps.push_back(
+      {build + "/sum/sum", "local:" + (directory_ / "numbers").string(), "local:" + sum});
+  steps.push_back({prefix + "/bin/fileref", "read", "local:" + sum});
+  steps.push_back({host, "write", sum, server});
+  steps.push_back({host, "read", sum, server});
   support::Outcome outcome;
   for (const auto& step : steps) {
-    outcome = support::run(step, "", {{"TMPDIR", directory_ / "temporary"}});
+    outcome = support::run(step, outcome.out, {{"TMPDIR", directory_ / "temporary"}});
     ASSERT_EQ(outcome.status, 0) << testing::PrintToString(step) << outcome.err << outcome.out;
   }
   EXPECT_EQ(outcome.out, "321\n");
@@ -32,7 +37,19 @@ TEST_F(Library, InstalledItBuildsAndRunsAProgramOfItsOwn) {
         "fish/vendor_completions.d/fileref.fish"}) {
     EXPECT_TRUE(support::fs::exists(prefix + "/share/" + file)) << file;
   }
-  outcome = support::run({build + "/sum", "foo", "bar"});
+  outcome = support::run({host, "read", sum + "mit", server});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("summit\": no such file or directory"), outcome.err.npos)
+      << outcome.err;
+  outcome = support::run({host, "write", prefix, server}, "unsent\n");
+  EXPECT_EQ(outcome.status, 1);
+  const std::size_t place = outcome.err.find("the data is kept in /tmp/host-");
+  ASSERT_NE(place, outcome.err.npos) << outcome.err;
+  const support::fs::path kept =
+      outcome.err.substr(place + 20, sizeof "/tmp/host-XXXXXX/unsent" - 1);
+  EXPECT_EQ(support::read_file(kept), "unsent\n");
+  support::fs::remove_all(kept.parent_path());
+  outcome = support::run({build + "/sum/sum", "foo", "bar"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_TRUE(outcome.err.starts_with("\"foo\" is no target. ")) << outcome.err;
 }

@@ -75,7 +75,7 @@ bool DirectClient::has_nothing_to_do() {
 
 TKStatus DirectClient::refill_feed(std::unique_ptr<Operation> refill) {
   const TKStatus status = carry_out(std::move(refill));
-  if (status != kSuccess && launch_request().broke_off) launch_request().broke_off(*this);
+  if (status != kSuccess) tell_trouble();
   return status;
 }
 

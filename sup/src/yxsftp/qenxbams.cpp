@@ -1,5 +1,6 @@
 // The method entry and the method table.
 #include "dsup/src/vvipgmcn.h"
+#include "host/options.h"
 #include "sup/src/yxsftp/entries.h"
 #include "sup/src/yxsftp/flcb.h"
 #include "sup/src/yxsftp/memory.h"
@@ -7,8 +8,6 @@
 #include "sup/src/yxsftp/text.h"
 
 namespace {
-
-constexpr int kXcmdOption = 12356;
 
 constexpr AMENT kMethodTable = {
     .amasgn = {0, yxsasgn},
@@ -70,7 +69,8 @@ AMMCB* new_method() {
 
 rctype check_allowed() {
   double xcmd = 0.0;
-  if (yyrngef(nullptr, kXcmdOption, 0, 0, nullptr, &xcmd, nullptr, current_task()->context) != 0) {
+  if (yyrngef(nullptr, kHostOptionXcmd, 0, 0, nullptr, &xcmd, nullptr, current_task()->context) !=
+      0) {
     return fail_with_text("ERROR: Unable to retrieve the value of the XCMD option");
   }
   if (xcmd == 0.0) {

@@ -1,14 +1,12 @@
 // Settling what a file is opened with: options, record format and length, command line.
+#include "host/options.h"
 #include "sup/src/yxsftp/ffcb.h"
 #include "sup/src/yxsftp/report.h"
 #include "sup/src/yxsftp/text.h"
 
 namespace {
 
-constexpr int kRecordLengthOption = 4488;
 constexpr long kDefaultRecordLength = 256;
-constexpr unsigned kOriginMask = 0xFF000000;
-constexpr unsigned kSystemDefault = 0x01000000;  // nobody has set the option
 
 // The value of a field: of the open's options when they give it, else of the fileref's.
 template <class T>
@@ -29,9 +27,9 @@ const FAMB* giver_of(const FAMB* open, const FAMB* fileref, char (FAMB::*field)[
 long default_record_length(int recfm) {
   long length = kDefaultRecordLength;
   unsigned origin = 0;
-  yyrn6gf(kRecordLengthOption, 0, &length, &origin, current_task()->context);
+  yyrn6gf(kHostOptionRecordLength, 0, &length, &origin, current_task()->context);
   const bool fixed = (recfm & kRecfmFixed) != 0;
-  return fixed && (origin & kOriginMask) == kSystemDefault ? kDefaultRecordLength : length;
+  return fixed && (origin & kOriginMask) == kOriginSystem ? kDefaultRecordLength : length;
 }
 
 void merge_format(FFCB* ffcb, const FAMB* open, const FAMB* fileref) {
