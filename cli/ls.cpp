@@ -1,5 +1,6 @@
 #include "cli/record_output.h"
 #include "cli/session.h"
+#include "cli/several.h"
 
 namespace cli {
 namespace {
@@ -16,9 +17,7 @@ fileref::Target directory_of(const Request& request, std::vector<std::string>& o
   return target;
 }
 
-}  // namespace
-
-int ls(const Request& request) {
+int ls_one(const Request& request) {
   std::vector<std::string> options = request.options;
   const fileref::Target target = directory_of(request, options);
   fileref::Host host(host_options(request));
@@ -30,6 +29,12 @@ int ls(const Request& request) {
   names.close();
   host.deassign(kFileref);
   return kDone;
+}
+
+}  // namespace
+
+int ls(const Request& request) {
+  return each_target(request, &ls_one);
 }
 
 }  // namespace cli

@@ -5,6 +5,7 @@
 
 #include "cli/interrupt.h"
 #include "cli/log_file.h"
+#include "cli/login.h"
 #include "cli/progress_line.h"
 #include "cli/report.h"
 #include "cli/request.h"
@@ -23,8 +24,11 @@ inline fileref::HostOptions host_options(const Request& request) {
   return options;
 }
 
+// The target, with the words that reach its server. Throws UsageError.
 inline fileref::Target any_target(const Request& request) {
-  return fileref::Target::parse(request.target);
+  fileref::Target target = fileref::Target::parse(request.target);
+  add_login(request, &target);
+  return target;
 }
 
 // The target of a command that needs a file.

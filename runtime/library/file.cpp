@@ -89,7 +89,7 @@ bool OpenFile::waits() const {
   return file != nullptr && runtime::TempMethod::waits(file);
 }
 
-void OpenFile::copy_to(int descriptor) {
+void OpenFile::copy_to(int descriptor, bool* open_line) {
   const runtime::Destination out{descriptor, host_.interrupted()};
   std::string text;
   const auto write_out = [&] {
@@ -98,10 +98,9 @@ void OpenFile::copy_to(int descriptor) {
   };
   std::string_view record;
   try {
-    bool owes_line_feed = false;  // of an open line, which only the end of all can leave open
     while (read(record)) {
-      if (owes_line_feed) text += '\n';
-      owes_line_feed = !stream_ && !line_ended_;
+      if (*open_line) text += '\n';
+      *open_line = !stream_ && !line_ended_;  // which only the end of all can leave so
       text.append(record);
       if (!stream_ && line_ended_) text += '\n';
       HOST_FILE* file = host_.runtime().temp.copyable_behind(record.data());
@@ -214,8 +213,9 @@ OpenFile& Input::file() const {
 bool Input::next(std::string_view& record) {
   return file().read(record);
 }
-void Input::copy_to(int out) {
-  file().copy_to(out);
+void Input::copy_to(int out, bool* open_line) {
+  bool not_open = false;
+  file().copy_to(out, open_line == nullptr ? &not_open : open_line);
 }
 const std::vector<std::string>& Input::skipped() const {
   return file().skipped();

@@ -177,7 +177,7 @@ class OpenFile {
   OpenFile& operator=(const OpenFile&) = delete;
 
   bool read(std::string_view& record);
-  void copy_to(int descriptor);
+  void copy_to(int descriptor, bool* open_line);
   void write(std::string_view record);
   // Without its line feed, where records are lines.
   void write_lines(std::string_view lines);
