@@ -100,6 +100,11 @@ void add_ls_words(CLI::App& command, Request& request) {
       ->excludes("-0");
 }
 
+void add_stat_words(CLI::App& command, Request& request) {
+  add_targets(command, request);
+  command.add_flag("--json", request.json, "Print JSON; what is not known is null");
+}
+
 void add_batch_words(CLI::App& command, Request& request) {
   command.add_option("FILE", request.batch_file, "The batch file")->option_text(" ")->required();
   add_target(command, request);
@@ -194,6 +199,13 @@ constexpr Command kCommands[] = {
      "  fileref ls -l sftp://srv/data/\n"
      "  fileref ls --json 'sftp://srv/data/*.csv'\n",
      "cannot list", &ls, &add_ls_words},
+    {"stat", "Print kind, size, time and mode of remote files",
+     "Prints what the server says of each TARGET, a file or a directory, without fetching it. "
+     "Links "
+     "are followed. What is not said is shown as \"?\".",
+     "  fileref stat sftp://srv/data/in.csv sftp://srv/data\n"
+     "  fileref stat --json local:/etc/hostname\n",
+     "cannot find out about", &stat, &add_stat_words},
     {"members", "Print the members of a remote directory",
      "Prints the members of the directory TARGET: columns on a terminal, else with tabs between.",
      "  fileref members --kind sftp://srv/data\n"
@@ -207,7 +219,7 @@ constexpr Command kCommands[] = {
      "  fileref exists -P 2022 sftp://srv/~/report.txt\n",
      "cannot find out about", &exists, &add_target},
     {"info", "Describe a remote file or directory",
-     "Prints a short description of the file TARGET, which is opened for it, or of the directory "
+     "Prints a short description of the file TARGET, which is not fetched, or of the directory "
      "TARGET, which ends in a slash.",
      "  fileref info sftp://srv/data/in.csv\n"
      "  fileref info local:/tmp/\n",

@@ -59,5 +59,6 @@ int batch(const Request& request);
 int members(const Request& request);
 int exists(const Request& request);
 int info(const Request& request);
+int stat(const Request& request);
 
 }  // namespace cli

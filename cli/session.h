@@ -59,6 +59,10 @@ inline bool assign_file(fileref::Host& host, const fileref::Target& target,
   return host.find(kFileref) == target.last_part();
 }
 
+// What is there under the target, which TARGET then stands for. Throws Missing when nothing
+// is.
+fileref::FileStatus status_of(fileref::Host& host, const Request& request);
+
 // The target as a directory of members; the login directory when it has no path.
 inline fileref::Target directory_target(const Request& request) {
   fileref::Target target = any_target(request);

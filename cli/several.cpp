@@ -30,6 +30,10 @@ int each_target(const Request& request, const std::function<int(const Request& o
       if (interrupted() || is_wrong_use || request.targets.size() == 1) throw;
       tell(describe(fmt::format("{} {}", request.what_failed, each.target), failure));
       status = kFailed;
+    } catch (const Missing& missing) {
+      if (request.targets.size() == 1) throw;
+      complain(fmt::format("{} {}: {}", request.what_failed, each.target, missing.what()));
+      status = kFailed;
     }
   }
   return status;

@@ -4,8 +4,15 @@
 #include <functional>
 
 #include "cli/request.h"
+#include "fileref/failure.h"
 
 namespace cli {
+
+// The server shows nothing under a target.
+class Missing : public fileref::Error {
+ public:
+  using Error::Error;
+};
 
 // Runs `one` for each target, and tells of each whose access failed; the others are dealt with all
 // the same. Returns the worst status. Throws WrongUse before any when one of them is no target, and

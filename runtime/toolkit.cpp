@@ -1,6 +1,7 @@
 #include "runtime/toolkit.h"
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <new>
 #include <utility>
@@ -98,7 +99,7 @@ struct Toolkit::LaunchService : TKELS_S {
 };
 
 struct Toolkit::Process : LSProcess_S {
-  std::unique_ptr<Client> client;
+  std::shared_ptr<Client> client;
   std::string command;  // that was sent last
 
   void note_missing_directory(std::string_view answer) {
@@ -234,13 +235,14 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
   request.said = client_said;
   request.broke_off = [this](const Client& client) { note_trouble(client); };
   std::string why;
-  auto client = Client::launch(std::move(request), &why);
+  std::shared_ptr<Client> client = Client::launch(std::move(request), &why);
   if (!client) {
     log_.write("client", why);
     trouble_.explanation = why;
     return kProcessFailed;
   }
   driven_ = client.get();
+  clients_.insert_or_assign(log_.subject(), client);
   auto* made = new Process();
   made->client = std::move(client);
   made->generic = {this, "client", &destroy<Process, LSProcess_S>};
@@ -251,6 +253,29 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
 
 void Toolkit::pause(std::chrono::milliseconds at_most) {
   if (driven_ != nullptr && driven_->busy()) driven_->pump(at_most);
+}
+
+std::weak_ptr<Client> Toolkit::client_of(std::string_view fileref) const {
+  const auto found = clients_.find(fileref);
+  return found == clients_.end() ? std::weak_ptr<Client>() : found->second;
+}
+
+TKStatus Toolkit::ask(Client& client, std::string_view command, std::string_view name,
+                      std::optional<FileStatus>* found) {
+  if (!client.knows_files()) {
+    trouble_.explanation = "what this client says of files is not understood";
+    return kProcessFailed;
+  }
+  constexpr std::size_t kLongestAnswer = 256;
+  std::array<char, kLongestAnswer> answer;
+  std::size_t length = 0;
+  const std::string line = std::string(command) + " \"" + escape_name(std::string(name)) + "\"\n";
+  TKStatus rc = client.send(line);
+  constexpr int kWhole = 1;
+  if (rc == kSuccess) rc = client.read(kWhole, answer.data(), answer.size(), &length);
+  *found = read_status({answer.data(), length});
+  if (!*found) note_trouble(client);
+  return rc;
 }
 
 void Toolkit::explain(std::string_view more) {

@@ -4,6 +4,7 @@
 #include "fileref/directory.h"
 #include "fileref/failure.h"
 #include "fileref/file.h"
+#include "fileref/file_status.h"
 #include "fileref/host.h"
 #include "fileref/printable.h"
 #include "fileref/target.h"

@@ -28,6 +28,7 @@
 #include "fileref/directory.h"
 #include "fileref/failure.h"
 #include "fileref/file.h"
+#include "fileref/file_status.h"
 #include "fileref/target.h"
 
 namespace fileref {
@@ -151,6 +152,13 @@ class Host {
   std::optional<std::string> find(std::string_view fileref);
   /// Whether `find` finds it.
   bool exists(std::string_view fileref);
+
+  /// What is there under the path that a fileref stands for, a file or a directory; links are
+  /// followed, and nothing is fetched. Nothing when there is no such file or directory.
+  std::optional<FileStatus> stat(std::string_view fileref);
+  /// A short description of the file that a fileref stands for, whether or not it is there; nothing
+  /// is fetched.
+  std::vector<InfoLine> info(std::string_view fileref);
 
   /// Runs the user's own batch of client commands, for a fileref that was assigned with BATCHFILE,
   /// and tells every line that the client says. Throws Failure when a command fails. What `said`

@@ -24,6 +24,7 @@ OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, int openmode
       output_(openmode == kOpenOutput),
       stream_(temporary != nullptr && runtime::TempMethod::is_stream(temporary)),
       names_(!output_ && temporary == nullptr),
+      client_(host.runtime().toolkit.client_of(fileref_)),
       close_entry_(entries.close),
       member_(entries.member),
       options_(std::move(options)) {}
@@ -175,16 +176,32 @@ void OpenFile::abandon() {
   });
 }
 
+namespace {
+
+// What stands in the root directory has a dot in its physical name, which no user wrote.
+std::string path_of(const W_PAIRS& pair) {
+  std::string path =
+      runtime::unescape_name({pair.valueptr, static_cast<std::size_t>(pair.valuelen)});
+  return path.starts_with("/./") ? path.erase(0, 2) : path;
+}
+
+}  // namespace
+
 std::vector<InfoLine> lines_of(const W_INFSTR* list) {
   std::vector<InfoLine> lines;
   for (long i = 0; i < list->pairnum; ++i) {
     const W_PAIRS& pair = list->wpairs[i];
     if (pair.nameptr == nullptr) continue;
     lines.push_back(
-        {std::string(pair.nameptr, static_cast<std::size_t>(pair.namelen)),
-         runtime::unescape_name({pair.valueptr, static_cast<std::size_t>(pair.valuelen)})});
+        {std::string(pair.nameptr, static_cast<std::size_t>(pair.namelen)), path_of(pair)});
   }
   return lines;
+}
+
+FileStatus OpenFile::status() {
+  if (!names_ || name_.empty()) throw UsageError("No name of a listing was read.");
+  const std::optional<FileStatus> found = host_.ask_about(fileref_, client_, "lstat", name_);
+  return found.value_or(FileStatus{});
 }
 
 std::vector<InfoLine> OpenFile::info() {
@@ -228,6 +245,9 @@ long Input::record_length() const {
 }
 bool Input::is_stream() const {
   return file().is_stream();
+}
+FileStatus Input::status() {
+  return file().status();
 }
 std::vector<InfoLine> Input::info() {
   return file().info();

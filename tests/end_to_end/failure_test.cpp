@@ -375,7 +375,7 @@ TEST_F(Failures, OfStandardStreams) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.words);
     const support::Outcome outcome =
-        support::run({"sh", "-c", command() + " " + c.words}, "new\n", environment());
+        support::run({"sh", "-c", command() + (" " + c.words)}, "new\n", environment());
     EXPECT_EQ(outcome.status, c.status);
     EXPECT_EQ(outcome.err.starts_with("fileref: "), c.status != 0) << outcome.err;
     EXPECT_EQ(support::read_file(remote("f")), "old\n");

@@ -495,5 +495,38 @@ TEST_F(Library, NoValueBecomesAnotherWordOrAnOption) {
   }
 }
 
+// What is looked at is what the fileref stands for now, while its files are read as before.
+TEST_F(Library, StatusIsThatOfWhatAFilerefStandsFor) {
+  put("large", std::string(40 << 20, 'x') + "\n");
+  put("small", "12\n");
+  const std::string long_lines = "LRECL=50000000";
+  host_->assign("A", target("large"), {long_lines});
+  std::string_view record;
+  Input large = host_->open("A");
+  EXPECT_EQ(host_->stat("A")->size, (40U << 20) + 1) << "while its records come";
+  EXPECT_TRUE(large.next(record));
+  EXPECT_EQ(record.size(), 40U << 20);
+  Input listed = [&] {
+    host_->assign("L", Target::parse("local:" + directory_.path().string() + "/"), {"LS"});
+    return host_->open("L", {option("LSFILE", "*e")});
+  }();
+  EXPECT_THROW((void)listed.status(), UsageError) << "no name was read";
+  EXPECT_TRUE(listed.next(record));
+  EXPECT_EQ(record, "large");
+  EXPECT_EQ(listed.status().size, (40U << 20) + 1);
+  EXPECT_EQ(failure([&] { host_->stat("L"); }).code(), static_cast<int>(0x8000100F));
+  host_->assign("L", target("small"));
+  EXPECT_EQ(host_->stat("L")->size, 3U);
+  EXPECT_EQ(host_->stat("L")->kind, FileStatus::Kind::kFile);
+  host_->assign("L", target("none"));
+  EXPECT_FALSE(host_->stat("L"));
+  EXPECT_EQ(host_->info("L").front().value, (directory_ / "none").string());
+  host_->assign("L", Target::parse("local:" + directory_.path().string()), {"DIR"});
+  EXPECT_EQ(host_->stat("L")->kind, FileStatus::Kind::kDirectory);
+  EXPECT_NE(failure([&] { host_->stat("X"); }).code(), 0);
+  large.close();
+  EXPECT_THROW((void)host_->open("A").status(), UsageError) << "records are no names";
+}
+
 }  // namespace
 }  // namespace fileref

@@ -45,6 +45,13 @@ char type_letter(sftp::Kind kind) {
   return kLetters[static_cast<int>(kind)];
 }
 
+FileStatus status_of(const sftp::Attributes& attributes) {
+  FileStatus status{type_letter(attributes.kind()), {}, attributes.size};
+  if (attributes.mode) status.mode = *attributes.mode & 07777;
+  status.modified = attributes.modification_time;
+  return status;
+}
+
 std::string said_of(std::string_view path, const sftp::Status& status) {
   return "the server says of " + quoted(std::string(path)) + ": " + status.text();
 }

@@ -64,6 +64,8 @@ std::string path_in(std::string_view directory, std::string_view name);
 // As in the long form of a listing: '-', 'd', 'l', 'p' for all else, or that it is not known.
 char type_letter(sftp::Kind kind);
 
+FileStatus status_of(const sftp::Attributes& attributes);
+
 // What the server says of a path, for the user.
 std::string said_of(std::string_view path, const sftp::Status& status);
 
