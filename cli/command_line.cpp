@@ -20,6 +20,9 @@ class CommandHelp : public CLI::Formatter {
     if (group == kCommonGroup) return {};
     return Formatter::make_group(std::move(group), is_positional, std::move(words));
   }
+  std::string make_option_usage(const CLI::Option* word) const override {
+    return words_of_positional(*word);
+  }
 };
 
 void add_target(CLI::App& command, Request& request) {
@@ -79,6 +82,20 @@ void add_write_words(CLI::App& command, Request& request) {
   add_target(command, request);
   add_upload_words(command, request);
   add_member_words(command, request);
+  add_literal(command, request);
+}
+
+void add_copy_words(CLI::App& command, Request& request) {
+  command
+      .add_option("SOURCE", request.targets,
+                  "sftp://[USER@]HOST[:PORT]/PATH, local:PATH, or a path here; as is TARGET")
+      ->option_text(" ")
+      ->expected(2, CLI::detail::expected_max_vector_size)
+      ->required();
+  command.add_flag("--atomic", request.host.atomic_uploads,
+                   "Replace old files on a server as a whole, or not at all");
+  command.add_flag("--verify", request.host.verify_uploads,
+                   "Read sent files back and compare all of them, or fail");
   add_literal(command, request);
 }
 
@@ -192,6 +209,15 @@ constexpr Command kCommands[] = {
      "  sort list.txt | fileref write sftp://srv/data/list.txt\n"
      "  fileref write --atomic local:/tmp/copy.txt < list.txt\n",
      "cannot write", &write, &add_write_words},
+    {"copy", "Copy files, bytes as they are",
+     "Copies files between servers and this machine, in any direction: into the directory TARGET, "
+     "or, one, onto the file TARGET. A pattern in the last part of a remote SOURCE stands for all "
+     "that it matches. Here a file appears when it is whole; on a server it is sent when all of it "
+     "was read. A file that cannot be copied is told of, the others are copied, and the status is "
+     "then 1.",
+     "  fileref copy 'sftp://srv/data/*.csv' backup/\n"
+     "  fileref copy --atomic list.txt sftp://one/etc/hosts sftp://u@two/~/in/\n",
+     "cannot copy", &copy, &add_copy_words},
     {"ls", "Print the names in remote directories",
      "Prints the names in the directory TARGET, or those that the pattern in its last part "
      "matches, one a line. Nothing is fetched for -l: what is shown is what the server's listing "
@@ -281,6 +307,12 @@ void add_command(CLI::App& app, const Command& command, Request& request, const 
 }
 
 }  // namespace
+
+std::string words_of_positional(const CLI::Option& word) {
+  const std::string name = word.get_name(true);
+  if (name == "SOURCE") return "SOURCE... TARGET";
+  return name + (word.get_items_expected_max() > 1 ? "..." : "");
+}
 
 void add_commands(CLI::App& app, Request& request, const Command** chosen) {
   app.require_subcommand(1);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
 
 #include "cli/request.h"
 
@@ -16,6 +17,9 @@ struct Command {
   int (*run)(const Request&);
   void (*add_words)(CLI::App&, Request&);  // its own: its targets, and its flags
 };
+
+// "TARGET...": how a word that is no flag is shown. The last of the words SOURCE is the TARGET.
+std::string words_of_positional(const CLI::Option& word);
 
 // Makes `app` take every command. Parsing fills in `request` and `*chosen`; both must outlive it.
 void add_commands(CLI::App& app, Request& request, const Command** chosen);

@@ -50,10 +50,6 @@ int run(const cli::Command& command, cli::Request request) {
       fmt::format("{} {}", command.what_failed, fmt::join(request.targets, " "));
   request.target = request.targets.front();
   request.what_failed = command.what_failed;
-  const auto complain_of = [&what](const std::exception& error) {
-    cli::complain(what);
-    cli::tell("  " + fileref::printable(error.what()) + "\n");
-  };
   try {
     return command.run(cli::with_option_files(request));
   } catch (const cli::WrongUse& error) {
@@ -69,12 +65,12 @@ int run(const cli::Command& command, cli::Request request) {
     if (!failure.option_place().text.empty()) return cli::kWrongUse;
   } catch (const std::system_error& error) {
     end_without_reader(error);
-    complain_of(error);
+    cli::tell(cli::describe(what, error));
   } catch (const std::bad_alloc&) {
     cli::tell(fmt::format("fileref: {}\n  There is not enough memory. A lower LRECL= takes less.\n",
                           what));
   } catch (const std::exception& error) {
-    complain_of(error);
+    cli::tell(cli::describe(what, error));
   }
   return command.run == &cli::exists ? cli::kCouldNotAsk : cli::kFailed;
 }

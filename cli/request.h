@@ -20,6 +20,7 @@ struct Login {
 struct Request {
   std::string target;                // the one that is dealt with
   std::vector<std::string> targets;  // all of them, in order
+  std::size_t number = 1;            // of the one among them
   const char* what_failed = "";      // "cannot read", should it fail
   Login login;
   std::vector<std::string> options;   // of -o, in order
@@ -29,7 +30,7 @@ struct Request {
   std::vector<std::string> names;     // of read: several files of the target's directory
   std::optional<std::string> member;  // of read and write: a file of the target's directory
   std::string type;                   // of the member; empty: none is added
-  bool literal = false;               // of read and write: wildcards stand for themselves
+  bool literal = false;               // of read, write and copy: wildcards stand for themselves
   bool pattern = false;               // of read: they never do
   bool details = false;               // of ls
   bool hidden = false;                // of ls: names that begin with a dot, too
@@ -54,6 +55,7 @@ Request with_option_files(Request request);
 // WrongUse and Interrupted. Those that take several targets tell of a failure of one themselves.
 int read(const Request& request);
 int write(const Request& request);
+int copy(const Request& request);
 int ls(const Request& request);
 int batch(const Request& request);
 int members(const Request& request);

@@ -20,7 +20,7 @@ inline fileref::HostOptions host_options(const Request& request) {
   log_to(request.log_path, options);
   options.interrupted = interrupted;
   options.warn = complain;
-  if (!request.quiet) show_progress(options);
+  if (!request.quiet) show_progress(options, request.number, request.targets.size());
   return options;
 }
 

@@ -13,6 +13,7 @@ std::vector<Request> one_by_one(const Request& request) {
   std::vector<Request> made(request.targets.size(), request);
   for (std::size_t i = 0; i < made.size(); ++i) {
     made[i].target = request.targets[i];
+    made[i].number = i + 1;
     any_target(made[i]);
   }
   return made;

@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "host/codes.h"
+#include "runtime/launch/answers.h"
+#include "runtime/launch/selection.h"
 #include "runtime/name_escape.h"
 #include "runtime/names.h"
 #include "runtime/shield.h"
@@ -260,21 +262,37 @@ std::weak_ptr<Client> Toolkit::client_of(std::string_view fileref) const {
   return found == clients_.end() ? std::weak_ptr<Client>() : found->second;
 }
 
-TKStatus Toolkit::ask(Client& client, std::string_view command, std::string_view name,
-                      std::optional<FileStatus>* found) {
+TKStatus Toolkit::exchange(Client& client, const std::string& line, std::string* answer) {
   if (!client.knows_files()) {
     trouble_.explanation = "what this client says of files is not understood";
     return kProcessFailed;
   }
-  constexpr std::size_t kLongestAnswer = 256;
-  std::array<char, kLongestAnswer> answer;
-  std::size_t length = 0;
-  const std::string line = std::string(command) + " \"" + escape_name(std::string(name)) + "\"\n";
-  TKStatus rc = client.send(line);
   constexpr int kWhole = 1;
-  if (rc == kSuccess) rc = client.read(kWhole, answer.data(), answer.size(), &length);
-  *found = read_status({answer.data(), length});
+  std::array<char, 32768> piece;
+  std::size_t length = 1;
+  TKStatus rc = client.send(line);
+  while (rc == kSuccess && length > 0 && !answer->ends_with(kPrompt)) {
+    rc = client.read(kWhole, piece.data(), piece.size(), &length);
+    answer->append(piece.data(), length);
+  }
+  return rc;
+}
+
+TKStatus Toolkit::ask(Client& client, std::string_view command, std::string_view name,
+                      std::optional<FileStatus>* found) {
+  std::string answer;
+  const TKStatus rc = exchange(
+      client, std::string(command) + " \"" + escape_name(std::string(name)) + "\"\n", &answer);
+  *found = read_status(answer);
   if (!*found) note_trouble(client);
+  return rc;
+}
+
+TKStatus Toolkit::list(Client& client, std::string_view pattern, std::vector<std::string>* names) {
+  std::string answer;
+  const TKStatus rc = exchange(client, "ls " + escape_name(pattern) + "\n", &answer);
+  if (rc == kSuccess) *names = names_in(answer);
+  if (names->empty()) note_trouble(client);
   return rc;
 }
 

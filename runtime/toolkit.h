@@ -58,6 +58,8 @@ class Toolkit {
   // when there is no such file; a failure is noted as trouble.
   TKStatus ask(Client& client, std::string_view command, std::string_view name,
                std::optional<FileStatus>* found);
+  // The names in the client's directory that match; none when none does.
+  TKStatus list(Client& client, std::string_view pattern, std::vector<std::string>* names);
   // Adds to why a command failed.
   void explain(std::string_view more);
   // Objects made and not destroyed yet.
@@ -78,6 +80,8 @@ class Toolkit {
   T* make(const char* name);
   TKStatus launch_client(const std::string& command_line, LSProcessp* process);
   void note_trouble(const Client& client);
+  // Sends a line and takes the whole answer.
+  TKStatus exchange(Client& client, const std::string& line, std::string* answer);
   // Runs what the module asks of an object. What it throws becomes `failure`, and the explanation.
   template <class Call>
   TKStatus run(TKStatus failure, Call call);

@@ -1,6 +1,7 @@
 // Remote files as records. Start with host.h.
 #pragma once
 
+#include "fileref/copy.h"
 #include "fileref/directory.h"
 #include "fileref/failure.h"
 #include "fileref/file.h"

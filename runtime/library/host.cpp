@@ -149,7 +149,8 @@ Host::Impl::Impl(HostOptions options)
   launch.may_ask = options_.may_ask && has_terminal();
   if (options_.progress) {
     launch.progress = [this](const runtime::Transfer& transfer, std::uint64_t bytes, bool ended) {
-      options_.progress({transfer.is_upload, transfer.remote, bytes, transfer.total, ended});
+      options_.progress({transfer.is_upload, transfer.remote, bytes, transfer.total, ended,
+                         transfer.number, transfer.files});
     };
   }
   launch.interrupted = [this] {
@@ -559,22 +560,40 @@ FileStatus public_status(const runtime::FileStatus& found) {
 
 }  // namespace
 
-std::optional<FileStatus> Host::Impl::ask_about(const std::string& fileref,
-                                                const std::weak_ptr<runtime::Client>& client,
-                                                const char* command, std::string_view name) {
-  std::optional<runtime::FileStatus> found;
+template <class Ask>
+void Host::Impl::enter_client(const std::string& fileref,
+                              const std::weak_ptr<runtime::Client>& client, Ask ask) {
   enter(fileref, [&] {
     const std::shared_ptr<runtime::Client> asked = client.lock();
     if (!asked) {
       runtime_.messages.attach_text("The session that was asked about the file has ended.");
       return kFailed;
     }
-    const rctype rc = runtime_.toolkit.ask(*asked, command, name, &found);
+    const rctype rc = ask(*asked);
     if (rc != kSuccess) runtime_.messages.attach_text("It could not be found out what is there.");
     return rc == kSuccess ? kSuccess : kFailed;
   });
+}
+
+std::optional<FileStatus> Host::Impl::ask_about(const std::string& fileref,
+                                                const std::weak_ptr<runtime::Client>& client,
+                                                const char* command, std::string_view name) {
+  std::optional<runtime::FileStatus> found;
+  enter_client(fileref, client, [&](runtime::Client& asked) {
+    return runtime_.toolkit.ask(asked, command, name, &found);
+  });
   if (!found) return std::nullopt;
   return public_status(*found);
+}
+
+std::vector<std::string> Host::Impl::names_like(const std::string& fileref,
+                                                const std::weak_ptr<runtime::Client>& client,
+                                                std::string_view pattern) {
+  std::vector<std::string> names;
+  enter_client(fileref, client, [&](runtime::Client& asked) {
+    return runtime_.toolkit.list(asked, pattern, &names);
+  });
+  return names;
 }
 
 void Host::Impl::run_batch(std::string_view fileref,

@@ -78,6 +78,10 @@ class Host::Impl {
   std::optional<FileStatus> ask_about(const std::string& fileref,
                                       const std::weak_ptr<runtime::Client>& client,
                                       const char* command, std::string_view name);
+  // The names in its directory that match.
+  std::vector<std::string> names_like(const std::string& fileref,
+                                      const std::weak_ptr<runtime::Client>& client,
+                                      std::string_view pattern);
 
   runtime::Runtime& runtime() { return runtime_; }
   const std::function<bool()>& interrupted() const { return runtime_.toolkit.launch.interrupted; }
@@ -130,6 +134,10 @@ class Host::Impl {
     std::vector<std::string> options = {};
   };
 
+  // Has `ask` ask a client, and fails when there is none any more, or it cannot be asked.
+  template <class Ask>
+  void enter_client(const std::string& fileref, const std::weak_ptr<runtime::Client>& client,
+                    Ask ask);
   // Opens a fileref for neither input nor output, which starts its session.
   std::unique_ptr<OpenFile> open_for_nothing(const runtime::Name8& name);
   // What `target` and the options of its assignment are for the module.
@@ -239,6 +247,10 @@ class OpenDirectory {
   std::unique_ptr<OpenFile> open(std::string_view member, std::string_view type, int openmode,
                                  const std::vector<std::string>& options);
   bool has(std::string_view member, std::string_view type);
+  // The client, which stands in the directory then.
+  std::weak_ptr<runtime::Client> entered();
+  std::optional<FileStatus> stat(std::string_view member);
+  std::vector<std::string> names(std::string_view pattern);
   std::vector<InfoLine> info();
   void close();
 

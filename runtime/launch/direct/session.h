@@ -55,6 +55,11 @@ struct Session {
   // The size of what is known to be a file; what was seen of it on entering counts once, and at
   // once.
   std::optional<std::uint64_t> take_file_size(std::string_view name);
+  // Which of the files that are likely to be fetched one after the other it is, and of how many.
+  struct Place {
+    std::size_t number = 1, files = 1;
+  };
+  Place place_of(std::string_view name) const;
   // The name that is likely to be fetched behind `name`; nothing is expected behind most.
   std::optional<std::string> expected_behind(std::string_view name) const;
 };
