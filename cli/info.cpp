@@ -7,8 +7,8 @@ namespace {
 std::vector<fileref::InfoLine> lines_of(fileref::Host& host, const Request& request) {
   const fileref::Target target = any_target(request);
   if (!target.path.empty() && target.path.back() != '/') {
-    host.assign(kFileref, target, request.options);
-    return host.open(kFileref, {"NONBYTE"}).info();
+    status_of(host, request);
+    return host.info(kFileref);
   }
   host.assign(kFileref, directory_target(request), with_options(request, {"DIR"}));
   return host.open_directory(kFileref).info();

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/command_line.h"
 #include "cli/report.h"
 
 namespace cli {
@@ -88,8 +89,7 @@ std::string positionals_of(const CLI::App& command) {
   std::string words;
   for (const CLI::Option* option : command.get_options()) {
     if (!option->get_positional()) continue;
-    words += " \\fI" + escaped(option->get_name(true)) + "\\fR";
-    if (option->get_items_expected_max() > 1) words += " ...";
+    words += " \\fI" + escaped(words_of_positional(*option)) + "\\fR";
   }
   return words;
 }

@@ -1,8 +1,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
+#include "cli/json_output.h"
 #include "cli/record_output.h"
 #include "cli/session.h"
 
@@ -31,31 +31,16 @@ std::vector<std::string> columns_of(const Member& member, const Request& request
   return columns;
 }
 
-// A name that is no UTF-8 cannot stand in JSON as it is; its bytes then stand beside it.
-void put(nlohmann::ordered_json& object, const char* key, const std::string& name) {
-  const auto replace = nlohmann::ordered_json::error_handler_t::replace;
-  const std::string shown = nlohmann::ordered_json(name).dump(-1, ' ', false, replace);
-  object[key] = nlohmann::ordered_json::parse(shown);
-  if (object[key].get<std::string>() == name) return;
-  std::vector<int> bytes;
-  for (const char c : name) bytes.push_back(static_cast<unsigned char>(c));
-  object[std::string(key) + "_bytes"] = bytes;
-}
-
-void print_json(const std::vector<Member>& members, const Request& request) {
-  auto list = nlohmann::ordered_json::array();
+void print_members(const std::vector<Member>& members, const Request& request) {
+  auto list = Json::array();
   for (const Member& member : members) {
-    nlohmann::ordered_json object;
-    put(object, "name", member.name);
-    if (request.split) put(object, "type", member.type);
+    Json object;
+    put_name(object, "name", member.name);
+    if (request.split) put_name(object, "type", member.type);
     if (request.kinds) object["kind"] = word_for(member.kind);
     list.push_back(object);
   }
-  RecordOutput output("\n");
-  // In ASCII, so that nothing in it drives a terminal.
-  const std::string text = list.dump(2, ' ', true);
-  for (const std::string_view line : lines_of(text)) output.add(line);
-  output.flush();
+  print_json(list);
 }
 
 void print_table(const std::vector<Member>& members, const Request& request) {
@@ -93,7 +78,7 @@ int members(const Request& request) {
   for (const Member& member : directory) members.push_back(member);
   directory.close();
   if (request.json) {
-    print_json(members, request);
+    print_members(members, request);
   } else {
     print_table(members, request);
   }

@@ -1,5 +1,6 @@
 #include "cli/record_output.h"
 #include "cli/session.h"
+#include "cli/several.h"
 
 namespace cli {
 namespace {
@@ -36,17 +37,23 @@ fileref::Input open_input(fileref::Host& host, const Request& request) {
   return request.names.empty() ? open_target(host, request) : open_names(host, request);
 }
 
-}  // namespace
-
-// What was skipped was told, and fails the command in the end.
-int read(const Request& request) {
+// What was skipped was told, and fails the command in the end. `open_line`: what was printed so far
+// ends in a line without a line feed.
+int read_one(const Request& request, bool* open_line) {
   fileref::Host host(host_options(request));
   fileref::Input input = open_input(host, request);
-  print_records(input);
+  print_records(input, open_line);
   const bool whole = input.skipped().empty();
   input.close();
   host.deassign(kFileref);
   return whole ? kDone : kFailed;
+}
+
+}  // namespace
+
+int read(const Request& request) {
+  bool open_line = false;
+  return each_target(request, [&](const Request& one) { return read_one(one, &open_line); });
 }
 
 }  // namespace cli

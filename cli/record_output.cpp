@@ -42,9 +42,9 @@ void RecordOutput::flush() {
   text_.clear();
 }
 
-void print_records(fileref::Input& input) try {
+void print_records(fileref::Input& input, bool* open_line) try {
   widen_pipe();
-  input.copy_to(STDOUT_FILENO);
+  input.copy_to(STDOUT_FILENO, open_line);
 } catch (const fileref::SystemError& error) {
   throw_if_interrupted();
   throw std::system_error(error.code(), kName);

@@ -32,8 +32,8 @@ class RecordOutput {
   std::string text_;
 };
 
-// Prints all records of an input. Throws Failure when those before it are printed, and
-// std::system_error.
-void print_records(fileref::Input& input);
+// Prints all records of an input; `open_line` as in Input::copy_to. Throws Failure when those
+// before it are printed, and std::system_error.
+void print_records(fileref::Input& input, bool* open_line);
 
 }  // namespace cli

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "cli/progress_line.h"
 #include "fileref/printable.h"
 
 namespace cli {
@@ -59,6 +60,7 @@ void complain(std::string_view text) {
 }
 
 void tell(const std::string& text) noexcept {
+  clear_progress();
   std::fputs(text.c_str(), stderr);
 }
 
@@ -88,6 +90,13 @@ std::string first_columns(const std::string& text, std::size_t count) {
   const auto end = std::find_if(text.begin(), text.end(),
                                 [&count](char c) { return !is_continuation(c) && count-- == 0; });
   return {text.begin(), end};
+}
+
+std::string describe(const std::string& what_failed, const std::exception& error) {
+  const auto* failure = dynamic_cast<const fileref::Failure*>(&error);
+  if (failure != nullptr) return describe(what_failed, *failure);
+  return fmt::format("fileref: {}\n  {}\n", fileref::printable(what_failed),
+                     fileref::printable(error.what()));
 }
 
 std::string describe(const std::string& what_failed, const fileref::Failure& failure) {

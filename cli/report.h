@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,8 +15,10 @@ namespace cli {
 using WrongUse = fileref::UsageError;
 
 // The block for a failure: what failed, the sentence, the code, the client's own words; for a wrong
-// option its text with the place underlined. Ends in a line feed.
+// option its text with the place underlined. Of another error what failed, and why. Ends in a line
+// feed.
 std::string describe(const std::string& what_failed, const fileref::Failure& failure);
+std::string describe(const std::string& what_failed, const std::exception& error);
 
 // Writes "fileref: TEXT" to standard error, on one line.
 void complain(std::string_view text);

@@ -9,8 +9,20 @@
 
 namespace cli {
 
+// How the server is reached: flags of the client program, as `sftp` has them. Empty: not given.
+struct Login {
+  std::string key;        // -i
+  std::string port;       // -P
+  std::string jump_host;  // -J
+  std::string config;     // -F
+};
+
 struct Request {
-  std::string target;
+  std::string target;                // the one that is dealt with
+  std::vector<std::string> targets;  // all of them, in order
+  std::size_t number = 1;            // of the one among them
+  const char* what_failed = "";      // "cannot read", should it fail
+  Login login;
   std::vector<std::string> options;   // of -o, in order
   std::string log_path;               // empty: no log
   bool quiet = false;                 // tell of failures only
@@ -18,8 +30,9 @@ struct Request {
   std::vector<std::string> names;     // of read: several files of the target's directory
   std::optional<std::string> member;  // of read and write: a file of the target's directory
   std::string type;                   // of the member; empty: none is added
-  bool literal = false;               // of read and write: wildcards stand for themselves
+  bool literal = false;               // of read, write and copy: wildcards stand for themselves
   bool pattern = false;               // of read: they never do
+  bool details = false;               // of ls
   bool hidden = false;                // of ls: names that begin with a dot, too
   bool nul = false;                   // of ls: a NUL byte behind each name
   std::string batch_file;             // of batch
@@ -39,13 +52,15 @@ constexpr int kCouldNotAsk = 3;  // of exists
 Request with_option_files(Request request);
 
 // Each runs one request and returns an exit status. They throw fileref::Failure, std::exception,
-// WrongUse and Interrupted.
+// WrongUse and Interrupted. Those that take several targets tell of a failure of one themselves.
 int read(const Request& request);
 int write(const Request& request);
+int copy(const Request& request);
 int ls(const Request& request);
 int batch(const Request& request);
 int members(const Request& request);
 int exists(const Request& request);
 int info(const Request& request);
+int stat(const Request& request);
 
 }  // namespace cli

@@ -5,6 +5,7 @@
 
 #include "cli/interrupt.h"
 #include "cli/log_file.h"
+#include "cli/login.h"
 #include "cli/progress_line.h"
 #include "cli/report.h"
 #include "cli/request.h"
@@ -19,12 +20,15 @@ inline fileref::HostOptions host_options(const Request& request) {
   log_to(request.log_path, options);
   options.interrupted = interrupted;
   options.warn = complain;
-  if (!request.quiet) show_progress(options);
+  if (!request.quiet) show_progress(options, request.number, request.targets.size());
   return options;
 }
 
+// The target, with the words that reach its server. Throws UsageError.
 inline fileref::Target any_target(const Request& request) {
-  return fileref::Target::parse(request.target);
+  fileref::Target target = fileref::Target::parse(request.target);
+  add_login(request, &target);
+  return target;
 }
 
 // The target of a command that needs a file.
@@ -54,6 +58,10 @@ inline bool assign_file(fileref::Host& host, const fileref::Target& target,
   if (request.pattern || !may_be_several) return !request.pattern;
   return host.find(kFileref) == target.last_part();
 }
+
+// What is there under the target, which TARGET then stands for. Throws Missing when nothing
+// is.
+fileref::FileStatus status_of(fileref::Host& host, const Request& request);
 
 // The target as a directory of members; the login directory when it has no path.
 inline fileref::Target directory_target(const Request& request) {

@@ -1,12 +1,15 @@
 #include "runtime/toolkit.h"
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <new>
 #include <utility>
 
 #include "host/codes.h"
+#include "runtime/launch/answers.h"
 #include "runtime/launch/process.h"
+#include "runtime/launch/selection.h"
 #include "runtime/name_escape.h"
 #include "runtime/names.h"
 #include "runtime/shield.h"
@@ -103,7 +106,7 @@ struct Toolkit::Process : runtime::Process {
   Toolkit& toolkit;
   std::string command;  // that was sent last
 
-  Process(Toolkit& of, std::unique_ptr<Client> client)
+  Process(Toolkit& of, std::shared_ptr<Client> client)
       : runtime::Process(std::move(client)), toolkit(of) {
     toolkit.driven_ = &this->client();
     ++toolkit.outstanding_;
@@ -202,18 +205,58 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
     if (!words.empty()) trouble_.words = words;
   };
   std::string why;
-  auto client = Client::launch(std::move(request), &why);
+  std::shared_ptr<Client> client = Client::launch(std::move(request), &why);
   if (!client) {
     log_.write("client", why);
     trouble_.explanation = why;
     return kProcessFailed;
   }
+  clients_.insert_or_assign(log_.subject(), client);
   *process = new Process(*this, std::move(client));
   return kSuccess;
 }
 
 void Toolkit::pause(std::chrono::milliseconds at_most) {
   if (driven_ != nullptr && driven_->busy()) driven_->pump(at_most);
+}
+
+std::weak_ptr<Client> Toolkit::client_of(std::string_view fileref) const {
+  const auto found = clients_.find(fileref);
+  return found == clients_.end() ? std::weak_ptr<Client>() : found->second;
+}
+
+TKStatus Toolkit::exchange(Client& client, const std::string& line, std::string* answer) {
+  if (!client.knows_files()) {
+    trouble_.explanation = "what this client says of files is not understood";
+    return kProcessFailed;
+  }
+  constexpr int kWhole = 1;
+  std::array<char, 32768> piece;
+  std::size_t length = 1;
+  TKStatus rc = client.send(line);
+  while (rc == kSuccess && length > 0 && !answer->ends_with(kPrompt)) {
+    rc = client.read(kWhole, piece.data(), piece.size(), &length);
+    answer->append(piece.data(), length);
+  }
+  return rc;
+}
+
+TKStatus Toolkit::ask(Client& client, std::string_view command, std::string_view name,
+                      std::optional<FileStatus>* found) {
+  std::string answer;
+  const TKStatus rc = exchange(
+      client, std::string(command) + " \"" + escape_name(std::string(name)) + "\"\n", &answer);
+  *found = read_status(answer);
+  if (!*found) client.tell_trouble();
+  return rc;
+}
+
+TKStatus Toolkit::list(Client& client, std::string_view pattern, std::vector<std::string>* names) {
+  std::string answer;
+  const TKStatus rc = exchange(client, "ls " + escape_name(pattern) + "\n", &answer);
+  if (rc == kSuccess) *names = names_in(answer);
+  if (names->empty()) client.tell_trouble();
+  return rc;
 }
 
 void Toolkit::explain(std::string_view more) {

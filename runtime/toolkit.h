@@ -4,6 +4,9 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +14,7 @@
 #include "host/toolkit.h"
 #include "runtime/fault_point.h"
 #include "runtime/launch/client.h"
+#include "runtime/launch/file_status.h"
 #include "runtime/log.h"
 #include "runtime/memory.h"
 
@@ -48,6 +52,14 @@ class Toolkit {
   };
   const Trouble& trouble() const { return trouble_; }
   void forget_trouble() { trouble_ = {}; }
+  // The client that a fileref's entry launched last; none when it has ended.
+  std::weak_ptr<Client> client_of(std::string_view fileref) const;
+  // What a client knows of a name: `stat` and `lstat`, see runtime/launch/file_status.h. Nothing
+  // when there is no such file; a failure is noted as trouble.
+  TKStatus ask(Client& client, std::string_view command, std::string_view name,
+               std::optional<FileStatus>* found);
+  // The names in the client's directory that match; none when none does.
+  TKStatus list(Client& client, std::string_view pattern, std::vector<std::string>* names);
   // Adds to why a command failed.
   void explain(std::string_view more);
   // Objects made and not destroyed yet.
@@ -67,6 +79,8 @@ class Toolkit {
   template <class T, class Record>
   T* make(const char* name);
   TKStatus launch_client(const std::string& command_line, LSProcessp* process);
+  // Sends a line and takes the whole answer.
+  TKStatus exchange(Client& client, const std::string& line, std::string* answer);
   // Runs what the module asks of an object. What it throws becomes `failure`, and the explanation.
   template <class Call>
   TKStatus run(TKStatus failure, Call call);
@@ -83,6 +97,7 @@ class Toolkit {
   FaultPoint& service_faults_;
   Handle handle_{};
   Nls nls_{};
+  std::map<std::string, std::weak_ptr<Client>, std::less<>> clients_;  // by their filerefs
   Client* driven_ = nullptr;  // the client that was given something to do last
   Trouble trouble_;
   long outstanding_ = 0;

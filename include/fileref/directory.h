@@ -4,12 +4,14 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "fileref/failure.h"
 #include "fileref/file.h"
+#include "fileref/file_status.h"
 
 namespace fileref {
 
@@ -80,6 +82,16 @@ class Directory {
   /// Whether the member can be fetched, which is how it is found out. Throws Failure when it could
   /// not be found out.
   bool has(std::string_view member, std::string_view type = {});
+
+  /// Enters the directory, as the first call that needs it does else. Throws Failure when there is
+  /// no such directory.
+  void enter();
+  /// What is there under a member's name, without fetching it; links are followed. Nothing when
+  /// nothing is.
+  std::optional<FileStatus> stat(std::string_view member);
+  /// The names in the directory that match a pattern, in the order of their bytes; those that begin
+  /// with a dot only if it does, too. None when none matches.
+  std::vector<std::string> names(std::string_view pattern);
 
   std::vector<InfoLine> info();
   void close();

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "fileref/failure.h"
+#include "fileref/file_status.h"
 
 namespace fileref {
 
@@ -66,7 +67,13 @@ class Input {
   /// Waits where the descriptor does not. Throws Failure as `next` would, when the records before
   /// it are written; SystemError when `out` cannot be written, with EINTR when
   /// HostOptions::interrupted says so behind a signal, and then the input can only be closed.
-  void copy_to(int out);
+  /// `open_line` goes on from one input to the next: whether what was written so far ends in a line
+  /// without a line feed, which is then put in front of a further record.
+  void copy_to(int out, bool* open_line = nullptr);
+
+  /// Of a listing: what it says of the name that was read last, and not what is behind links.
+  /// Throws UsageError where the records are no names, and Failure.
+  FileStatus status();
 
   /// Of several files those that could not be fetched so far, and whose records are therefore
   /// missing: a sentence for each, with its name and the reason. HostOptions::warn is told the

@@ -4,16 +4,15 @@
 //   host.assign("IN", fileref::Target::parse("sftp://u@srv/data/in.csv"), {"LRECL=200"});
 //   for (std::string_view record : host.open("IN")) ...
 //
-// There may be many hosts in a process, and they know nothing of each other: one on each thread, say.
-// One host, with its files and directories, is used from one thread at a time, which may be another
-// one each time, and calls the functions of its HostOptions in that thread; these may use other
-// hosts. The environment must not be changed in one thread while another is in a call of a host. A
-// host holds two descriptors, and about five for each session; when they run out the call fails.
-// A process that is forked off has nothing of it: there every call throws UsageError, and what is
-// destroyed there is only forgotten.
-// Filerefs have at most eight characters and are told apart without regard to case. Options are
-// written as in an assignment: "USER='u' RECFM=F". Every call may throw Failure, and every error
-// derives from Error.
+// There may be many hosts in a process, and they know nothing of each other: one on each thread,
+// say. One host, with its files and directories, is used from one thread at a time, which may be
+// another one each time, and calls the functions of its HostOptions in that thread; these may use
+// other hosts. The environment must not be changed in one thread while another is in a call of a
+// host. A host holds two descriptors, and about five for each session; when they run out the call
+// fails. A process that is forked off has nothing of it: there every call throws UsageError, and
+// what is destroyed there is only forgotten. Filerefs have at most eight characters and are told
+// apart without regard to case. Options are written as in an assignment: "USER='u' RECFM=F". Every
+// call may throw Failure, and every error derives from Error.
 #pragma once
 
 #include <chrono>
@@ -28,6 +27,7 @@
 #include "fileref/directory.h"
 #include "fileref/failure.h"
 #include "fileref/file.h"
+#include "fileref/file_status.h"
 #include "fileref/target.h"
 
 namespace fileref {
@@ -35,10 +35,11 @@ namespace fileref {
 /// How far a transfer has come.
 struct Progress {
   bool is_upload = false;
-  std::string_view file;  ///< the remote name; valid during the call
+  std::string_view file = {};  ///< the remote name; valid during the call
   std::uint64_t bytes = 0;
-  std::optional<std::uint64_t> total;  ///< bytes; not set: not known
-  bool ended = false;                  ///< told a last time, whether or not the transfer succeeded
+  std::optional<std::uint64_t> total = {};  ///< bytes; not set: not known
+  bool ended = false;                 ///< told a last time, whether or not the transfer succeeded
+  std::size_t number = 1, files = 1;  ///< which file of how many, where that is known
 };
 
 /// What one of its functions throws ends the call under way as an interruption does, and is then
@@ -151,6 +152,13 @@ class Host {
   std::optional<std::string> find(std::string_view fileref);
   /// Whether `find` finds it.
   bool exists(std::string_view fileref);
+
+  /// What is there under the path that a fileref stands for, a file or a directory; links are
+  /// followed, and nothing is fetched. Nothing when there is no such file or directory.
+  std::optional<FileStatus> stat(std::string_view fileref);
+  /// A short description of the file that a fileref stands for, whether or not it is there; nothing
+  /// is fetched.
+  std::vector<InfoLine> info(std::string_view fileref);
 
   /// Runs the user's own batch of client commands, for a fileref that was assigned with BATCHFILE,
   /// and tells every line that the client says. Throws Failure when a command fails. What `said`

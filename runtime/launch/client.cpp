@@ -57,6 +57,17 @@ bool gives_up_at_questions(const LaunchRequest& request, const std::string& prog
          std::getenv("SSH_ASKPASS") == nullptr;
 }
 
+// What `sftp` has, and psftp takes for something else or not at all.
+bool check_flags(const LaunchRequest& request, std::string* why) {
+  if (request.adapter != "psftp") return true;
+  for (const char* flag : {"-J", "-F"}) {
+    if (!has_word(request.extra_arguments, flag)) continue;
+    *why = std::string("psftp has no ") + flag + ": leave it out, or use another client";
+    return false;
+  }
+  return true;
+}
+
 bool check_host(bool has_host, const std::vector<std::string>& words, std::string* why) {
   if (!has_host) {
     if (names_direct_server(words)) return true;
@@ -124,6 +135,7 @@ std::unique_ptr<Client> Client::start(LaunchRequest request, std::string* why) {
            "\": use \"direct\", \"openssh\", \"psftp\" or \"plain\"";
     return nullptr;
   }
+  if (!check_flags(request, why)) return nullptr;
   if (!check_questions(request.adapter, *words, why)) return nullptr;
   if (gives_up_at_questions(request, words->front())) {
     words->insert(words->begin() + 1, "-oBatchMode=yes");

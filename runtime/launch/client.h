@@ -80,6 +80,9 @@ class Client {
   // An answer is under way.
   virtual bool busy() const = 0;
 
+  // Whether it answers `stat` and `lstat`, see file_status.h.
+  virtual bool knows_files() const { return false; }
+
   // Closes standard input: the client ends when it has done what it was told.
   void close_streams() { child_->close_input(); }
 

@@ -12,20 +12,20 @@ struct Form {
   Verb verb;
 };
 
-constexpr std::array<Form, 4> kForms{{{"cd \"", Verb::kChangeDirectory},
+constexpr std::array<Form, 6> kForms{{{"cd \"", Verb::kChangeDirectory},
                                       {"mkdir \"", Verb::kMakeDirectory},
                                       {"get \"", Verb::kDownload},
-                                      {"put \"", Verb::kUpload}}};
+                                      {"put \"", Verb::kUpload},
+                                      {"stat \"", Verb::kStat},
+                                      {"lstat \"", Verb::kListedStat}}};
 constexpr std::string_view kLeave = "cd ..";
 constexpr std::string_view kList = "ls ";
 constexpr std::string_view kAll = "-a ";
 constexpr std::string_view kBetweenNames = "\" \"";
 
 std::optional<Command> names_of(Verb verb, std::string_view names) {
-  if (verb == Verb::kChangeDirectory || verb == Verb::kMakeDirectory) {
-    return Command{verb, std::string(names)};
-  }
   const bool download = verb == Verb::kDownload;
+  if (!download && verb != Verb::kUpload) return Command{verb, std::string(names)};
   const std::size_t gap = download ? names.rfind(kBetweenNames) : names.find(kBetweenNames);
   if (gap == names.npos) return std::nullopt;
   std::string first(names.substr(0, gap));

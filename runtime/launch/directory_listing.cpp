@@ -1,6 +1,7 @@
 #include "runtime/launch/directory_listing.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <utility>
 
@@ -17,6 +18,28 @@ constexpr std::size_t kOctalDigits = 3;
 
 constexpr std::size_t kPiece = std::size_t{64} << 10;
 
+// The facts about a name stand before it in memory, without what a compiler puts behind them.
+constexpr std::size_t kFactsBytes = offsetof(DirectoryListing::Facts, type) + 2;
+
+void put(const DirectoryListing::Facts& facts, char* record) {
+  std::memcpy(record, &facts, kFactsBytes);
+}
+
+DirectoryListing::Facts facts_of(const FileStatus& status) {
+  DirectoryListing::Facts facts{status.size.value_or(0), status.modified.value_or(0)};
+  facts.mode = static_cast<std::uint16_t>(status.mode.value_or(0) & 07777);
+  facts.type = status.type;
+  facts.has_size = status.size.has_value();
+  facts.has_mode = status.mode.has_value();
+  facts.has_time = status.modified.has_value();
+  return facts;
+}
+
+std::optional<LongLine> parse_line(std::string_view line, const ListingForm& form) {
+  if (form.long_lines) return parse_long_line(line);
+  return LongLine{{}, line};
+}
+
 }  // namespace
 
 std::unique_ptr<DirectoryListing> DirectoryListing::parse(std::string_view lines,
@@ -32,8 +55,7 @@ std::string DirectoryListing::parse_lines(std::string_view lines, const ListingF
   std::string_view previous;
   while (!lines.empty()) {
     const std::string_view line = take_line(&lines);
-    const std::optional<LongLine> parsed =
-        form.long_lines ? parse_long_line(line) : LongLine{kUnknownType, 0, line};
+    const std::optional<LongLine> parsed = parse_line(line, form);
     const std::size_t found = parsed ? slashes(parsed->path) : 0;
     if ((!parsed || found < form.slashes) && !previous.empty()) {
       return "there is a line feed in the name \"" + std::string(previous) + "\\n" +
@@ -50,18 +72,10 @@ std::string DirectoryListing::parse_lines(std::string_view lines, const ListingF
     }
     if (name == "." || name == "..") continue;
     if (hidden > 0) unclear_.push_back(size());
-    add(name, parsed->type, parsed->size);
+    add(name, parsed->status);
   }
   return {};
 }
-
-struct DirectoryListing::Head {
-  std::uint64_t size;
-  std::uint32_t length;  // of the name
-  char type;
-
-  static constexpr std::size_t kType = sizeof size + sizeof length, kBytes = kType + sizeof type;
-};
 
 // In large pieces.
 char* DirectoryListing::take_room(std::size_t bytes) {
@@ -74,23 +88,19 @@ char* DirectoryListing::take_room(std::size_t bytes) {
   return place;
 }
 
-char* DirectoryListing::keep(std::string_view name, char type, std::uint64_t size) {
-  const auto length = static_cast<std::uint32_t>(name.size());
-  char* record = take_room(Head::kBytes + length + 1);
-  std::memcpy(record, &size, sizeof size);
-  std::memcpy(record + sizeof size, &length, sizeof length);
-  record[Head::kType] = type;
-  name.copy(record + Head::kBytes, length);
-  record[Head::kBytes + length] = '\0';
+char* DirectoryListing::keep(Facts facts, std::string_view name) {
+  facts.name_length = static_cast<std::uint32_t>(name.size());
+  char* record = take_room(kFactsBytes + name.size() + 1);
+  put(facts, record);
+  name.copy(record + kFactsBytes, name.size());
+  record[kFactsBytes + name.size()] = '\0';
   return record;
 }
 
 DirectoryListing::Entry DirectoryListing::entry_of(const char* record) {
-  std::uint64_t size = 0;
-  std::uint32_t length = 0;
-  std::memcpy(&size, record, sizeof size);
-  std::memcpy(&length, record + sizeof size, sizeof length);
-  return {{record + Head::kBytes, length}, record[Head::kType], size};
+  Facts facts;
+  std::memcpy(static_cast<void*>(&facts), record, kFactsBytes);
+  return {facts, {record + kFactsBytes, facts.name_length}};
 }
 
 bool DirectoryListing::before(const char* a, const char* b) {
@@ -98,16 +108,28 @@ bool DirectoryListing::before(const char* a, const char* b) {
 }
 
 void DirectoryListing::set_name(std::size_t entry, std::string_view name) {
-  const Entry old = this->entry(entry);
-  records_[entry] = keep(name, old.type, old.size);
+  records_[entry] = keep(this->entry(entry), name);
 }
 
 void DirectoryListing::set_type(std::size_t entry, char type) {
-  records_[entry][Head::kType] = type;
+  Facts facts = this->entry(entry);
+  facts.type = type;
+  facts.is_followed = 1;
+  put(facts, records_[entry]);
 }
 
-void DirectoryListing::add(std::string_view name, char type, std::uint64_t size) {
-  records_.push_back(keep(name, type, size));
+void DirectoryListing::add(std::string_view name, const FileStatus& status) {
+  records_.push_back(keep(facts_of(status), name));
+}
+
+FileStatus DirectoryListing::Facts::status() const {
+  FileStatus known{type};
+  if (type != kUnknownType) known.is_link = is_followed || type == 'l';
+  if (is_followed) return known;
+  if (has_size) known.size = size;
+  if (has_mode) known.mode = mode;
+  if (has_time) known.modified = modified;
+  return known;
 }
 
 void DirectoryListing::sort() {

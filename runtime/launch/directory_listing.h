@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/launch/file_status.h"
+
 namespace fileref::runtime {
 
 // How a client lists a directory, a name a line.
@@ -18,15 +20,25 @@ struct ListingForm {
   std::size_t slashes;  // in a path, before the name
 };
 
-// Millions of names: each takes its bytes, 14 about it and a pointer.
+// Millions of names: each takes its bytes, 21 about it and a pointer.
 class DirectoryListing {
  public:
-  static constexpr char kUnknownType = '?';
+  static constexpr char kUnknownType = FileStatus::kUnknownType;
 
-  struct Entry {
+  // Of a link its own, unless `is_followed`: then there is nothing but the type.
+  struct Facts {
+    std::uint64_t size = 0;  // of a file, in bytes
+    std::uint32_t modified = 0;
+    std::uint32_t name_length = 0;
+    std::uint16_t mode = 0;
+    char type = kUnknownType;  // as in a long line: '-', 'd', 'l', ...; in a short one it stays so
+    unsigned char has_size : 1 = 0, has_mode : 1 = 0, has_time : 1 = 0, is_followed : 1 = 0;
+
+    FileStatus status() const;
+  };
+
+  struct Entry : Facts {
     std::string_view name;  // followed by a NUL
-    char type;              // as in a long line: '-', 'd', 'l', ...; kUnknownType in a short one
-    std::uint64_t size;     // 0 in a short line
   };
 
   // Leaves the dot entries out. Returns null, and says why, when a line is no entry: names with
@@ -45,8 +57,9 @@ class DirectoryListing {
   // The entries whose names are unclear.
   const std::vector<std::size_t>& unclear() const { return unclear_; }
   void set_name(std::size_t entry, std::string_view name);
+  // Of what is behind a link.
   void set_type(std::size_t entry, char type);
-  void add(std::string_view name, char type, std::uint64_t size);
+  void add(std::string_view name, const FileStatus& status);
   // Puts the entries into the order of their names, each once.
   void sort();
 
@@ -55,13 +68,10 @@ class DirectoryListing {
   std::optional<Entry> find(std::string_view name) const;
 
  private:
-  // What stands before a name in memory, its parts close together.
-  struct Head;
-
   DirectoryListing() = default;
 
   std::string parse_lines(std::string_view lines, const ListingForm& form);
-  char* keep(std::string_view name, char type, std::uint64_t size);
+  char* keep(Facts facts, std::string_view name);
   char* take_room(std::size_t bytes);
   static Entry entry_of(const char* record);
   static bool before(const char* a, const char* b);

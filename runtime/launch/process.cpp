@@ -64,7 +64,7 @@ struct Process::Face {
   static TKStatus refuse(LSProcess_S* /*process*/, TKJnlh /*journal*/) { return kNotSupported; }
 };
 
-Process::Process(std::unique_ptr<Client> client)
+Process::Process(std::shared_ptr<Client> client)
     : LSProcess_S{{nullptr, "client", &Face::destroy},
                   nullptr,
                   0,

@@ -14,7 +14,7 @@ namespace fileref::runtime {
 // its members throw becomes kProcessFailed, and is told to the request's `trouble`.
 class Process : public LSProcess_S {
  public:
-  explicit Process(std::unique_ptr<Client> client);
+  explicit Process(std::shared_ptr<Client> client);
   virtual ~Process();
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -30,7 +30,7 @@ class Process : public LSProcess_S {
   // The functions of the boundary's record.
   struct Face;
 
-  std::unique_ptr<Client> client_;
+  std::shared_ptr<Client> client_;
 };
 
 }  // namespace fileref::runtime

@@ -22,6 +22,7 @@ class RecoveringClient : public Client {
   TKStatus wait(std::chrono::milliseconds at_most) override;
   void pump(std::chrono::milliseconds at_most) override;
   bool busy() const override { return operation_ != nullptr; }
+  bool knows_files() const override { return true; }
 
  protected:
   RecoveringClient(LaunchRequest request, std::vector<std::string> words,

@@ -5,6 +5,7 @@
 #include "runtime/launch/answers.h"
 #include "runtime/launch/dialogue/dialect.h"
 #include "runtime/launch/glob.h"
+#include "runtime/launch/line_buffer.h"
 #include "runtime/name_escape.h"
 
 namespace fileref::runtime {
@@ -109,6 +110,15 @@ Answer answer_names(Selection selection, std::shared_ptr<const DirectoryListing>
 Answer answer_file(const Selection& selection) {
   const std::string_view file(selection.prefix.data(), selection.prefix.size() - 1);
   return {kSuccess, std::string(kOpening) + escape_name(file) + '\n' + std::string(kPrompt)};
+}
+
+std::vector<std::string> names_in(std::string_view answer) {
+  std::vector<std::string> names;
+  if (!answer.starts_with(kOpening) || !answer.ends_with(kPrompt)) return names;
+  answer.remove_prefix(kOpening.size());
+  answer.remove_suffix(kPrompt.size());
+  while (!answer.empty()) names.push_back(unescape_name(take_line(&answer)));
+  return names;
 }
 
 }  // namespace fileref::runtime

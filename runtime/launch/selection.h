@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "runtime/launch/dialogue/operation.h"
 #include "runtime/launch/directory_listing.h"
@@ -29,5 +30,7 @@ std::optional<Selection> select(std::string_view text, std::string* why);
 Answer answer_names(Selection selection, std::shared_ptr<const DirectoryListing> listing);
 // The same when the selected path is no directory.
 Answer answer_file(const Selection& selection);
+// The names in the text of such an answer; none in that of another.
+std::vector<std::string> names_in(std::string_view answer);
 
 }  // namespace fileref::runtime

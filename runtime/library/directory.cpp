@@ -132,6 +132,23 @@ bool OpenDirectory::has(std::string_view member, std::string_view type) {
   return there;
 }
 
+// Opened for neither input nor output, any member does.
+std::weak_ptr<runtime::Client> OpenDirectory::entered() {
+  constexpr int kForNothing = 0;
+  open("x", {}, kForNothing, {})->close();
+  return host_.runtime().toolkit.client_of(text_of(fileref_));
+}
+
+std::optional<FileStatus> OpenDirectory::stat(std::string_view member) {
+  member_name(member);
+  return host_.ask_about(std::string(text_of(fileref_)), entered(), "stat", member);
+}
+
+std::vector<std::string> OpenDirectory::names(std::string_view pattern) {
+  member_name(pattern);
+  return host_.names_like(std::string(text_of(fileref_)), entered(), pattern);
+}
+
 std::vector<InfoLine> OpenDirectory::info() {
   W_INFSTR* list = nullptr;
   const auto& table = host_.table();
@@ -173,6 +190,18 @@ Output Directory::create(std::string_view member, std::string_view type,
 
 bool Directory::has(std::string_view member, std::string_view type) {
   return directory().has(member, type);
+}
+
+void Directory::enter() {
+  directory().entered();
+}
+
+std::optional<FileStatus> Directory::stat(std::string_view member) {
+  return directory().stat(member);
+}
+
+std::vector<std::string> Directory::names(std::string_view pattern) {
+  return directory().names(pattern);
 }
 
 std::vector<InfoLine> Directory::info() {

@@ -24,6 +24,7 @@ OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, int openmode
       output_(openmode == kOpenOutput),
       stream_(temporary != nullptr && runtime::TempMethod::is_stream(temporary)),
       names_(!output_ && temporary == nullptr),
+      client_(host.runtime().toolkit.client_of(fileref_)),
       close_entry_(entries.close),
       member_(entries.member),
       options_(std::move(options)) {}
@@ -89,7 +90,7 @@ bool OpenFile::waits() const {
   return file != nullptr && runtime::TempMethod::waits(file);
 }
 
-void OpenFile::copy_to(int descriptor) {
+void OpenFile::copy_to(int descriptor, bool* open_line) {
   const runtime::Destination out{descriptor, host_.interrupted()};
   std::string text;
   const auto write_out = [&] {
@@ -98,10 +99,9 @@ void OpenFile::copy_to(int descriptor) {
   };
   std::string_view record;
   try {
-    bool owes_line_feed = false;  // of an open line, which only the end of all can leave open
     while (read(record)) {
-      if (owes_line_feed) text += '\n';
-      owes_line_feed = !stream_ && !line_ended_;
+      if (*open_line) text += '\n';
+      *open_line = !stream_ && !line_ended_;  // which only the end of all can leave so
       text.append(record);
       if (!stream_ && line_ended_) text += '\n';
       HOST_FILE* file = host_.runtime().temp.copyable_behind(record.data());
@@ -176,16 +176,32 @@ void OpenFile::abandon() {
   });
 }
 
+namespace {
+
+// What stands in the root directory has a dot in its physical name, which no user wrote.
+std::string path_of(const W_PAIRS& pair) {
+  std::string path =
+      runtime::unescape_name({pair.valueptr, static_cast<std::size_t>(pair.valuelen)});
+  return path.starts_with("/./") ? path.erase(0, 2) : path;
+}
+
+}  // namespace
+
 std::vector<InfoLine> lines_of(const W_INFSTR* list) {
   std::vector<InfoLine> lines;
   for (long i = 0; i < list->pairnum; ++i) {
     const W_PAIRS& pair = list->wpairs[i];
     if (pair.nameptr == nullptr) continue;
     lines.push_back(
-        {std::string(pair.nameptr, static_cast<std::size_t>(pair.namelen)),
-         runtime::unescape_name({pair.valueptr, static_cast<std::size_t>(pair.valuelen)})});
+        {std::string(pair.nameptr, static_cast<std::size_t>(pair.namelen)), path_of(pair)});
   }
   return lines;
+}
+
+FileStatus OpenFile::status() {
+  if (!names_ || name_.empty()) throw UsageError("No name of a listing was read.");
+  const std::optional<FileStatus> found = host_.ask_about(fileref_, client_, "lstat", name_);
+  return found.value_or(FileStatus{});
 }
 
 std::vector<InfoLine> OpenFile::info() {
@@ -214,8 +230,9 @@ OpenFile& Input::file() const {
 bool Input::next(std::string_view& record) {
   return file().read(record);
 }
-void Input::copy_to(int out) {
-  file().copy_to(out);
+void Input::copy_to(int out, bool* open_line) {
+  bool not_open = false;
+  file().copy_to(out, open_line == nullptr ? &not_open : open_line);
 }
 const std::vector<std::string>& Input::skipped() const {
   return file().skipped();
@@ -228,6 +245,9 @@ long Input::record_length() const {
 }
 bool Input::is_stream() const {
   return file().is_stream();
+}
+FileStatus Input::status() {
+  return file().status();
 }
 std::vector<InfoLine> Input::info() {
   return file().info();

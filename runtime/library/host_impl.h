@@ -72,6 +72,16 @@ class Host::Impl {
   std::unique_ptr<OpenDirectory> open_directory(std::string_view fileref, MemberOptions options);
   bool is_assigned(std::string_view fileref);
   std::optional<std::string> find(std::string_view fileref);
+  std::optional<FileStatus> stat(std::string_view fileref);
+  std::vector<InfoLine> info(std::string_view fileref);
+  // What a client says of a name in its directory: `command` is "stat" or "lstat".
+  std::optional<FileStatus> ask_about(const std::string& fileref,
+                                      const std::weak_ptr<runtime::Client>& client,
+                                      const char* command, std::string_view name);
+  // The names in its directory that match.
+  std::vector<std::string> names_like(const std::string& fileref,
+                                      const std::weak_ptr<runtime::Client>& client,
+                                      std::string_view pattern);
 
   runtime::Runtime& runtime() { return runtime_; }
   const std::function<bool()>& interrupted() const { return runtime_.toolkit.launch.interrupted; }
@@ -124,6 +134,12 @@ class Host::Impl {
     std::vector<std::string> options = {};
   };
 
+  // Has `ask` ask a client, and fails when there is none any more, or it cannot be asked.
+  template <class Ask>
+  void enter_client(const std::string& fileref, const std::weak_ptr<runtime::Client>& client,
+                    Ask ask);
+  // Opens a fileref for neither input nor output, which starts its session.
+  std::unique_ptr<OpenFile> open_for_nothing(const runtime::Name8& name);
   // What `target` and the options of its assignment are for the module.
   Assignment checked(const Target& target, const std::vector<std::string>& options) const;
 
@@ -177,7 +193,7 @@ class OpenFile {
   OpenFile& operator=(const OpenFile&) = delete;
 
   bool read(std::string_view& record);
-  void copy_to(int descriptor);
+  void copy_to(int descriptor, bool* open_line);
   void write(std::string_view record);
   // Without its line feed, where records are lines.
   void write_lines(std::string_view lines);
@@ -191,6 +207,7 @@ class OpenFile {
   bool is_stream() const { return stream_; }
   bool is_converted() const { return temporary_ != nullptr && temporary_->filter != nullptr; }
   bool line_ended() const { return line_ended_; }
+  FileStatus status();
   std::vector<InfoLine> info();
 
  private:
@@ -208,6 +225,7 @@ class OpenFile {
   bool stream_;
   bool names_;        // the records are remote names, which the module hands out escaped
   std::string name_;  // the one that was read last
+  std::weak_ptr<runtime::Client> client_;  // that listed them
   bool line_ended_ = true;
   rctype (*close_entry_)(ptr);
   std::string member_;  // the name in its directory, escaped; empty: it is the fileref's file
@@ -229,6 +247,10 @@ class OpenDirectory {
   std::unique_ptr<OpenFile> open(std::string_view member, std::string_view type, int openmode,
                                  const std::vector<std::string>& options);
   bool has(std::string_view member, std::string_view type);
+  // The client, which stands in the directory then.
+  std::weak_ptr<runtime::Client> entered();
+  std::optional<FileStatus> stat(std::string_view member);
+  std::vector<std::string> names(std::string_view pattern);
   std::vector<InfoLine> info();
   void close();
 

@@ -181,7 +181,7 @@ std::string physical_name(const Target& target) {
   const bool split_by_slash = slash != std::string::npos && slash > 0;
   const std::size_t backslash = path.rfind('\\');
   const bool split_by_backslash = backslash != std::string::npos && backslash > 0;
-  const bool of_the_root = path == "/" || (path.starts_with('/') && target.is_pattern());
+  const bool of_the_root = path.starts_with('/');
   const bool like_a_list = path.starts_with('(');
   if (split_by_slash || (!split_by_backslash && !of_the_root && !like_a_list)) {
     return runtime::escape_name(path);

@@ -375,7 +375,7 @@ TEST_F(Failures, OfStandardStreams) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.words);
     const support::Outcome outcome =
-        support::run({"sh", "-c", command() + " " + c.words}, "new\n", environment());
+        support::run({"sh", "-c", command() + (" " + c.words)}, "new\n", environment());
     EXPECT_EQ(outcome.status, c.status);
     EXPECT_EQ(outcome.err.starts_with("fileref: "), c.status != 0) << outcome.err;
     EXPECT_EQ(support::read_file(remote("f")), "old\n");
@@ -414,6 +414,11 @@ TEST_F(Failures, WrongUseEndsWithTwo) {
       {"password, encoded", {"read", "sftp://u%3Ahunter2@h/f"}, {"holds a password"}},
       {"password, no scheme", {"read", "u:hunter2@h:/f"}, {"\"u:********@h:/f\""}},
       {"secret out of place", {"read", local("f"), "OPTIONSX='hunter2'"}, {"OPTIONSX=****"}},
+      {"port twice", {"read", "sftp://h:23/f", "-P", "22"}, {"port 23", "-P says 22"}},
+      {"port of a flag", {"read", "sftp://h/f", "-P", "22x"}, {"-P 22x"}},
+      {"key without a server", {"read", local("f"), "-i", "key"}, {"-i", "names none"}},
+      {"empty key", {"read", "sftp://h/f", "-i", ""}, {"-i", "empty"}},
+      {"flag as key", {"read", "sftp://h/f", "-i", "-D"}, {"\"./-D\""}},
       {"option as host", {"read", "sftp://-oProxyCommand=x/f"}, {"host"}},
       {"option in user", {"read", "sftp://u%20-oProxyCommand=x@h/f"}, {"user"}},
       {"percent", {"read", "sftp://h/%zz"}, {"%25"}},

@@ -19,7 +19,12 @@ TEST_F(CommandTest, AnInterruptEndsEveryWait) {
     return " -o RECFM=S -o \"OPTIONS='-D \\\"" FILEREF_BUILD_DIRECTORY "/faulty_server " + fault +
            "\\\"'\"";
   };
+  support::write_file(directory_ / "long", "");
+  support::fs::resize_file(directory_ / "long", std::uintmax_t{2} << 30);
+  support::fs::create_directory(remote("in"));
   const std::string cases[] = {
+      "copy local:" + (directory_ / "long").string() + " " + remote("in").string(),
+      "copy " + (directory_ / "long").string() + " " + local("in/"),
       "read " + local("data") + faulty("stall 1000000"),
       "read " + local("data") + faulty("drop 0") + " --retries 1000",
       "ls " + local("") + faulty("mute"),
@@ -43,6 +48,7 @@ TEST_F(CommandTest, AnInterruptEndsEveryWait) {
       EXPECT_LE(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
       EXPECT_TRUE(support::fs::is_empty(temporary_));
       EXPECT_TRUE(support::left_behind({server_->pid()}).empty());
+      EXPECT_TRUE(support::fs::is_empty(remote("in")));
     }
   }
   EXPECT_FALSE(support::fs::exists(remote("new")));

@@ -1,4 +1,5 @@
 // Directories as libraries of members.
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "tests/end_to_end/command_fixture.h"
@@ -139,6 +140,83 @@ TEST_F(Members, ExistenceIsYesNoOrUnknown) {
   EXPECT_EQ(fileref({"info", local("README")}).out,
             "Filename: " + remote("README").string() + "\n");
   EXPECT_EQ(fileref({"info", local("")}).out, "Directory: " + remote("").string() + "\n");
+}
+
+// What is known of a file, by whatever client, is what there is; what is not known is null.
+TEST_F(Members, StatusIsToldWithoutFetching) {
+  const path root = server_->root() / "status";
+  support::fs::create_directory(root);
+  support::write_file(root / "-a b", "12345");
+  support::fs::permissions(root / "-a b", support::fs::perms(04751));
+  support::fs::create_directory(root / "sub");
+  support::fs::create_symlink("-a b", root / "link");
+  support::fs::create_symlink("none", root / "dangling");
+  const timespec times[] = {{86400, 0}, {86400, 0}};
+  utimensat(AT_FDCWD, (root / "-a b").c_str(), times, 0);
+  server_->give_to_user(server_->root());
+  support::fs::permissions(root / "-a b", support::fs::perms(04751));
+  const std::string direct = server_->options(), psftp = server_->options_for_psftp();
+  const std::string whole = R"("size":5,"modified":"1970-01-02T00:00:00Z","mode":"4751"})";
+  const std::string untimed = R"("size":5,"modified":null,"mode":"4751"})";
+  const struct {
+    std::string name;
+    std::vector<std::string> how;
+    int status;
+    std::string told;
+  } cases[] = {
+      {"-a%20b", {"-o", direct}, 0, R"("kind":"file","link":false,)" + whole},
+      {"link", {"-o", direct}, 0, R"("kind":"file","link":true,)" + whole},
+      {"dangling", {"-o", direct}, 0, R"("kind":"link","link":true,"size":4,)"},
+      {"sub", {"-o", direct}, 0, R"("kind":"directory","link":false,)"},
+      {"sub/", {"-o", direct}, 0, R"("kind":"directory","link":false,)"},
+      {"-a%20b", {"-o", direct, "--client", "openssh"}, 0, R"("file","link":null,)" + untimed},
+      {"link", {"-o", direct, "--client", "openssh"}, 0, R"("file","link":null,)" + untimed},
+      {"sub", {"-o", direct, "--client", "openssh"}, 0, R"("directory","link":null,"size":null)"},
+      {"-a%20b", {"-o", psftp}, 0, R"("file","link":null,)" + untimed},
+      {"sub", {"-o", psftp}, 0, R"("kind":"directory")"},
+      {"none", {"-o", direct}, 1, ""},
+      {"none/x", {"-o", direct}, 1, ""},
+      {"none", {"-o", direct, "--client", "openssh"}, 1, ""},
+      {"none", {"-o", psftp}, 1, ""},
+  };
+  const auto compact = [](std::string json) {
+    std::string text;
+    bool quoted = false;
+    for (const char c : json) {
+      quoted ^= c == '"';
+      if (quoted || (c != ' ' && c != '\n')) text += c;
+    }
+    return text;
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> words = {"stat", "--json", server_->url("status/") + c.name};
+    words.insert(words.end(), c.how.begin(), c.how.end());
+    words.insert(words.end(), {"--log", remote("log")});
+    const support::Outcome outcome = fileref(words);
+    EXPECT_EQ(outcome.status, c.status) << c.name << outcome.err;
+    EXPECT_NE(compact(outcome.out).find(c.told), std::string::npos) << c.name << outcome.out;
+    EXPECT_EQ(outcome.out.empty(), c.status == 1) << c.name << outcome.out;
+  }
+  for (const auto& [how, time] : {std::pair(direct, "1970-01-02T00:00:00Z"), {psftp, ""}}) {
+    const support::Outcome listed =
+        fileref({"ls", "--json", server_->url("status"), "-o", how, "--log", remote("log")});
+    const std::string told = compact(listed.out);
+    EXPECT_NE(told.find(R"({"name":"-a b","kind":"file","link":false,"size":5,"modified":)"),
+              std::string::npos)
+        << told << listed.err;
+    EXPECT_NE(told.find(*time == '\0' ? untimed : whole), std::string::npos) << told;
+    EXPECT_NE(told.find(R"({"name":"dangling","kind":"link","link":true,)"), std::string::npos);
+  }
+  const support::Outcome table = fileref({"ls", "-l", server_->url("status/*a*"), "-o", direct,
+                                          "--client", "openssh", "--log", remote("log")});
+  EXPECT_NE(table.out.find("-rwsr-x--x            5                   ? -a b\n"), std::string::npos)
+      << table.out << table.err;
+  EXPECT_EQ(support::read_file(remote("log")).find("> get"), std::string::npos);
+  // In the root directory, too.
+  EXPECT_NE(fileref({"stat", "local:/etc"}).out.find("Kind: directory\n"), std::string::npos);
+  EXPECT_EQ(fileref({"exists", "local:/etc"}).status, 0);
+  EXPECT_EQ(fileref({"info", "local:/etc"}).out, "Filename: /etc\n");
+  EXPECT_EQ(fileref({"info", local("none")}).status, 1);
 }
 
 // NEW makes the directory that is missing, and nothing else.

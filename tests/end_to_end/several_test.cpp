@@ -111,6 +111,33 @@ TEST_F(Several, ListsDirectoriesAndPatterns) {
   }
 }
 
+// As `cat` does: the rest is read, and the status tells. Lines stay lines.
+TEST_F(Several, TargetsAreReadOneAfterTheOther) {
+  support::write_file(remote("open"), "a\nb");
+  support::write_file(remote("empty"), "");
+  support::write_file(remote("c"), "c\n");
+  const struct {
+    std::vector<std::string> words;
+    int status;
+    const char* out;
+    const char* said;
+  } cases[] = {
+      {{"read", local("open"), local("empty"), local("c")}, 0, "a\nb\nc\n", ""},
+      {{"read", local("c"), local("open"), local("empty")}, 0, "c\na\nb", ""},
+      {{"read", local("open"), local("none"), local("c")}, 1, "a\nb\nc\n", "/none"},
+      {{"read", local("o*"), "-o", "RECFM=S", local("c")}, 0, "a\nbc\n", ""},
+      {{"read", local("no*"), local("c")}, 1, "c\n", "/no*"},
+      {{"read", local("c"), "other"}, 2, "", "\"other\" is no target"},
+      {{"read", local("c"), local("c"), "-o", "RECFM=X"}, 2, "", "RECFM=X"},
+  };
+  for (const auto& c : cases) {
+    const support::Outcome outcome = fileref(c.words);
+    EXPECT_EQ(outcome.status, c.status) << testing::PrintToString(c.words) << outcome.err;
+    EXPECT_EQ(outcome.out, c.out) << testing::PrintToString(c.words) << outcome.err;
+    EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
+  }
+}
+
 TEST_F(Several, ManyFilesAreTheirConcatenationOverSsh) {
   std::string contents;
   const path directory = server_->root() / "many";

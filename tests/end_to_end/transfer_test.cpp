@@ -128,6 +128,41 @@ TEST_F(Transfer, LargeFileOverSshIsEqualToTheOriginal) {
   EXPECT_TRUE(support::read_file(server_->root() / "sent") == text);
 }
 
+// As `sftp` has them, with any name for a file.
+TEST_F(Transfer, FlagsSayHowTheServerIsReached) {
+  support::write_file(server_->root() / "f", "x\n");
+  server_->give_to_user(server_->root() / "f");
+  const std::string key = directory_ / "a \"key\"", config = directory_ / "config";
+  support::fs::copy_file(server_->file("user_key"), key);
+  const std::string port = std::to_string(server_->port());
+  support::write_file(config, "IdentitiesOnly yes\nIdentityAgent none\nUserKnownHostsFile " +
+                                  server_->file("known_hosts") + "\nHost localhost\nIdentityFile " +
+                                  server_->file("user_key") + "\nHostKeyAlias [127.0.0.1]:" + port +
+                                  "\n");
+  std::string url = server_->url("f");
+  const std::string login = url.substr(7, url.find("@") - 7) + "@localhost";
+  url.replace(url.find(':' + port), 1 + port.size(), "");
+  const std::vector<std::string> both = {"read", url, "-P", port, "-i", key, "-F", config};
+  const std::string psftp = server_->options_for_psftp();  // makes the key
+  const struct {
+    std::vector<std::string> more;
+    int status;
+    const char* said;
+  } cases[] = {{{}, 0, ""},
+               {{"--client", "openssh"}, 0, ""},
+               {{"-J", login + ":" + port}, 0, ""},
+               {{"--client", "psftp"}, 1, "psftp has no -F"},
+               {{"-o", "PATH='psftp'"}, 1, "psftp has no -F"}};
+  for (const auto& c : cases) {
+    std::vector<std::string> words = both;
+    words.insert(words.end(), c.more.begin(), c.more.end());
+    const support::Outcome outcome = fileref(words);
+    EXPECT_EQ(outcome.status, c.status) << testing::PrintToString(c.more) << outcome.err;
+    EXPECT_EQ(outcome.out, c.status == 0 ? "x\n" : "") << outcome.err;
+    EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
+  }
+}
+
 TEST_F(Transfer, OverwritesAFileAndMakesAMissingDirectoryOnlyWithNew) {
   support::write_file(remote("there"), std::string(5000, 'x'));
   EXPECT_EQ(fileref({"write", local("there")}, "short\n").status, 0);

@@ -80,6 +80,8 @@ TEST_F(Words, AreCompleted) {
       {{"read", "sftp://srv/da"}, {}},
       {{"read", "local:/t"}, {"@files local:"}},
       {{"read", "--", "--cli"}, {}},
+      {{"copy", "a", ""}, {"=sftp://", "=local:", "@files "}},
+      {{"copy", "a", "local:"}, {"@files local:"}},
       {{"batch", ""}, {"@files "}},
       {{"batch", "file", "lo"}, {"=local:"}},
       {{"exists", "local:a", ""}, {}},

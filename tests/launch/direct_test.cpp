@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "runtime/launch/command_line.h"
+#include "runtime/launch/direct/session.h"
 #include "runtime/launch/direct/ssh_command.h"
 #include "tests/launch/conformance.h"
 
@@ -262,6 +263,25 @@ TEST_P(Direct, AFileThatIsFetchedAheadHasItsOrdinaryOutcome) {
 }
 
 // That it is a file need not be asked again, and counts for that moment only.
+TEST(DirectSession, KnowsWhichFileOfHowManyItIs) {
+  using Place = std::pair<std::size_t, std::size_t>;
+  direct::Session session;
+  session.listed = DirectoryListing::empty();
+  for (const char* name : {"b.x", "a.x", ".h.x", "c"}) session.listed->add(name, {'-'});
+  session.listed->sort();
+  const auto place = [&](const char* name) {
+    const auto [number, files] = session.place_of(name);
+    return Place(number, files);
+  };
+  EXPECT_EQ(place("b.x"), Place(1, 1)) << "no pattern was listed";
+  session.listed_pattern = "*.x";
+  EXPECT_EQ(place("a.x"), Place(1, 2));
+  EXPECT_EQ(place("b.x"), Place(2, 2));
+  EXPECT_EQ(place("none"), Place(1, 1));
+  session.expected = {"x", "y", "c"};
+  EXPECT_EQ(place("c"), Place(3, 3));
+}
+
 TEST_P(Direct, AnExpectedFileIsSeenWhenItsDirectoryIsEntered) {
   write_file(remote_ / "file", "data");
   ASSERT_EQ(mkfifo((remote_ / "fifo").c_str(), 0666), 0);

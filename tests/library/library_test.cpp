@@ -495,5 +495,98 @@ TEST_F(Library, NoValueBecomesAnotherWordOrAnOption) {
   }
 }
 
+// What is looked at is what the fileref stands for now, while its files are read as before.
+TEST_F(Library, StatusIsThatOfWhatAFilerefStandsFor) {
+  put("large", std::string(40 << 20, 'x') + "\n");
+  put("small", "12\n");
+  const std::string long_lines = "LRECL=50000000";
+  host_->assign("A", target("large"), {long_lines});
+  std::string_view record;
+  Input large = host_->open("A");
+  EXPECT_EQ(host_->stat("A")->size, (40U << 20) + 1) << "while its records come";
+  EXPECT_TRUE(large.next(record));
+  EXPECT_EQ(record.size(), 40U << 20);
+  Input listed = [&] {
+    host_->assign("L", Target::parse("local:" + directory_.path().string() + "/"), {"LS"});
+    return host_->open("L", {option("LSFILE", "*e")});
+  }();
+  EXPECT_THROW((void)listed.status(), UsageError) << "no name was read";
+  EXPECT_TRUE(listed.next(record));
+  EXPECT_EQ(record, "large");
+  EXPECT_EQ(listed.status().size, (40U << 20) + 1);
+  EXPECT_EQ(failure([&] { host_->stat("L"); }).code(), static_cast<int>(0x8000100F));
+  host_->assign("L", target("small"));
+  EXPECT_EQ(host_->stat("L")->size, 3U);
+  EXPECT_EQ(host_->stat("L")->kind, FileStatus::Kind::kFile);
+  host_->assign("L", target("none"));
+  EXPECT_FALSE(host_->stat("L"));
+  EXPECT_EQ(host_->info("L").front().value, (directory_ / "none").string());
+  host_->assign("L", Target::parse("local:" + directory_.path().string()), {"DIR"});
+  EXPECT_EQ(host_->stat("L")->kind, FileStatus::Kind::kDirectory);
+  EXPECT_NE(failure([&] { host_->stat("X"); }).code(), 0);
+  large.close();
+  EXPECT_THROW((void)host_->open("A").status(), UsageError) << "records are no names";
+}
+
+TEST_F(Library, DirectoriesAreAskedForNamesAndWhatTheyAre) {
+  for (const char* name : {"b.x", "a.x", ".h.x", "[a].x", "c"}) put(name, name);
+  const Target here = Target::parse("local:" + directory_.path().string());
+  host_->assign("D", here, {"DIR"});
+  Directory directory = host_->open_directory("D");
+  directory.enter();
+  using Names = std::vector<std::string>;
+  EXPECT_EQ(directory.names("*.x"), (Names{"[a].x", "a.x", "b.x"}));
+  EXPECT_EQ(directory.names(".*"), (Names{".h.x"}));
+  EXPECT_EQ(directory.names("*.none"), Names{});
+  EXPECT_EQ(directory.stat("[a].x")->size, 5U);
+  EXPECT_FALSE(directory.stat("none"));
+  EXPECT_THROW((void)directory.stat("a/b"), UsageError);
+  EXPECT_THROW((void)directory.names("*/b"), UsageError);
+  host_->assign("N", Target::parse("local:" + (directory_ / "none").string()), {"DIR"});
+  EXPECT_NE(failure([&] { host_->open_directory("N").enter(); }).code(), 0);
+}
+
+// As a program has it: with a count, which file of how many it is, and the first failure thrown
+// where nobody is told.
+TEST_F(Library, CopiesFiles) {
+  support::fs::create_directory(directory_ / "from");
+  support::fs::create_directory(directory_ / "to");
+  for (const char* name : {"from/a", "from/b", "from/c"}) put(name, name);
+  const std::vector<Place> sources = {Place::parse((directory_ / "none").string()),
+                                      Place::parse("local:" + (directory_ / "from/[ab]").string()),
+                                      Place::parse((directory_ / "from/c").string())};
+  const Place target = Place::parse((directory_ / "to").string());
+  std::string failed, numbers;
+  CopyOptions copying{.host = options(),
+                      .failed = [&](const std::string& source, const Error&) { failed += source; }};
+  copying.host.progress = [&](const Progress& progress) {
+    if (progress.bytes == 0) numbers += std::to_string(progress.number);
+    EXPECT_EQ(progress.files, 4U);
+  };
+  EXPECT_EQ(copy(sources, target, copying), 3U);
+  EXPECT_EQ(failed, directory_ / "none");
+  EXPECT_EQ(numbers, "12344");
+  EXPECT_EQ(get("to/a") + get("to/b") + get("to/c"), "from/afrom/bfrom/c");
+  EXPECT_THROW(copy(sources, target, {.host = options()}), Error);
+  copying.failed = [](const std::string&, const Error&) { throw std::domain_error("stop"); };
+  EXPECT_THROW(copy(sources, target, copying), std::domain_error);
+  // What comes short takes no file's place, and is not sent.
+  put("from/long", std::string(1'000'000, 'x'));
+  Place broken = Place::parse("local:" + (directory_ / "from/long").string());
+  broken.target->client_arguments = {"-D", FILEREF_BUILD_DIRECTORY "/faulty_server drop 100000"};
+  HostOptions once = options();
+  once.retries = 0;
+  const std::string c = directory_ / "to/c";
+  for (const std::string& onto : {c, "local:" + c}) {
+    EXPECT_THROW(copy({broken}, Place::parse(onto), {.host = once}), Failure) << onto;
+    EXPECT_EQ(get("to/c"), "from/c") << onto;
+  }
+  EXPECT_EQ(std::distance(support::fs::directory_iterator(directory_ / "to"), {}), 3);
+  copying.host.progress = {};
+  copying.host.interrupted = [] { return true; };
+  EXPECT_THROW(copy({sources[2]}, target, copying), SystemError);
+  EXPECT_EQ(get("to/c"), "from/c");
+}
+
 }  // namespace
 }  // namespace fileref

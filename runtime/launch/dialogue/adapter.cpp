@@ -1,6 +1,7 @@
 #include "runtime/launch/dialogue/adapter.h"
 
 #include "runtime/launch/dialogue/directories.h"
+#include "runtime/launch/dialogue/stat.h"
 #include "runtime/launch/dialogue/transfers.h"
 #include "runtime/launch/local_file.h"
 #include "runtime/name_escape.h"
@@ -27,6 +28,9 @@ std::vector<std::string> lines_for(const Dialect& dialect, const Command& comman
       return {dialect.change_directory(command.remote)};
     case Verb::kMakeDirectory:
       return {dialect.make_directory(command.remote), dialect.look(command.listed_as)};
+    case Verb::kStat:
+    case Verb::kListedStat:
+      return {dialect.look(command.listed_as)};
     case Verb::kDownload:
       return {dialect.look(command.listed_as),
               dialect.download(command.remote, Download::part_of(command.local))};
@@ -63,7 +67,8 @@ std::unique_ptr<Operation> Adapter::plan(std::string_view text, std::string* why
     if (!dialect_->can_carry(command->remote, why)) return nullptr;
     return plan_listing(*command, why);
   }
-  command->remote = literal_path(command->remote);
+  const std::string name = command->remote;
+  command->remote = literal_path(name);
   if (command->verb == Verb::kUpload && !local_size(command->local)) {
     *why = "there is no local file \"" + command->local + "\" to upload";
     return nullptr;
@@ -85,6 +90,9 @@ std::unique_ptr<Operation> Adapter::plan(std::string_view text, std::string* why
       return std::make_unique<Download>(*dialect_, &session_, *command);
     case Verb::kUpload:
       return std::make_unique<Upload>(*dialect_, &session_, *command);
+    case Verb::kStat:
+    case Verb::kListedStat:
+      return std::make_unique<Stat>(*dialect_, &session_, name, *command);
     case Verb::kList:
       break;
   }

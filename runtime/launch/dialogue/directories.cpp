@@ -59,6 +59,11 @@ std::optional<std::string> listed_path(const Dialect& dialect, const Session& se
   return std::nullopt;
 }
 
+std::string path_of_here(const Dialect& dialect, const Session& session) {
+  std::string why;
+  return listed_path(dialect, session, ".", &why).value_or(".");
+}
+
 Step Start::begin() {
   state_ = State::kLogin;
   return Request{};

@@ -15,6 +15,9 @@ namespace fileref::runtime {
 std::optional<std::string> listed_path(const Dialect& dialect, const Session& session,
                                        std::string_view path, std::string* why);
 
+// The same for the current directory.
+std::string path_of_here(const Dialect& dialect, const Session& session);
+
 class Start : public Operation {
  public:
   Start(const Dialect& dialect, Session* session) : dialect_(dialect), session_(session) {}

@@ -36,6 +36,20 @@ bool is_mode(std::string_view text) {
          (std::isalpha(static_cast<unsigned char>(text[0])) || text[0] == '-' || text[0] == '?');
 }
 
+// "rwxr-s--T" as 03750.
+std::uint32_t permissions(std::string_view mode) {
+  std::uint32_t bits = 0;
+  for (std::size_t i = 0; i < 9; ++i) {
+    const std::uint32_t bit = 0400U >> i;
+    const std::uint32_t special = 04000U >> (i / 3);
+    const char c = mode[i];
+    const bool is_special = c == 's' || c == 'S' || c == 't' || c == 'T';
+    if (is_special) bits |= special;
+    if (c == 's' || c == 't' || (!is_special && c != '-')) bits |= bit;
+  }
+  return bits;
+}
+
 // More than one line are as good as many.
 std::vector<std::string_view> listed_lines(std::string_view out) {
   std::vector<std::string_view> lines;
@@ -57,11 +71,12 @@ std::optional<LongLine> parse_long_line(std::string_view line) {
     const std::size_t before = line.rfind(' ', blank - 1);
     if (before == line.npos) return std::nullopt;
     if (line.size() == blank + 1 + kDateLength) return std::nullopt;
-    LongLine entry{line[0], 0, line.substr(blank + 1 + kDateLength)};
+    std::uint64_t size = 0;
     const char* end = line.data() + blank;
-    const auto [parsed, error] = std::from_chars(line.data() + before + 1, end, entry.size);
+    const auto [parsed, error] = std::from_chars(line.data() + before + 1, end, size);
     if (error != std::errc{} || parsed != end) return std::nullopt;
-    return entry;
+    const FileStatus status{line[0], line[0] == 'l', size, permissions(line.substr(1))};
+    return LongLine{status, line.substr(blank + 1 + kDateLength)};
   }
   return std::nullopt;
 }
@@ -71,18 +86,18 @@ std::size_t slashes(std::string_view path) {
 }
 
 RemoteFile remote_file(const LongLine& line) {
-  switch (line.type) {
+  switch (line.status.type) {
     case 'd':
-      return {Kind::kDirectory};
+      return {Kind::kDirectory, {}, line.status.mode};
     case 'p':
     case 's':
     case 'c':
     case 'b':
-      return {Kind::kOther};
+      return {Kind::kOther, {}, line.status.mode};
     case 'l':  // the target cannot be looked at; the size is the link's own
       return {};
     default:
-      return {Kind::kFile, line.size};
+      return {Kind::kFile, line.status.size, line.status.mode};
   }
 }
 

@@ -7,14 +7,14 @@
 #include <string_view>
 
 #include "runtime/launch/dialogue/operation.h"
+#include "runtime/launch/file_status.h"
 
 namespace fileref::runtime {
 
 // A line of the client's long listing: mode, links, owner, group, size, date, name.
 struct LongLine {
-  char type;  // the first of the mode: '-', 'd', 'l', ...
-  std::uint64_t size;
-  std::string_view path;  // as it was asked for, and as the client shows it
+  FileStatus status = {};      // without the time: dates are shown without a year, or the minutes
+  std::string_view path = {};  // as it was asked for, and as the client shows it
 };
 
 // Returns nothing when the line has not that form, or the path is empty.
@@ -32,6 +32,7 @@ struct RemoteFile {
 
   Kind kind = Kind::kUnknown;
   std::optional<std::uint64_t> size = {};  // of a file
+  std::optional<std::uint32_t> mode = {};  // permissions
 };
 
 RemoteFile remote_file(const LongLine& line);

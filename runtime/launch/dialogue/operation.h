@@ -20,6 +20,7 @@ struct Transfer {
   bool is_upload = false;
   std::string remote = {}, local = {};
   std::optional<std::uint64_t> total = {};  // in bytes; nothing: not known
+  std::size_t number = 1, files = 1;        // which file of how many, where that is known
 };
 
 // Lines for the client, without line feeds. They are answered together by one Reply.

@@ -30,6 +30,11 @@ struct Session {
   std::shared_ptr<DirectoryListing> listed = {};  // the last listing of a current directory,
   std::string listed_directory = {};              // and of which
   std::size_t looks_saved = 0;                    // sizes asked for that it could have held
+
+  // What the last listing says of a name in the current directory, if it does.
+  std::optional<DirectoryListing::Entry> find(std::string_view name) const {
+    return listed && listed_directory == directory ? listed->find(name) : std::nullopt;
+  }
 };
 
 }  // namespace fileref::runtime

@@ -28,8 +28,7 @@ Step Download::begin() {
 // its files were looked at one by one for about as long as that takes.
 Step Download::find_size() {
   constexpr std::size_t kNamesListedInTheTimeOfALook = 256;
-  const bool holds = session_->listed && session_->listed_directory == session_->directory;
-  const auto entry = holds ? session_->listed->find(command_.remote) : std::nullopt;
+  const std::optional<DirectoryListing::Entry> entry = session_->find(command_.remote);
   from_listing_ = entry && entry->type == '-';
   if (from_listing_) {
     before_ = {RemoteFile::Kind::kFile, entry->size};
@@ -39,15 +38,9 @@ Step Download::find_size() {
   const std::size_t names = lacks_sizes ? session_->listed->size() : 0;
   if (lacks_sizes && ++session_->looks_saved > names / kNamesListedInTheTimeOfALook) {
     state_ = State::kAskAllSizes;
-    return looking(dialect_.look_at_all(here()));
+    return looking(dialect_.look_at_all(path_of_here(dialect_, *session_)));
   }
   return ask_size();
-}
-
-// The path by which `ls` is asked for the current directory.
-std::string Download::here() const {
-  std::string why;
-  return listed_path(dialect_, *session_, ".", &why).value_or(".");
 }
 
 Step Download::ask_size() {
@@ -76,7 +69,7 @@ Step Download::transfer() {
 Step Download::take(const Reply& reply) {
   switch (state_) {
     case State::kAskAllSizes:
-      session_->listed = dialect_.found_all(reply, here());
+      session_->listed = dialect_.found_all(reply, path_of_here(dialect_, *session_));
       session_->looks_saved = 0;
       return find_size();
     case State::kAskSize:

@@ -34,7 +34,6 @@ class Download : public Operation {
   enum class State { kAskAllSizes, kAskSize, kTransfer, kAskSizeAgain };
 
   Step find_size();
-  std::string here() const;
   Step ask_size();
   Step transfer();
   Step judge(const Reply& reply);

@@ -80,7 +80,7 @@ TKStatus DirectClient::refill_feed(std::unique_ptr<Operation> refill) {
 }
 
 void DirectClient::close_feed(const Transfer& transfer, std::uint64_t bytes) {
-  if (std::exchange(has_reported_, false)) progress()(transfer, bytes, true);
+  if (std::exchange(has_reported_, false)) tell(transfer, bytes, true);
 }
 
 std::unique_ptr<Operation> DirectClient::start() {
@@ -185,9 +185,15 @@ void DirectClient::report(bool ended) {
   if (transfer == nullptr || !progress()) return;
   const bool is_due = ended ? has_reported_ : Clock::now() >= report_due_;
   if (!is_due) return;
-  has_reported_ = !ended;
+  if (!std::exchange(has_reported_, !ended)) place_ = session_.place_of(transfer->remote);
   report_due_ = Clock::now() + kReportInterval;
-  progress()(*transfer, current().moved(), ended);
+  tell(*transfer, current().moved(), ended);
+}
+
+void DirectClient::tell(Transfer transfer, std::uint64_t bytes, bool ended) const {
+  transfer.number = place_.number;
+  transfer.files = place_.files;
+  progress()(transfer, bytes, ended);
 }
 
 void DirectClient::withdraw() {

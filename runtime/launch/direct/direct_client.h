@@ -49,6 +49,7 @@ class DirectClient : public RecoveringClient<Operation> {
   TKStatus refill_feed(std::unique_ptr<Operation> refill);
   void close_feed(const Transfer& transfer, std::uint64_t bytes);
   void report(bool ended);
+  void tell(Transfer transfer, std::uint64_t bytes, bool ended) const;
   bool has_nothing_to_do();
 
   const sftp::Settings settings_;
@@ -64,6 +65,7 @@ class DirectClient : public RecoveringClient<Operation> {
   Limit limit_ = &LaunchLimits::start;
   Clock::time_point report_due_;
   bool has_reported_ = false;
+  Session::Place place_ = {};  // of the file that was reported last
 };
 
 }  // namespace fileref::runtime::direct

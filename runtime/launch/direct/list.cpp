@@ -29,7 +29,7 @@ void List::begin(sftp::Connection& connection) {
   }
   listing_ = std::make_unique<sftp::Listing>(
       connection, path_, [this](std::string_view name, const Attributes& attributes) {
-        names_->add(name, type_letter(attributes.kind()), attributes.size.value_or(0));
+        names_->add(name, status_of(attributes));
       });
 }
 

@@ -37,7 +37,10 @@ bool PartFile::clear() {
   return cleared ? true : fail("cannot empty ", errno);
 }
 
+// Some file systems say only at a close that what was written could not be kept.
 bool PartFile::put_in_place() {
+  const int again = ::dup(file_.get());
+  if (again < 0 || ::close(again) != 0) return fail("cannot write ", errno);
   if (const int error = rename_local(part_, path_)) return fail("cannot write ", error);
   file_.reset();
   return true;

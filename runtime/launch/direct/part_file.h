@@ -1,5 +1,4 @@
-// The local file of a download while it is not whole: beside the asked one, under a name of its
-// own.
+// A local file while it is not whole: beside the asked one, under a name of its own.
 #pragma once
 
 #include <sys/types.h>
@@ -15,6 +14,7 @@ namespace fileref::runtime::direct {
 class PartFile {
  public:
   explicit PartFile(std::string path) : path_(std::move(path)), part_(path_ + ".part") {}
+  PartFile(std::string path, std::string part) : path_(std::move(path)), part_(std::move(part)) {}
   // Removes what was not put in its place, but not in a process that was forked from the owner.
   ~PartFile();
   PartFile(const PartFile&) = delete;

@@ -8,6 +8,7 @@
 #include "runtime/launch/direct/get.h"
 #include "runtime/launch/direct/list.h"
 #include "runtime/launch/direct/put.h"
+#include "runtime/launch/direct/stat.h"
 #include "runtime/launch/local_file.h"
 #include "runtime/name_escape.h"
 
@@ -74,6 +75,9 @@ std::unique_ptr<Operation> plan(std::string_view text, Session* session, FetchAh
     case Verb::kUpload:
       session->listed.reset();
       return std::make_unique<Put>(session, *std::move(command));
+    case Verb::kStat:
+    case Verb::kListedStat:
+      return std::make_unique<Stat>(*session, *std::move(command));
     case Verb::kList:
       break;
   }

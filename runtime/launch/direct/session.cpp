@@ -28,6 +28,23 @@ std::optional<std::uint64_t> Session::take_file_size(std::string_view name) {
   return entry && entry->type == '-' ? std::optional(entry->size) : std::nullopt;
 }
 
+Session::Place Session::place_of(std::string_view name) const {
+  const auto named = std::find(expected.begin(), expected.end(), name);
+  if (named != expected.end()) {
+    return {static_cast<std::size_t>(named - expected.begin()) + 1, expected.size()};
+  }
+  if (listed_pattern.empty() || !find(name)) return {};
+  const Glob glob(listed_pattern);
+  Place place{0, 0};
+  for (std::size_t at = 0; at < listed->size(); ++at) {
+    const std::string_view other = listed->entry(at).name;
+    if (!glob.matches(other)) continue;
+    ++place.files;
+    if (other <= name) ++place.number;
+  }
+  return place;
+}
+
 std::optional<std::string> Session::expected_behind(std::string_view name) const {
   const auto named = std::find(expected.begin(), expected.end(), name);
   if (named != expected.end() && named + 1 != expected.end()) return *(named + 1);
@@ -43,6 +60,13 @@ std::optional<std::string> Session::expected_behind(std::string_view name) const
 char type_letter(sftp::Kind kind) {
   constexpr char kLetters[] = {DirectoryListing::kUnknownType, '-', 'd', 'l', 'p'};
   return kLetters[static_cast<int>(kind)];
+}
+
+FileStatus status_of(const sftp::Attributes& attributes) {
+  FileStatus status{type_letter(attributes.kind()), {}, attributes.size};
+  if (attributes.mode) status.mode = *attributes.mode & 07777;
+  status.modified = attributes.modification_time;
+  return status;
 }
 
 std::string said_of(std::string_view path, const sftp::Status& status) {

@@ -55,6 +55,11 @@ struct Session {
   // The size of what is known to be a file; what was seen of it on entering counts once, and at
   // once.
   std::optional<std::uint64_t> take_file_size(std::string_view name);
+  // Which of the files that are likely to be fetched one after the other it is, and of how many.
+  struct Place {
+    std::size_t number = 1, files = 1;
+  };
+  Place place_of(std::string_view name) const;
   // The name that is likely to be fetched behind `name`; nothing is expected behind most.
   std::optional<std::string> expected_behind(std::string_view name) const;
 };
@@ -63,6 +68,8 @@ std::string path_in(std::string_view directory, std::string_view name);
 
 // As in the long form of a listing: '-', 'd', 'l', 'p' for all else, or that it is not known.
 char type_letter(sftp::Kind kind);
+
+FileStatus status_of(const sftp::Attributes& attributes);
 
 // What the server says of a path, for the user.
 std::string said_of(std::string_view path, const sftp::Status& status);
