@@ -56,6 +56,9 @@ std::string protect_marks(std::string_view text) {
 }
 
 std::string unescape_name(std::string_view escaped) {
+  if (escaped.find(kBlank) == escaped.npos && escaped.find(kEscape) == escaped.npos) {
+    return std::string(escaped);
+  }
   std::string name;
   name.reserve(escaped.size());
   for (std::size_t i = 0; i < escaped.size(); ++i) {

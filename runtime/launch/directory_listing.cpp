@@ -103,8 +103,10 @@ DirectoryListing::Entry DirectoryListing::entry_of(const char* record) {
   return {facts, {record + kFactsBytes, facts.name_length}};
 }
 
-bool DirectoryListing::before(const char* a, const char* b) {
-  return entry_of(a).name < entry_of(b).name;
+std::string_view DirectoryListing::name_of(const char* record) {
+  decltype(Facts::name_length) length = 0;
+  std::memcpy(&length, record + offsetof(Facts, name_length), sizeof length);
+  return {record + kFactsBytes, length};
 }
 
 void DirectoryListing::set_name(std::size_t entry, std::string_view name) {
@@ -133,18 +135,18 @@ FileStatus DirectoryListing::Facts::status() const {
 }
 
 void DirectoryListing::sort() {
-  std::sort(records_.begin(), records_.end(), before);
-  const auto same = [](const char* a, const char* b) {
-    return entry_of(a).name == entry_of(b).name;
-  };
+  // This sort looks at what is near in memory, mostly.
+  std::stable_sort(records_.begin(), records_.end(),
+                   [](const char* a, const char* b) { return name_of(a) < name_of(b); });
+  const auto same = [](const char* a, const char* b) { return name_of(a) == name_of(b); };
   records_.erase(std::unique(records_.begin(), records_.end(), same), records_.end());
 }
 
 std::optional<std::size_t> DirectoryListing::position_of(std::string_view name) const {
   const auto at = std::lower_bound(
       records_.begin(), records_.end(), name,
-      [](const char* record, std::string_view wanted) { return entry_of(record).name < wanted; });
-  if (at == records_.end() || entry_of(*at).name != name) return std::nullopt;
+      [](const char* record, std::string_view wanted) { return name_of(record) < wanted; });
+  if (at == records_.end() || name_of(*at) != name) return std::nullopt;
   return static_cast<std::size_t>(at - records_.begin());
 }
 

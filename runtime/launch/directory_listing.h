@@ -74,7 +74,7 @@ class DirectoryListing {
   char* keep(Facts facts, std::string_view name);
   char* take_room(std::size_t bytes);
   static Entry entry_of(const char* record);
-  static bool before(const char* a, const char* b);
+  static std::string_view name_of(const char* record);
 
   std::vector<std::unique_ptr<char[]>> pieces_;  // full of records
   std::size_t piece_size_ = 0, room_ = 0;        // of the last, in bytes, and left
