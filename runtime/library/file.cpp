@@ -11,7 +11,13 @@
 namespace fileref {
 namespace {
 constexpr std::size_t kEnoughToWrite = 128 * 1024;
+
+// The open of a member does not tell it.
+long settled_length(long told, const HOST_FILE* temporary) {
+  return told > 0 || temporary == nullptr ? told : runtime::TempMethod::record_length(temporary);
 }
+
+}  // namespace
 
 OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, int openmode,
                    long record_length, HOST_FILE* temporary, const Host::Impl::FileEntries& entries,
@@ -19,7 +25,7 @@ OpenFile::OpenFile(Host::Impl& host, std::string fileref, ptr file, int openmode
     : host_(host),
       fileref_(std::move(fileref)),
       file_(file),
-      record_length_(record_length),
+      record_length_(settled_length(record_length, temporary)),
       temporary_(temporary),
       output_(openmode == kOpenOutput),
       stream_(temporary != nullptr && runtime::TempMethod::is_stream(temporary)),

@@ -64,6 +64,7 @@ class TempFile : public HOST_FILE {
   bool is_output() const { return writer_ != nullptr; }
   bool is_stream() const { return (recfm_ & kRecfmStream) != 0; }
   bool is_fixed() const { return (recfm_ & kRecfmFixed) != 0; }
+  long record_length() const { return record_length_; }
   void abandon() { abandoned_ = true; }
   bool can_copy_behind(const char* record) const {
     return reader_ && !is_fixed() && reader_->can_copy_behind(record);
@@ -76,6 +77,7 @@ class TempFile : public HOST_FILE {
   // Opens the file to read or write records of it. Empty, or why that cannot be.
   std::string start(const WX_OPENPARM& parms, std::optional<RemoteText> text) {
     std::string why;
+    record_length_ = parms.datalen;
     if ((parms.openmode & kOpenInput) != 0) {
       auto source = method_.source_of(path_, why);
       if (source) start_reading(std::move(source), parms.datalen, std::move(text));
@@ -221,6 +223,7 @@ class TempFile : public HOST_FILE {
   Name8 logical_;
   std::string path_;
   int recfm_;
+  long record_length_ = 0;
   TempMethod& method_;
   WX_AMVEC routines_{this, &refuse_read, &refuse_write, nullptr, nullptr, nullptr, nullptr, {}};
   HOST_FILTER filter_{&refuse_filtered_read, &refuse_filtered_write};
@@ -342,6 +345,10 @@ void TempMethod::remove_spared(const std::string& path) {
   if (is_spared(path)) unlink(path.c_str());
   if (!path.empty()) unmark_unsent(path);
   spared_.clear();
+}
+
+long TempMethod::record_length(const HOST_FILE* file) {
+  return static_cast<const TempFile*>(file)->record_length();
 }
 
 bool TempMethod::is_stream(const HOST_FILE* file) {

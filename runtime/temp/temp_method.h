@@ -58,6 +58,8 @@ class TempMethod {
   void remove_spared(const std::string& path);
   // Whether an open file's records are pieces of a stream of bytes.
   static bool is_stream(const HOST_FILE* file);
+  // In bytes of the source.
+  static long record_length(const HOST_FILE* file);
   // The next line that is written to this file, which is open for output, gets no line feed and is
   // the last.
   static void leave_next_line_open(HOST_FILE* file);

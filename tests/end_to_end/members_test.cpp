@@ -59,6 +59,17 @@ TEST_F(Members, OddKindsLeaveTheSessionWhereItIs) {
   support::fs::permissions(root / "closed", support::fs::perms(0755));
 }
 
+// More than is read of standard input at a time, so that lines are cut there.
+TEST_F(Members, AreWrittenWholeInEveryFormat) {
+  std::string text;
+  for (int i = 0; i < 60000; ++i) text += "line " + std::to_string(i) + '\n';
+  for (const char* format : {"RECFM=V", "RECFM=S", "RECFM=S LRECL=100"}) {
+    EXPECT_EQ(fileref({"write", local(""), "--member", "m", "-o", format}, text).status, 0);
+    EXPECT_TRUE(support::read_file(remote("m")) == text) << format;
+    EXPECT_TRUE(fileref({"read", local(""), "--member", "m", "-o", format}).out == text) << format;
+  }
+}
+
 TEST_F(Members, AreWrittenReadAndNamedWithTheirType) {
   support::fs::create_directory(remote("lib"));
   const std::string lib = local("lib");
