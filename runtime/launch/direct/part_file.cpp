@@ -7,9 +7,19 @@
 #include <cstring>
 
 #include "runtime/launch/answers.h"
+#include "runtime/launch/dialogue/framing.h"
 #include "runtime/launch/local_file.h"
 
 namespace fileref::runtime::direct {
+
+std::string name_beside(const std::string& path) {
+  constexpr std::size_t kLongestName = 255;  // in bytes, on nearly every file system
+  constexpr std::size_t kRandomDigits = 12;
+  const std::size_t name = path.rfind('/') + 1;
+  const std::string end = ".fileref-" + make_nonce().substr(0, kRandomDigits);
+  const std::string begin = "." + path.substr(name);
+  return path.substr(0, name) + begin.substr(0, kLongestName - end.size()) + end;
+}
 
 PartFile::~PartFile() {
   if (file_ && ::getpid() == owner_) remove_local(part_);

@@ -11,6 +11,10 @@
 
 namespace fileref::runtime::direct {
 
+// A name in the same directory, local or remote, that nobody has and that says whose it is:
+// ".NAME.fileref-RANDOM", of no more than 255 bytes.
+std::string name_beside(const std::string& path);
+
 class PartFile {
  public:
   explicit PartFile(std::string path) : path_(std::move(path)), part_(path_ + ".part") {}

@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "runtime/launch/answers.h"
-#include "runtime/launch/dialogue/framing.h"
 #include "runtime/launch/dialogue/transfers.h"
+#include "runtime/launch/direct/part_file.h"
 #include "runtime/launch/local_file.h"
 #include "runtime/sftp/requests.h"
 
@@ -22,9 +22,6 @@ using sftp::Attributes;
 using sftp::Kind;
 using sftp::Status;
 
-constexpr std::size_t kLongestName = 255;  // in bytes, on nearly every file system
-constexpr std::size_t kRandomDigits = 12;
-
 // Reads as many bytes as there are, `capacity` at the most; -1 when they cannot be read.
 long read_some(int file, char* buffer, std::size_t capacity) {
   ssize_t count = 0;
@@ -32,14 +29,6 @@ long read_some(int file, char* buffer, std::size_t capacity) {
     count = ::read(file, buffer, capacity);
   } while (count < 0 && errno == EINTR);
   return count;
-}
-
-// A name beside `path` that nobody has, and that says whose it is.
-std::string name_beside(const std::string& path) {
-  const std::size_t name = path.rfind('/') + 1;
-  const std::string end = ".fileref-" + make_nonce().substr(0, kRandomDigits);
-  const std::string begin = "." + path.substr(name);
-  return path.substr(0, name) + begin.substr(0, kLongestName - end.size()) + end;
 }
 
 }  // namespace

@@ -13,7 +13,6 @@
 #include "runtime/launch/direct/part_file.h"
 #include "runtime/launch/local_file.h"
 #include "runtime/library/copy/folder.h"
-#include "runtime/temp/directory.h"
 
 namespace fileref {
 namespace {
@@ -88,18 +87,11 @@ Replaced replaced_at(const std::string& path) {
   return {fs::canonical(path), status.st_mode & 07777};
 }
 
-std::string part_beside(const std::string& path) {
-  constexpr std::size_t kMostOfName = 200;  // in bytes, so that all of it is a file name, too
-  const std::size_t name = path.rfind('/') + 1;
-  return fmt::format("{}.{}.fileref-{}", path.substr(0, name), path.substr(name, kMostOfName),
-                     runtime::random_name(6));
-}
-
 class SinkHere : public CopySink {
  public:
   explicit SinkHere(const std::string& path)
       : replaced_(replaced_at(path)),
-        part_path_(part_beside(replaced_.path)),
+        part_path_(runtime::direct::name_beside(replaced_.path)),
         part_(replaced_.path, part_path_) {
     check(part_.create());
   }
