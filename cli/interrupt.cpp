@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/time.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -18,7 +19,9 @@ std::optional<termios> terminal_at_first;
 
 void note(int signal) {
   if (signal != SIGALRM && caught == 0) caught = signal;
-  alarm(1);
+  // A wait that was about to begin is broken off, too.
+  constexpr itimerval kSoonAgain{{}, {0, 50'000}};
+  setitimer(ITIMER_REAL, &kSoonAgain, nullptr);
 }
 
 // Without SA_RESTART: what waits is to notice.

@@ -9,7 +9,7 @@ namespace cli {
 class Interrupted : public std::exception {};
 
 // From here on the first of the signals is kept in mind, and system calls that wait are broken off
-// once a second, so that none sleeps through it.
+// again and again behind it, so that none sleeps through it.
 void catch_interrupts();
 
 bool interrupted() noexcept;
