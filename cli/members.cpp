@@ -11,7 +11,7 @@ namespace {
 
 using fileref::Member;
 
-const char* word_for(Member::Kind kind) {
+const char* word_for_member(Member::Kind kind) {
   switch (kind) {
     case Member::Kind::kFile:
       return "file";
@@ -27,7 +27,7 @@ const char* word_for(Member::Kind kind) {
 std::vector<std::string> columns_of(const Member& member, const Request& request) {
   std::vector<std::string> columns = {member.name};
   if (request.split) columns.push_back(member.type);
-  if (request.kinds) columns.emplace_back(word_for(member.kind));
+  if (request.kinds) columns.emplace_back(word_for_member(member.kind));
   return columns;
 }
 
@@ -37,7 +37,7 @@ void print_members(const std::vector<Member>& members, const Request& request) {
     Json object;
     put_name(object, "name", member.name);
     if (request.split) put_name(object, "type", member.type);
-    if (request.kinds) object["kind"] = word_for(member.kind);
+    if (request.kinds) object["kind"] = word_for_member(member.kind);
     list.push_back(object);
   }
   print_json(list);

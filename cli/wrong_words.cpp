@@ -44,7 +44,7 @@ std::string suggestion(const std::string& word, const std::vector<std::string>& 
 }
 
 // Flags of a command as they are typed.
-std::vector<std::string> flags_of(const CLI::App& command) {
+std::vector<std::string> typed_flags_of(const CLI::App& command) {
   std::vector<std::string> flags;
   for (const CLI::Option* option : command.get_options()) {
     for (const std::string& name : option->get_lnames()) flags.push_back("--" + name);
@@ -58,13 +58,13 @@ std::string fault_of_word(const CLI::App& command, const std::string& word) {
   if (!word.starts_with('-')) return fmt::format("\"{}\" is one argument too many", word);
   const std::string flag = word.substr(0, word.find('='));
   return fmt::format("{} has no flag \"{}\"{}", command.get_name(), flag,
-                     suggestion(flag, flags_of(command)));
+                     suggestion(flag, typed_flags_of(command)));
 }
 
 }  // namespace
 
 std::string fault_of_first_word(const CLI::App& app, const std::string& word) {
-  std::vector<std::string> known = flags_of(app);
+  std::vector<std::string> known = typed_flags_of(app);
   for (const CLI::App* command : app.get_subcommands({})) known.push_back(command->get_name());
   if (std::find(known.begin(), known.end(), word) != known.end()) return {};
   return fmt::format("there is no command \"{}\"{}", word, suggestion(word, known));
