@@ -75,7 +75,9 @@ fileref::Output open_output(fileref::Host& host, const Request& request) {
 int write(const Request& request) {
   fileref::Host host(host_options(request));
   fileref::Output output = open_output(host, request);
-  if (output.is_stream()) {
+  if (output.write_file(STDIN_FILENO)) {
+    throw_if_interrupted();
+  } else if (output.is_stream()) {
     write_bytes(output);
   } else {
     write_lines(output);

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/module.h"
-#include "runtime/launch/child/fd.h"
+#include "runtime/fd.h"
 
 namespace fileref::runtime {
 

@@ -27,6 +27,7 @@ Runtime::Runtime(RuntimeOptions options)
   toolkit.launch.feed = [this](const std::string& path, std::unique_ptr<ByteSource> source) {
     temp.feed(path, std::move(source));
   };
+  toolkit.launch.lent = &temp.lent();
 }
 
 void Runtime::fill_anchor() {

@@ -114,6 +114,12 @@ class Output {
   /// Writes a last line without a line feed behind it, and nothing after it. The same as `write`
   /// where records are no lines.
   void write_last(std::string_view record);
+  /// Writes what stands behind the position of `file`, a descriptor, to its end and moves that
+  /// position there: the same as record by record, but the bytes are not copied, and `close` sends
+  /// what they are then. The last that is written. False, with nothing done, where it has to go
+  /// record by record: `file` is no regular file, something was written before, a line is longer
+  /// than the record length, records are fixed or converted, or the client is not "direct".
+  bool write_file(int file);
   /// Sends the file. When that fails, the failure says where the data is kept.
   void close();
   /// Drops what was written.

@@ -24,6 +24,7 @@
 #include "runtime/launch/child/child.h"
 #include "runtime/launch/dialogue/transfer_watch.h"
 #include "runtime/launch/line_buffer.h"
+#include "runtime/lent_files.h"
 
 namespace fileref::runtime {
 
@@ -47,6 +48,8 @@ struct LaunchRequest : fileref::LaunchRequest {
   // "direct" only. Without it, as with every other client, `local` is a whole file when its get is
   // answered. A file that breaks off while it is read is told to `trouble`.
   std::function<void(const std::string& local, std::unique_ptr<ByteSource>)> feed = {};
+  // What stands for local files that are to be sent: only clients that say so send it.
+  LentFiles* lent = nullptr;
 };
 
 class Client {
@@ -79,6 +82,9 @@ class Client {
 
   // An answer is under way.
   virtual bool busy() const = 0;
+
+  // Whether it sends what stands for a local file, see LaunchRequest::lent.
+  virtual bool sends_lent_files() const { return false; }
 
   // Whether it answers `stat` and `lstat`, see file_status.h.
   virtual bool knows_files() const { return false; }

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <fstream>
 
-#include "runtime/launch/child/fd.h"
+#include "runtime/fd.h"
 
 namespace fileref::runtime {
 

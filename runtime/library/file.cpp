@@ -143,6 +143,13 @@ void OpenFile::write_last(std::string_view record) {
   write(record);
 }
 
+// A client's program reads local files itself, by their names.
+bool OpenFile::write_file(int file) {
+  const std::shared_ptr<runtime::Client> client = client_.lock();
+  return vector().amfcb != nullptr && client && client->sends_lent_files() &&
+         temporary_ != nullptr && host_.runtime().temp.lend(temporary_, file, host_.interrupted());
+}
+
 // What could not be sent is kept, whatever the reason was.
 rctype OpenFile::send_and_close() {
   runtime::Runtime& runtime = host_.runtime();
@@ -280,6 +287,9 @@ void Output::write_lines(std::string_view lines) {
 }
 void Output::write_last(std::string_view record) {
   file().write_last(record);
+}
+bool Output::write_file(int file) {
+  return this->file().write_file(file);
 }
 void Output::close() {
   file().close();

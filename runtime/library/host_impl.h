@@ -198,6 +198,7 @@ class OpenFile {
   // Without its line feed, where records are lines.
   void write_lines(std::string_view lines);
   void write_last(std::string_view record);
+  bool write_file(int file);
   void close();
   // Closes without sending.
   void abandon();

@@ -45,7 +45,7 @@ void Upload::go_on() {
 void Upload::write_block() {
   block_.resize(connection().server().write_length);
   const long length = source_(block_.data(), block_.size());
-  if (length < 0) return fail("the local file cannot be read");
+  if (length < 0) return fail("the local file cannot be read, or has become shorter");
   if (length == 0) {
     source_ended_ = true;
     return finish_writing();

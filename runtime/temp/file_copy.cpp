@@ -13,6 +13,7 @@
 #include <cstring>
 #include <numeric>
 #include <system_error>
+#include <vector>
 
 namespace fileref::runtime {
 namespace {
@@ -92,6 +93,21 @@ std::string_view lines_within(std::string_view text, std::size_t longest) {
     end = static_cast<std::size_t>(static_cast<const char*>(feed) - text.data()) + 1;
   }
   return text.substr(0, end);
+}
+
+bool are_lines_within(FileRange bytes, std::size_t longest,
+                      const std::function<bool()>& interrupted) {
+  std::vector<char> buffer(kWindow);
+  std::size_t held = 0;  // bytes of a line that is not complete yet
+  for (;;) {
+    const long count = bytes.read(buffer.data() + held, buffer.size() - held);
+    if (count <= 0) return count == 0;
+    const std::string_view all(buffer.data(), held + static_cast<std::size_t>(count));
+    const std::string_view line = all.substr(lines_within(all, longest).size());
+    held = line.size();
+    if (held > longest || held == buffer.size() || (interrupted && interrupted())) return false;
+    std::memmove(buffer.data(), line.data(), held);
+  }
 }
 
 off_t copy_bytes(int file, off_t begin, const Destination& out) {

@@ -7,6 +7,8 @@
 #include <functional>
 #include <string_view>
 
+#include "runtime/file_range.h"
+
 namespace fileref::runtime {
 
 // Where bytes go. Behind each signal that comes while they are written, and while the descriptor
@@ -29,6 +31,11 @@ off_t copy_lines(int file, off_t begin, std::size_t longest, const Destination& 
 
 // The leading lines of a text that have their line feed, and at most `longest` bytes without it.
 std::string_view lines_within(std::string_view text, std::size_t longest);
+
+// Whether no line has more than `longest` bytes. False as well when that cannot be told: the bytes
+// cannot be read, a line is longer than a megabyte, or `interrupted`, asked under way, says true.
+bool are_lines_within(FileRange bytes, std::size_t longest,
+                      const std::function<bool()>& interrupted);
 
 // The line feeds in a text, and in a file before `end`.
 long count_lines(std::string_view text);

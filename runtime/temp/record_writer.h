@@ -38,6 +38,11 @@ class RecordWriter {
   // every later write fails, too.
   std::size_t write_lines(std::string_view lines);
 
+  // Whether nothing was written, and records go into the file as they are.
+  bool is_plain_and_new() const {
+    return records_ == 0 && !text_ && !next_is_last_ && failure_ == 0;
+  }
+
   const std::string& why() const { return why_; }
 
  private:

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "host/codes.h"
+#include "runtime/temp/file_copy.h"
 #include "runtime/temp/record_reader.h"
 #include "runtime/temp/record_writer.h"
 #include "runtime/temp/remote_text.h"
@@ -89,14 +90,25 @@ class TempFile : public HOST_FILE {
   }
   void leave_next_line_open() { writer_->leave_next_line_open(); }
   std::size_t write_lines(std::string_view lines) {
-    return writer_ && !is_stream() && !is_fixed() ? writer_->write_lines(lines) : 0;
+    return writer_ && !is_lent_ && !is_stream() && !is_fixed() ? writer_->write_lines(lines) : 0;
+  }
+  bool can_stand_for(const FileRange& bytes, const std::function<bool()>& interrupted) const {
+    if (!writer_ || is_lent_ || is_fixed() || !writer_->is_plain_and_new()) return false;
+    return is_stream() ||
+           are_lines_within(bytes, static_cast<std::size_t>(record_length_), interrupted);
+  }
+  // Somebody else's file stands for this one.
+  void be_lent() {
+    is_lent_ = true;
+    remove_temporary(path_);
   }
 
   wrcode close() {
     if (!writer_ || abandoned_) {
-      remove_temporary(path_);
+      method_.remove(path_);
       return kSuccess;
     }
+    if (is_lent_) return kSuccess;
     const wrcode rc = writer_->finish();
     if (rc != kSuccess) return report(rc, writer_->why());
     mark_unsent(path_, method_.name_of_output ? method_.name_of_output() : "");
@@ -183,6 +195,7 @@ class TempFile : public HOST_FILE {
 
   template <WriteFn Write>
   wrcode write(ptr record, long length) {
+    if (is_lent_) return report(kBadRecord, "Nothing can follow a file that was written whole.");
     const auto* bytes = static_cast<const char*>(record);
     const wrcode rc = guarded([&] { return (writer_.get()->*Write)(bytes, length); });
     return rc == kSuccess ? rc : report(rc, writer_->why());
@@ -230,6 +243,7 @@ class TempFile : public HOST_FILE {
   std::unique_ptr<RecordReader> reader_;
   std::unique_ptr<RecordWriter> writer_;
   bool abandoned_ = false;
+  bool is_lent_ = false;
 };
 
 TempMethod::TempMethod(const std::string& parent, const std::string& unsent_directory,
@@ -247,7 +261,7 @@ wrcode TempMethod::deassign(const Name8& logical) {
   if (found == assigned_.end()) return kNotAssigned;
   files_.remove_if([&](const auto& file) { return file->logical() == logical; });
   feeds_.erase(found->second);
-  if (found->second != spared_) remove_temporary(found->second);
+  if (found->second != spared_) remove(found->second);
   assigned_.erase(found);
   return kSuccess;
 }
@@ -325,6 +339,21 @@ std::size_t TempMethod::write_lines(HOST_FILE* file, std::string_view lines) {
   return static_cast<TempFile*>(file)->write_lines(lines);
 }
 
+bool TempMethod::lend(HOST_FILE* file, int descriptor, const std::function<bool()>& interrupted) {
+  auto* written = static_cast<TempFile*>(file);
+  const std::optional<FileRange> bytes = rest_of_file(descriptor);
+  if (!bytes || !written->can_stand_for(*bytes, interrupted)) return false;
+  written->be_lent();
+  lent_.add(written->path(), *bytes);
+  lseek(descriptor, bytes->end(), SEEK_SET);
+  return true;
+}
+
+void TempMethod::remove(const std::string& path) {
+  lent_.forget(path);
+  remove_temporary(path);
+}
+
 bool TempMethod::take_open_line() {
   return std::exchange(line_is_open_, false);
 }
@@ -338,11 +367,11 @@ std::string TempMethod::spare(const HOST_FILE* file) {
 bool TempMethod::is_spared(const std::string& path) const {
   const bool named = std::any_of(assigned_.begin(), assigned_.end(),
                                  [&](const auto& entry) { return entry.second == path; });
-  return !path.empty() && !named && access(path.c_str(), F_OK) == 0;
+  return !path.empty() && !named && (lent_.contains(path) || access(path.c_str(), F_OK) == 0);
 }
 
 void TempMethod::remove_spared(const std::string& path) {
-  if (is_spared(path)) unlink(path.c_str());
+  if (is_spared(path)) remove(path);
   if (!path.empty()) unmark_unsent(path);
   spared_.clear();
 }

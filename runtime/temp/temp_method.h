@@ -11,6 +11,7 @@
 
 #include "host/records.h"
 #include "runtime/byte_source.h"
+#include "runtime/lent_files.h"
 #include "runtime/messages.h"
 #include "runtime/names.h"
 #include "runtime/temp/directory.h"
@@ -65,6 +66,12 @@ class TempMethod {
   static void leave_next_line_open(HOST_FILE* file);
   // See RecordWriter::write_lines; 0 of a file whose records are no lines, or not open for output.
   static std::size_t write_lines(HOST_FILE* file, std::string_view lines);
+  // Takes what stands behind a descriptor's position as all that is written to this file, which is
+  // open for output and empty, without copying it: `lent` then has it. False, with nothing done,
+  // unless it is a regular file whose bytes would be the same, read and written record by record;
+  // `interrupted` may end the look at them.
+  bool lend(HOST_FILE* file, int descriptor, const std::function<bool()>& interrupted);
+  LentFiles& lent() { return lent_; }
   // Whether, since this was asked last, a line was read whose line feed is missing.
   bool take_open_line();
   // For the record that was read last, from whichever file: its own, when its records
@@ -89,6 +96,7 @@ class TempMethod {
 
  private:
   friend class TempFile;
+  void remove(const std::string& path);
   // How the records of a file are converted; none when they are not, or cannot be: `why` then
   // tells.
   std::optional<RemoteText> remote_text(const WX_OPENPARM& parms, std::string& why) const;
@@ -101,6 +109,7 @@ class TempMethod {
   Text& text_;
   std::map<Name8, std::string> assigned_;
   std::map<std::string, std::unique_ptr<ByteSource>> feeds_;  // by path
+  LentFiles lent_;
   std::list<std::unique_ptr<TempFile>> files_;
   bool line_is_open_ = false;
   std::string spared_;

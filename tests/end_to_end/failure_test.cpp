@@ -168,6 +168,16 @@ TEST_F(Failures, UnsentDataIsNeverDestroyed) {
   }
 }
 
+TEST_F(Failures, AFileThatCannotBeSentStaysWhereItIs) {
+  support::fs::create_directory(remote("folder"));
+  const std::string data = directory_ / "data";
+  support::write_file(data, "precious");
+  const std::string words = "exec " + command() + " write " + local("folder") + " <" + data;
+  expect_failure(support::run({"sh", "-c", words}, "", environment()), {"kept in " + data});
+  EXPECT_EQ(support::read_file(data), "precious");
+  EXPECT_TRUE(support::fs::is_empty(directory_ / "state"));
+}
+
 TEST_F(Failures, AKilledUploadIsFoundAndToldOf) {
   const auto directories = [this] { return support::fs::recursive_directory_iterator(temporary_); };
   support::Program program = start({"write", local("new"), "-o", faulty("delay 300")}, "precious");
@@ -341,6 +351,10 @@ TEST_F(Failures, OfTheLocalDisk) {
                  {"No space left on device"});
   EXPECT_FALSE(support::fs::exists(remote("out")));
   EXPECT_TRUE(support::fs::is_empty(small));
+  const std::string from_file = "exec " + command() + " write -o RECFM=S " + local("out") + " <";
+  EXPECT_EQ(support::run({"sh", "-c", from_file + remote("data").string()}, "", environment()).err,
+            "");
+  EXPECT_TRUE(support::read_file(remote("out")) == support::read_file(remote("data")));
   // Once whole it could not be marked as unsent, should the command be killed.
   ASSERT_EQ(mount("", small.c_str(), "", MS_REMOUNT, "nr_inodes=4"), 0);
   expect_failure(fileref({"write", local("out")}, "x\n"), {"No space left on device"});

@@ -25,6 +25,7 @@ TEST_F(CommandTest, AnInterruptEndsEveryWait) {
   const std::string cases[] = {
       "copy local:" + (directory_ / "long").string() + " " + remote("in").string(),
       "copy " + (directory_ / "long").string() + " " + local("in/"),
+      "write " + local("in/new") + " -o RECFM=S <" + (directory_ / "long").string(),
       "read " + local("data") + faulty("stall 1000000"),
       "read " + local("data") + faulty("drop 0") + " --retries 1000",
       "ls " + local("") + faulty("mute"),

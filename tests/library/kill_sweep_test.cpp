@@ -1,10 +1,12 @@
 // Kills the client, or its server, at every single line or request that is sent.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
 
 #include "fileref/fileref.h"
+#include "runtime/fd.h"
 #include "tests/support/process.h"
 
 namespace fileref {
@@ -39,6 +41,7 @@ class KillSweep : public testing::TestWithParam<Strike> {
     setenv("KILL_LINE", std::to_string(kill_line).c_str(), 1);
     support::write_file(count_, "0");
     support::fs::remove(directory_ / "remote/out");
+    support::write_file(directory_ / "in", "new\n");
     for (const auto& [name, text] : files_) support::write_file(directory_ / "remote" / name, text);
     HostOptions options;
     options.temp_directory = directory_ / "temporary";
@@ -59,7 +62,8 @@ class KillSweep : public testing::TestWithParam<Strike> {
       for (const std::string_view record : directory.open(name)) seen += std::string(record) + "|";
     }
     Output output = directory.create("out");
-    output.write("new");
+    const runtime::Fd in(open((directory_ / "in").c_str(), O_RDONLY | O_CLOEXEC));
+    if (!output.write_file(in.get())) output.write("new");
     output.close();
     for (const Member& member : directory) {
       seen += member.name + (member.kind == Member::Kind::kDirectory ? "/" : ".");

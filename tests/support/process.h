@@ -73,6 +73,7 @@ class Program {
     if (pid_ != 0) return;
     setsid();
     redirect("in", O_RDONLY, STDIN_FILENO);
+    fs::remove(directory_ / "in");  // so that it is nobody's file any more
     redirect("out", O_WRONLY | O_CREAT, STDOUT_FILENO);
     redirect("err", O_WRONLY | O_CREAT, STDERR_FILENO);
     for (const auto& [name, value] : changes) setenv(name.c_str(), value.c_str(), 1);

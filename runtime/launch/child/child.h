@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "runtime/byte_buffer.h"
-#include "runtime/launch/child/fd.h"
+#include "runtime/fd.h"
 #include "runtime/launch/child/spawn.h"
 
 namespace fileref::runtime {

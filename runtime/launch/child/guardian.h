@@ -3,7 +3,7 @@
 
 #include <sys/types.h>
 
-#include "runtime/launch/child/fd.h"
+#include "runtime/fd.h"
 
 namespace fileref::runtime {
 

@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "runtime/launch/child/fd.h"
+#include "runtime/fd.h"
 
 namespace fileref::runtime {
 

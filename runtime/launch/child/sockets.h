@@ -5,7 +5,7 @@
 
 #include <functional>
 
-#include "runtime/launch/child/fd.h"
+#include "runtime/fd.h"
 
 namespace fileref::runtime {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime/launch/child/fd.h"
+#include "runtime/fd.h"
 #include "runtime/launch/child/guardian.h"
 
 namespace fileref::runtime {

@@ -32,6 +32,8 @@ class DirectClient : public RecoveringClient<Operation> {
   DirectClient(LaunchRequest request, ServerCommand command, std::unique_ptr<Child> child);
   ~DirectClient() override;
 
+  bool sends_lent_files() const override { return true; }
+
  private:
   std::unique_ptr<Operation> start() override;
   std::unique_ptr<Operation> plan(std::string_view command, std::string* why) override;

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "runtime/launch/child/fd.h"
+#include "runtime/fd.h"
 
 namespace fileref::runtime::direct {
 

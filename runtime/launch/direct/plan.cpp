@@ -9,7 +9,6 @@
 #include "runtime/launch/direct/list.h"
 #include "runtime/launch/direct/put.h"
 #include "runtime/launch/direct/stat.h"
-#include "runtime/launch/local_file.h"
 #include "runtime/name_escape.h"
 
 namespace fileref::runtime::direct {
@@ -24,12 +23,12 @@ bool outdates_what_was_fetched(Verb verb) {
   return verb == Verb::kUpload || verb == Verb::kList;
 }
 
-bool can_be_asked(const Command& command, std::string* why) {
+bool can_be_asked(const Session& session, const Command& command, std::string* why) {
   if (command.remote.find('\0') != command.remote.npos) {
     *why = "a remote name cannot hold a NUL byte";
   } else if (command.remote.size() > kLongestPath) {
     *why = "the remote name is too long: " + std::to_string(command.remote.size()) + " bytes";
-  } else if (command.verb == Verb::kUpload && !local_size(command.local)) {
+  } else if (command.verb == Verb::kUpload && !session.has_local(command.local)) {
     *why = "there is no local file \"" + command.local + "\" to upload";
   } else {
     return true;
@@ -56,8 +55,8 @@ std::unique_ptr<Operation> plan(std::string_view text, Session* session, FetchAh
   std::optional<Command> command = parse_command(text, why);
   if (!command) return nullptr;
   command->remote = unescape_name(command->remote);
-  if (!session->footing.allows(command->verb, why) || !can_be_asked(*command, why)) {
-    const bool keeps = command->verb == Verb::kUpload && local_size(command->local);
+  if (!session->footing.allows(command->verb, why) || !can_be_asked(*session, *command, why)) {
+    const bool keeps = command->verb == Verb::kUpload && session->has_local(command->local);
     if (keeps) *why = explain_failed_upload(session->keep_unsent, *command, *why, false);
     return nullptr;
   }

@@ -1,8 +1,5 @@
 #include "runtime/launch/direct/put.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -18,36 +15,31 @@
 namespace fileref::runtime::direct {
 namespace {
 
+constexpr const char* kReplacesSource =
+    "it may be the file that is sent, and there is no room for a copy of that";
+
 using sftp::Attributes;
 using sftp::Kind;
 using sftp::Status;
-
-// Reads as many bytes as there are, `capacity` at the most; -1 when they cannot be read.
-long read_some(int file, char* buffer, std::size_t capacity) {
-  ssize_t count = 0;
-  do {
-    count = ::read(file, buffer, capacity);
-  } while (count < 0 && errno == EINTR);
-  return count;
-}
 
 }  // namespace
 
 Put::Put(Session* session, Command command)
     : session_(session),
       command_(std::move(command)),
-      transfer_{true, command_.remote, command_.local, local_size(command_.local)} {}
+      transfer_{true, command_.remote, command_.local} {}
 
 void Put::begin(sftp::Connection& connection) {
   answer_.reset();
   connection_ = &connection;
   asker_ = std::make_unique<sftp::Asker>(connection);
-  local_.reset(::open(command_.local.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  local_ = session_->open_local(command_.local);
   if (command_.remote.empty()) {
     answer_ = fail("the remote name is empty");
   } else if (!local_) {
     answer_ = fail("the local file cannot be read: " + std::string(std::strerror(errno)));
   } else {
+    transfer_.total = local_->size();
     by_way_of_.empty() ? look() : remove_part([this] { look(); });
   }
 }
@@ -62,6 +54,7 @@ void Put::remove_part(const std::function<void()>& then) {
 
 // The opening of the part may be under way: servers do one behind the other what concerns one file.
 bool Put::withdraw() {
+  if (makes_new_ && upload_ && by_way_of_.empty()) by_way_of_ = target_;
   if (by_way_of_.empty()) return false;
   copy_.reset();
   upload_.reset();
@@ -80,14 +73,33 @@ void Put::look() {
   }
   sftp::ask_attributes(*asker_, target_, [this](const Status& status, const Attributes& before) {
     const Kind kind = before.kind();
+    makes_new_ = makes_new_ || status.code == sftp::kNoSuchFile;
     if (kind == Kind::kDirectory) {
       answer_ = fail("the remote name is a directory");
     } else if (kind == Kind::kOther) {
       answer_ = fail("the remote name is no regular file");
+    } else if (status.is_ok() && may_be_source(before) && !copy_source()) {
+      answer_ = fail(kReplacesSource);
     } else {
       send(status.is_ok() ? before : Attributes{});
     }
   });
+}
+
+// Whether it is, as far as can be told, the file that is lent, which would be emptied before it is
+// sent.
+bool Put::may_be_source(const Attributes& found) const {
+  if (session_->atomic_uploads || !session_->is_lent(command_.local)) return false;
+  const std::optional<struct stat> source = local_->status();
+  if (!source) return true;
+  const auto size = static_cast<std::uint64_t>(source->st_size);
+  const auto time = static_cast<std::uint32_t>(source->st_mtime);
+  return found.size.value_or(size) == size && found.modification_time.value_or(time) == time;
+}
+
+bool Put::copy_source() {
+  if (session_->lent->copy(command_.local)) local_ = open_range(command_.local);
+  return !session_->is_lent(command_.local) && local_;
 }
 
 void Put::send(const Attributes& before) {
@@ -97,10 +109,9 @@ void Put::send(const Attributes& before) {
     options.by_way_of = by_way_of_ = name_beside(target_);
     options.replaced_mode = before.mode;
   }
-  upload_ = std::make_unique<sftp::Upload>(*connection_, target_, options,
-                                           [this](char* buffer, std::size_t capacity) {
-                                             return read_some(local_.get(), buffer, capacity);
-                                           });
+  upload_ = std::make_unique<sftp::Upload>(
+      *connection_, target_, options,
+      [this](char* buffer, std::size_t capacity) { return local_->read(buffer, capacity); });
 }
 
 void Put::drop() {
@@ -127,7 +138,7 @@ void Put::verify() {
 }
 
 void Put::read_back() {
-  ::lseek(local_.get(), 0, SEEK_SET);
+  local_->rewind();
   copy_ = std::make_unique<sftp::Download>(
       *connection_, upload_->written_path(), sftp::Download::Options{transfer_.total},
       [this](std::string_view bytes) { return is_next(bytes); });
@@ -137,7 +148,7 @@ void Put::read_back() {
 bool Put::is_next(std::string_view bytes) {
   std::array<char, 65536> piece;
   while (!bytes.empty()) {
-    const long count = read_some(local_.get(), piece.data(), std::min(piece.size(), bytes.size()));
+    const long count = local_->read(piece.data(), std::min(piece.size(), bytes.size()));
     if (count <= 0 || bytes.substr(0, static_cast<std::size_t>(count)) !=
                           std::string_view(piece.data(), static_cast<std::size_t>(count))) {
       return !(differs_ = true);

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "runtime/launch/child/fd.h"
+#include "runtime/file_range.h"
 #include "runtime/launch/command.h"
 #include "runtime/launch/direct/operation.h"
 #include "runtime/sftp/download.h"
@@ -31,6 +31,8 @@ class Put : public Operation {
  private:
   void remove_part(const std::function<void()>& then);
   void look();
+  bool may_be_source(const sftp::Attributes& found) const;
+  bool copy_source();
   void send(const sftp::Attributes& before);
   void verify();
   void read_back();
@@ -47,9 +49,10 @@ class Put : public Operation {
   std::unique_ptr<sftp::Download> copy_;
   std::string target_, real_path_;  // real_path_: behind links
   std::string by_way_of_;           // not empty while a file of that name may be left there
+  bool makes_new_ = false;          // the remote file was not there before
   bool differs_ = false;            // what was read back
   bool touched_before_ = false;     // the remote file, in a session that was lost
-  Fd local_;
+  std::optional<FileRange> local_;
   std::optional<Answer> answer_;
 };
 

@@ -7,6 +7,11 @@
 #include "runtime/launch/glob.h"
 
 namespace fileref::runtime::direct {
+
+std::optional<FileRange> Session::open_local(const std::string& local) const {
+  return is_lent(local) ? lent->find(local) : open_range(local);
+}
+
 std::string Session::path_of(std::string_view name) const {
   if (name.empty()) return directory;
   return directory.empty() ? std::string(name) : path_in(directory, name);

@@ -13,6 +13,8 @@
 #include "runtime/launch/dialogue/operation.h"
 #include "runtime/launch/directory_listing.h"
 #include "runtime/launch/footing.h"
+#include "runtime/launch/local_file.h"
+#include "runtime/lent_files.h"
 #include "runtime/sftp/attributes.h"
 #include "runtime/sftp/connection.h"
 
@@ -26,6 +28,7 @@ struct Session {
   std::function<void(const Transfer& transfer, std::unique_ptr<Fetch> fetch)> hand_out;
   // Keeps the local file of a failed upload and returns where; empty when it could not.
   std::function<std::string(const std::string& local)> keep_unsent;
+  LentFiles* lent = nullptr;  // what stands for local files that are sent
   bool verify_uploads = false;
   bool atomic_uploads = false;
   // Names in the current directory that are likely to be fetched one after the other.
@@ -48,6 +51,11 @@ struct Session {
   };
   std::optional<File> seen = {};
 
+  // A local file that is to be sent, or what stands for it. Nothing, with errno, when there is
+  // none.
+  std::optional<FileRange> open_local(const std::string& local) const;
+  bool has_local(const std::string& local) const { return is_lent(local) || local_size(local); }
+  bool is_lent(const std::string& local) const { return lent != nullptr && lent->contains(local); }
   // How the server is asked for a name.
   std::string path_of(std::string_view name) const;
   // What the last listing says of a name in the current directory, if it does.

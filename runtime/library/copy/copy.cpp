@@ -201,16 +201,20 @@ class Copier {
     }
     const std::unique_ptr<CopySource> source = from.open(file.name);
     const std::unique_ptr<CopySink> sink = into_->create(name);
-    Progress progress{.file = file.name, .total = source->size()};
-    for (std::string_view piece = source->next(); !piece.empty(); piece = source->next()) {
-      if (is_interrupted()) fail_interrupted();
-      sink->write(piece);
-      progress.bytes += piece.size();
-      if (progress.total && is_due()) report(progress);
-    }
+    if (!sink->write_file(source->file())) write(file.name, *source, *sink);
     sink->finish();
     made_.insert(name);
     ++copied_;
+  }
+
+  void write(const std::string& name, CopySource& source, CopySink& sink) {
+    Progress progress{.file = name, .total = source.size()};
+    for (std::string_view piece = source.next(); !piece.empty(); piece = source.next()) {
+      if (is_interrupted()) fail_interrupted();
+      sink.write(piece);
+      progress.bytes += piece.size();
+      if (progress.total && is_due()) report(progress);
+    }
   }
 
   // Whether it is time for another report.

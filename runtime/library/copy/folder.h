@@ -20,6 +20,8 @@ class CopySource {
   virtual ~CopySource() = default;
   // The next, valid until they are asked for again; none at the end of the whole file.
   virtual std::string_view next() = 0;
+  // The file, where it is one of this machine: its bytes stand behind the position; else -1.
+  virtual int file() const { return -1; }
   // In bytes, for who reports how far it has come; nothing where the host does.
   virtual std::optional<std::uint64_t> size() const { return std::nullopt; }
 };
@@ -29,6 +31,9 @@ class CopySink {
  public:
   virtual ~CopySink() = default;
   virtual void write(std::string_view bytes) = 0;
+  // All that a CopySource's file has, which must stay open until this is finished. Whether that was
+  // possible: else nothing is done.
+  virtual bool write_file(int /*file*/) { return false; }
   virtual void finish() = 0;
 };
 

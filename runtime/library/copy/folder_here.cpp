@@ -9,7 +9,7 @@
 #include <system_error>
 #include <utility>
 
-#include "runtime/launch/child/fd.h"
+#include "runtime/fd.h"
 #include "runtime/launch/direct/part_file.h"
 #include "runtime/launch/local_file.h"
 #include "runtime/library/copy/folder.h"
@@ -60,6 +60,7 @@ class SourceHere : public CopySource {
     }
     return {buffer_.data(), static_cast<std::size_t>(count)};
   }
+  int file() const override { return file_.get(); }
   std::optional<std::uint64_t> size() const override { return size_; }
 
  private:

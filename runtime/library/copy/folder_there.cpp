@@ -37,6 +37,7 @@ class SinkThere : public CopySink {
   }
 
   void write(std::string_view bytes) override { output_.write(bytes); }
+  bool write_file(int file) override { return output_.write_file(file); }
   void finish() override {
     finished_ = true;
     output_.close();
