@@ -9,10 +9,13 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
+#include <thread>
+#include <utility>
 
 namespace fileref::runtime {
 namespace {
 
+using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
 // How often the end of the process is looked for where the kernel has no pidfd.
@@ -20,6 +23,10 @@ constexpr milliseconds kReapInterval{10};
 
 // How often a host is asked that may interrupt a wait.
 constexpr milliseconds kAskInterval{100};
+
+// A wide pipe that was full is given this time. There is room as soon as a page of it is free, and
+// to fill it up page by page would wake both sides for each.
+constexpr microseconds kDrain{500};
 
 // Reads that empty the largest pipe.
 constexpr int kFullPipe = 16;
@@ -112,6 +119,7 @@ Child::Child(Spawned spawned, bool own_group, std::function<bool()> interrupted)
 void Child::widen_pipes() {
   constexpr int kWide = 1 << 20;
   for (const Fd* stream : {&in_, &out_}) ::fcntl(stream->get(), F_SETPIPE_SZ, kWide);
+  if (::fcntl(in_.get(), F_GETPIPE_SZ) >= kWide) drain_ = kDrain;
   most_reads_ = kFullPipe;
 }
 
@@ -149,6 +157,7 @@ bool Child::pump(Clock::time_point deadline, ByteBuffer* out, std::string* err, 
 template <class Bytes>
 bool Child::pump_into(Clock::time_point deadline, Bytes* out, std::string* err, bool wants_room) {
   if (forgotten() || (!out_ && !err_)) return false;
+  if (std::exchange(is_full_, false)) std::this_thread::sleep_for(drain_);
   const short writable = queued_.empty() && !wants_room ? 0 : POLLOUT;
   Streams streams{{{in_.get(), writable, 0},
                    {out_.get(), POLLIN, 0},
@@ -194,7 +203,10 @@ std::size_t Child::write(std::string_view bytes) {
   const PipeSignalBlock no_signal;
   const ssize_t written = in_ ? ::write(in_.get(), bytes.data(), bytes.size()) : 0;
   if (written < 0 && errno != EAGAIN && errno != EINTR) stop_writing();
-  return in_ ? static_cast<std::size_t>(std::max<ssize_t>(written, 0)) : bytes.size();
+  if (!in_) return bytes.size();
+  const auto taken = static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+  is_full_ = taken < bytes.size();
+  return taken;
 }
 
 // False when nothing more is there now; at its end the stream is closed.
