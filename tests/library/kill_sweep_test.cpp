@@ -47,6 +47,10 @@ class KillSweep : public testing::TestWithParam<Strike> {
     options.temp_directory = directory_ / "temporary";
     options.unsent_directory = directory_ / "unsent";
     options.client = GetParam().client;
+    began_again_ = false;
+    options.log = [this](std::string_view line) {
+      began_again_ = began_again_ || line.find("starting it again") != line.npos;
+    };
     Host host(options);
     const Target target = Target::parse("local:" + (directory_ / "remote").string() + "/");
     const std::string client =
@@ -91,6 +95,7 @@ class KillSweep : public testing::TestWithParam<Strike> {
       {"a", "1\n2\n"}, {"b", long_lines()}, {"c", ""}};
   support::TestDirectory directory_;
   const std::string count_ = directory_ / "count";
+  bool began_again_ = false;
 };
 
 // Until a session is up, its loss is a failure. From then on everything recovers.
@@ -102,17 +107,17 @@ TEST_P(KillSweep, EveryLineOfASession) {
   ASSERT_TRUE(whole == "a,b,c,sub,1|2|" + long_records + "a.b.c.out.sub/");
   int recovered = 0, struck = 0;
   for (int line = first_line(); line <= lines; line += kStep) {
-    ++struck;
     SCOPED_TRACE("line " + std::to_string(line) + " of " + std::to_string(lines));
     try {
       EXPECT_TRUE(run(line) == whole);
       EXPECT_EQ(support::read_file(directory_ / "remote/out"), "new\n");
-      recovered += lines_sent() > lines ? 1 : 0;
+      recovered += began_again_ ? 1 : 0;
     } catch (const Failure& failure) {
-      EXPECT_LT(lines_sent(), lines);
       EXPECT_NE(failure.explanation().find("ended"), std::string::npos) << failure.what();
       EXPECT_TRUE(failure.message().starts_with("No session could be started")) << failure.what();
     }
+    // How many requests are under way at a time depends on how fast the answers come.
+    struck += lines_sent() >= line ? 1 : 0;
     EXPECT_TRUE(support::fs::is_empty(directory_ / "temporary"));
     EXPECT_FALSE(support::fs::exists(directory_ / "unsent"));
     EXPECT_TRUE(support::left_behind().empty());
