@@ -38,6 +38,15 @@ class SystemError : public Error {
 /// The access method failed: what went wrong, as much as is known of it.
 class Failure : public Error {
  public:
+  /// What a program may want to tell apart.
+  enum class Reason {
+    kOther,
+    kNoSuchFile,    ///< no file, no directory, or nothing that a pattern matches
+    kNotAllowed,    ///< the server refuses the file, or the login
+    kTimedOut,      ///< a limit was exceeded, or the host does not answer
+    kNotConnected,  ///< no session came up, or it was lost for good
+  };
+
   /// A wrong option: the text it stood in, with secrets replaced, and the wrong part of it in
   /// bytes. `text` is empty when the failure is about no option.
   struct OptionPlace {
@@ -51,6 +60,7 @@ class Failure : public Error {
 
   /// The access method's result code, for instance 0x80000805.
   int code() const noexcept { return code_; }
+  Reason reason() const noexcept { return reason_; }
   /// A sentence for a person: what failed and what to do.
   const std::string& message() const noexcept { return message_; }
   /// The values that belong to the code: names, numbers, or the message itself.
@@ -75,9 +85,14 @@ class Failure : public Error {
     option_place_ = std::move(place);
     return *this;
   }
+  Failure& with_reason(Reason reason) {
+    reason_ = reason;
+    return *this;
+  }
 
  private:
   int code_;
+  Reason reason_ = Reason::kOther;
   std::string message_;
   std::vector<std::string> substitutions_;
   std::string explanation_;

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "host/codes.h"
+#include "runtime/library/failure_reason.h"
 #include "runtime/library/given_option.h"
 #include "runtime/library/host_impl.h"
 #include "runtime/name_escape.h"
@@ -257,9 +258,11 @@ void Host::Impl::warn(const std::string& warning) {
 
 void Host::Impl::fail(rctype rc) {
   const runtime::Toolkit::Trouble& trouble = runtime_.toolkit.trouble();
-  fail(Failure(rc, runtime_.messages.describe(rc))
+  const std::string message = runtime_.messages.describe(rc);
+  fail(Failure(rc, message)
            .with_substitutions(runtime_.messages.attached())
-           .with_client(trouble.explanation, trouble.words));
+           .with_client(trouble.explanation, trouble.words)
+           .with_reason(reason_of(message, trouble.explanation, trouble.words)));
 }
 
 void Host::Impl::fail(const Failure& failure) {

@@ -25,6 +25,39 @@ TEST_F(Library, RefusesWhatCannotWork) {
             std::string::npos);
 }
 
+TEST_F(Library, FailuresTellTheirReason) {
+  using Reason = Failure::Reason;
+  const Target mute = Target::parse("sftp://127.0.0.1:1/x");
+  const struct {
+    const char* client;
+    Target target;
+    std::vector<std::string> options;
+    Reason reason;
+  } cases[] = {
+      {"", target("no such file"), {}, Reason::kNoSuchFile},
+      {"", target("none/x"), {}, Reason::kNoSuchFile},
+      {"", target("none*"), {"MGET"}, Reason::kNoSuchFile},
+      {"openssh", target("permission denied"), {}, Reason::kNoSuchFile},
+      {"openssh", target("none/x"), {}, Reason::kNoSuchFile},
+      {"", mute, {}, Reason::kNotConnected},
+      {"openssh", mute, {}, Reason::kNotConnected},
+      {"", target("slow"), {"OPTIONS='-D \"sleep 9\"'"}, Reason::kTimedOut},
+      {"", target("x"), {"RECFM=U"}, Reason::kOther},
+  };
+  for (const auto& [client, target, given, reason] : cases) {
+    SCOPED_TRACE(target.path + client);
+    HostOptions with_client = options();
+    with_client.client = client;
+    with_client.start_limit = std::chrono::milliseconds(2000);
+    Host host(with_client);
+    EXPECT_EQ(failure([&] {
+                host.assign("F", target, given);
+                (void)host.open("F");
+              }).reason(),
+              reason);
+  }
+}
+
 TEST_F(Library, WhatOnlyReadsIsNotWritten) {
   put("there", "x\n");
   put("batch", "pwd\n");
