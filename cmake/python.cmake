@@ -1,0 +1,12 @@
+# Whether the Python package can be built: it takes the system's own Python, and pybind11.
+set(PYBIND11_FINDPYTHON ON)
+set(Python_ROOT_DIR /usr CACHE PATH "Where the Python is that the package is built for")
+set(Python_FIND_STRATEGY LOCATION)
+find_package(Python 3.11 QUIET COMPONENTS Interpreter Development.Module)
+find_package(pybind11 2.10 QUIET CONFIG)
+if(Python_FOUND AND pybind11_FOUND)
+  set(FILEREF_HAS_PYTHON ON)
+  add_subdirectory(python)
+else()
+  message(STATUS "No Python package: python3-dev (3.11 or later) or pybind11-dev is missing")
+endif()
