@@ -104,16 +104,23 @@ struct Toolkit::LaunchService : TKELS_S {
 // The process that the module drives, and what it tells of its work.
 struct Toolkit::Process : runtime::Process {
   Toolkit& toolkit;
-  std::string command;  // that was sent last
+  std::vector<std::string> words;  // it was launched with
+  std::string command;             // that was sent last
 
-  Process(Toolkit& of, std::shared_ptr<Client> client)
-      : runtime::Process(std::move(client)), toolkit(of) {
+  Process(Toolkit& of, std::shared_ptr<Client> client, std::vector<std::string> with)
+      : runtime::Process(std::move(client)), toolkit(of), words(std::move(with)) {
     toolkit.driven_ = &this->client();
     ++toolkit.outstanding_;
   }
   ~Process() override {
     if (toolkit.driven_ == &client()) toolkit.driven_ = nullptr;
     --toolkit.outstanding_;
+    if (stays()) toolkit.spare_ = {std::move(words), give_up_client()};
+  }
+
+  bool stays() const { return toolkit.keeps_clients_ && client().is_renewable(); }
+  void close() override {
+    if (!stays()) runtime::Process::close();
   }
 
   void note_missing_directory(std::string_view answer) {
@@ -204,16 +211,30 @@ TKStatus Toolkit::launch_client(const std::string& command_line, LSProcessp* pro
     if (!explanation.empty()) trouble_.explanation = explanation;
     if (!words.empty()) trouble_.words = words;
   };
+  std::vector<std::string> words = request.extra_arguments;
+  words.push_back(command_line);
   std::string why;
-  std::shared_ptr<Client> client = Client::launch(std::move(request), &why);
+  std::shared_ptr<Client> client = take_spare(words);
+  if (!client) client = Client::launch(std::move(request), &why);
   if (!client) {
     log_.write("client", why);
     trouble_.explanation = why;
     return kProcessFailed;
   }
   clients_.insert_or_assign(log_.subject(), client);
-  *process = new Process(*this, std::move(client));
+  *process = new Process(*this, std::move(client), std::move(words));
   return kSuccess;
+}
+
+void Toolkit::keep_clients(bool keep) {
+  keeps_clients_ = keep;
+  if (!keep) spare_ = {};
+}
+
+std::shared_ptr<Client> Toolkit::take_spare(const std::vector<std::string>& words) {
+  if (words != spare_.words) return nullptr;
+  std::shared_ptr<Client> client = std::exchange(spare_, {}).client;
+  return client && client->renew(launch.expected) ? client : nullptr;
 }
 
 void Toolkit::pause(std::chrono::milliseconds at_most) {

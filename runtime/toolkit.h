@@ -35,6 +35,9 @@ class Toolkit {
   // How the next clients are launched; their command lines come from the module, and the journal is
   // the log.
   LaunchRequest launch;
+  // Whether a client whose session has ended stays, until another stays, for the next session that
+  // would run the same words.
+  void keep_clients(bool keep);
   Launcher launcher;
   // Is told each line that clients say.
   std::function<void(std::string_view line)> client_said;
@@ -78,7 +81,13 @@ class Toolkit {
   static TKStatus destroy(TKGeneric* object);
   template <class T, class Record>
   T* make(const char* name);
+  struct Spare {
+    std::vector<std::string> words;  // it was launched with
+    std::shared_ptr<Client> client;
+  };
+
   TKStatus launch_client(const std::string& command_line, LSProcessp* process);
+  std::shared_ptr<Client> take_spare(const std::vector<std::string>& words);
   // Sends a line and takes the whole answer.
   TKStatus exchange(Client& client, const std::string& line, std::string* answer);
   // Runs what the module asks of an object. What it throws becomes `failure`, and the explanation.
@@ -99,6 +108,8 @@ class Toolkit {
   Nls nls_{};
   std::map<std::string, std::weak_ptr<Client>, std::less<>> clients_;  // by their filerefs
   Client* driven_ = nullptr;  // the client that was given something to do last
+  bool keeps_clients_ = false;
+  Spare spare_;
   Trouble trouble_;
   long outstanding_ = 0;
 };

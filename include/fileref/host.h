@@ -78,6 +78,9 @@ struct HostOptions {
   std::chrono::milliseconds stall_limit{60'000};
   /// How often a command is repeated that broke off because its session was lost.
   int retries = 2;
+  /// Keeps the connection of a session that has ended, until the host goes or another session ends,
+  /// for the next one that is begun with the same words: that takes no login. "direct" only.
+  bool keep_connection = false;
 
   /// Is asked at least every 100 ms while the client is waited for, and whenever a signal came in.
   /// True ends the client and fails the call, and must stay true until the call has failed.

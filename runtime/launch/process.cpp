@@ -52,7 +52,7 @@ struct Process::Face {
   }
   static TKStatus close(LSProcess_S* process) {
     return run(process, [](Process& self) {
-      self.client_->close_streams();
+      self.close();
       return kSuccess;
     });
   }

@@ -23,8 +23,10 @@ class Process : public LSProcess_S {
   virtual TKStatus send(std::string_view command);
   virtual TKStatus read(int mode, char* buffer, TKMemSize capacity, TKMemSize* length);
   virtual TKStatus wait(std::chrono::milliseconds at_most);
+  virtual void close() { client_->close_streams(); }
 
   Client& client() const { return *client_; }
+  std::shared_ptr<Client> give_up_client() { return std::move(client_); }
 
  private:
   // The functions of the boundary's record.

@@ -28,6 +28,14 @@ RecoveringClient<Operation>::RecoveringClient(LaunchRequest request, std::vector
       error_lines_([this](std::string_view line) { note_said(line); }) {}
 
 template <class Operation>
+void RecoveringClient<Operation>::begin_session() {
+  answer_.clear();
+  failure_ = kSuccess;
+  forget_failure();
+  begin(start(), &LaunchLimits::start);
+}
+
+template <class Operation>
 void RecoveringClient<Operation>::end_session() {
   child().end(limits().close_grace, limits().close_grace);
   if (operation_ && child().is_ours()) {

@@ -45,7 +45,7 @@ class RecoveringClient : public Client {
 
   // The constructor of each client begins with this, and its destructor ends with the other: an
   // operation that is broken off puts its local files in order, once nobody writes to them.
-  void begin_session() { begin(start(), &LaunchLimits::start); }
+  void begin_session();
   void end_session();
 
   // Carries out an operation of the client's own behind what is under way: 0, or why it failed. No

@@ -162,6 +162,7 @@ Host::Impl::Impl(HostOptions options)
   launch.atomic_uploads = options_.atomic_uploads;
   launch.trace = static_cast<bool>(options_.log);
   launch.adapter = options_.client;
+  runtime_.toolkit.keep_clients(options_.keep_connection);
   runtime_.temp.name_of_output = [this] {
     const auto found = assigned_.find(name8(runtime_.log.subject()));
     if (!member_being_sent_.empty()) return runtime::unescape_name(member_being_sent_);
@@ -190,6 +191,7 @@ Host::Impl::Impl(HostOptions options)
 // In a process that was forked off this ends nobody's client, but gives back what is held here.
 Host::Impl::~Impl() {
   const runtime::Runtime::Entered entered(runtime_);
+  runtime_.toolkit.keep_clients(false);
   while (!assigned_.empty()) {
     Name8 name = assigned_.begin()->first;
     runtime_.begin_entry(text_of(name));

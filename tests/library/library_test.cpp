@@ -1,7 +1,10 @@
 // The library as a program uses it.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <ranges>
 #include <span>
 
 #include "tests/library/library_fixture.h"
@@ -21,6 +24,63 @@ TEST_F(Library, OneSessionServesManyOpens) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
   const std::string attached = "Attached to";
   EXPECT_EQ(log_.find(attached), log_.rfind(attached)) << "one client was started";
+}
+
+// How many clients were started so far.
+std::ptrdiff_t starts(const std::string& log) {
+  return std::ranges::distance(log | std::views::split(std::string_view("[runs "))) - 1;
+}
+
+TEST_F(Library, AKeptConnectionServesOneSessionAfterAnother) {
+  HostOptions keeping = options();
+  keeping.keep_connection = true;
+  host_ = std::make_unique<Host>(keeping);
+  support::fs::create_directory(directory_ / "sub");
+  put("in", "in the one\n");
+  put("sub/in", "in the other\n");
+  Target relative = target("");
+  relative.path = "in";
+  struct {
+    Target target;
+    std::vector<std::string> options;
+    std::string read;  // empty: a failure
+    std::ptrdiff_t starts;
+  } const cases[] = {
+      {target("in"), {}, "in the one|", 1},
+      {target("sub/in"), {}, "in the other|", 1},
+      {target("none/in"), {}, "", 1},
+      {relative, {}, "", 1},
+      {relative, {"CD='" + (directory_ / "sub").string() + "'"}, "in the other|", 1},
+      {target(""), {"LS", "LSFILE=i*"}, "in|", 1},
+      {target("in"), {"OPTIONS='-R 20'"}, "in the one|", 2},
+      {target("sub/in"), {"RECFM=F LRECL=2"}, "in| t|he| o|th|er|\n |", 3},
+  };
+  for (const auto& [target, options, text, expected] : cases) {
+    host_->assign("F", target, options);
+    EXPECT_EQ(failure([&] { EXPECT_EQ(read("F"), text); }).code() != 0, text.empty());
+    EXPECT_EQ(starts(log_), expected) << target.path;
+  }
+  for (const pid_t client : support::descendants_of(getpid())) kill(client, SIGKILL);
+  host_->assign("F", target("sub/in"));
+  EXPECT_EQ(read("F"), "in the other|") << "one that was lost is no reason to fail";
+}
+
+TEST_F(Library, AFileGoesOnWhenItsFilerefStandsForAnother) {
+  for (const bool keeps : {false, true}) {
+    HostOptions keeping = options();
+    keeping.keep_connection = keeps;
+    host_ = std::make_unique<Host>(keeping);
+    put("large", lines(50'000'000, 99, 7));
+    put("two", "2\n");
+    host_->assign("F", target("large"));
+    Input open = host_->open("F");
+    host_->assign("F", target("two"));
+    EXPECT_EQ(read("F"), "2|");
+    std::size_t bytes = 0;
+    for (const std::string_view record : open) bytes += record.size() + 1;
+    EXPECT_EQ(bytes, support::fs::file_size(directory_ / "large"));
+    open.close();
+  }
 }
 
 TEST_F(Library, AFilerefIsReassignedAndDeassigned) {

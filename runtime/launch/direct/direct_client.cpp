@@ -39,24 +39,44 @@ DirectClient::DirectClient(LaunchRequest request, ServerCommand command,
     : RecoveringClient(std::move(request), std::move(command.words), std::move(child)),
       settings_(command.settings),
       runs_ssh_(command.runs_ssh),
-      session_{.hand_out = {},
-               .keep_unsent = launch_request().keep_unsent,
-               .lent = launch_request().lent,
-               .verify_uploads = launch_request().verify_uploads,
-               .atomic_uploads = launch_request().atomic_uploads,
-               .expected = launch_request().expected},
+      session_(new_session(launch_request().expected)),
       ahead_(session_),
       feeds_(std::make_shared<Feeds>(
           [this](std::unique_ptr<Operation> refill) { return refill_feed(std::move(refill)); },
           [this](const Transfer& transfer, std::uint64_t bytes) { close_feed(transfer, bytes); })),
       stall_(limits().stall) {
+  begin_session();
+}
+
+Session DirectClient::new_session(std::vector<std::string> expected) {
+  Session session{.hand_out = {},
+                  .keep_unsent = launch_request().keep_unsent,
+                  .lent = launch_request().lent,
+                  .verify_uploads = launch_request().verify_uploads,
+                  .atomic_uploads = launch_request().atomic_uploads,
+                  .expected = std::move(expected)};
   if (launch_request().feed) {
-    session_.hand_out = [this](const Transfer& transfer, std::unique_ptr<Fetch> fetch) {
+    session.hand_out = [this](const Transfer& transfer, std::unique_ptr<Fetch> fetch) {
       launch_request().feed(transfer.local,
                             std::make_unique<Feed>(feeds_, transfer, std::move(fetch)));
     };
   }
+  return session;
+}
+
+bool DirectClient::is_renewable() const {
+  return is_ready_ && !busy() && connection_ && !connection_->is_broken() && child().is_ours() &&
+         child().talking();
+}
+
+bool DirectClient::renew(std::vector<std::string> expected) {
+  if (is_renewable()) move_bytes(Clock::now());
+  if (!is_renewable()) return false;
+  feeds_->drop();
+  ahead_.drop();
+  session_ = new_session(std::move(expected));
   begin_session();
+  return true;
 }
 
 DirectClient::~DirectClient() {
