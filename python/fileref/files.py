@@ -20,7 +20,7 @@ class _Raw(io.RawIOBase):
         self._file = file
         self._lease = lease
         self._pid = os.getpid()
-        self._good = True
+        self._failure: type[BaseException] | None = None
         self.name = name
         sessions.track(self)
 
@@ -31,8 +31,8 @@ class _Raw(io.RawIOBase):
         """After a failure neither the session is used again, nor the file sent."""
         try:
             return call(argument)
-        except BaseException:
-            self._good = False
+        except BaseException as error:
+            self._failure = type(error)
             raise
 
     def _end(self, how: Any) -> None:
@@ -43,11 +43,11 @@ class _Raw(io.RawIOBase):
             return  # the process that opened it goes on with it
         try:
             how()
-        except BaseException:
-            self._good = False
+        except BaseException as error:
+            self._failure = type(error)
             raise
         finally:
-            self._lease.give_back(self._good)
+            self._lease.give_back(self._failure)
 
 
 class RawReader(_Raw):
@@ -88,7 +88,7 @@ class RawWriter(_Raw):
 
     def close(self) -> None:
         """Sends the file, unless a write failed."""
-        self._end(self._file.close if self._good else self._file.abandon)
+        self._end(self._file.abandon if self._failure else self._file.close)
 
     def abandon(self) -> None:
         """Drops what was written; nothing is sent."""

@@ -26,7 +26,7 @@ from fsspec.callbacks import NoOpCallback
 from fsspec.spec import AbstractFileSystem
 
 from . import listing, opening, sessions
-from .errors import NotFound
+from .errors import Failure, NotFound
 from .files import BUFFER_SIZE
 from .target import Target
 
@@ -103,11 +103,20 @@ class FilerefFileSystem(AbstractFileSystem):
         return listing.find(self.target(path), self.options, self._given) is not None
 
     def ls(self, path: str, detail: bool = True, **_: Any) -> list[Any]:
-        found = self.info(path)
-        all_of_them = [found] if found["type"] != "directory" else self._list(found["name"])
+        all_of_them = self._list(self._strip_protocol(path))
         return all_of_them if detail else sorted(each["name"] for each in all_of_them)
 
     def _list(self, path: str) -> list[dict[str, Any]]:
+        """The entries of a directory, or that of a file."""
+        try:
+            return self._entries(path)
+        except Failure:
+            found = self.info(path)
+            if found["type"] == "directory":
+                raise
+            return [found]
+
+    def _entries(self, path: str) -> list[dict[str, Any]]:
         names = listing.list_directory(self.target(path), self.options, self._given)
         return [self._entry(f"{path.rstrip('/')}/{name}", status) for name, status in names]
 

@@ -78,7 +78,7 @@ def exists(target: AnyTarget, *, options: Sequence[str] | str = (), **host: Any)
 
 
 def find(target: AnyTarget, options: Sequence[str] | str, host: Any) -> FileStatus | None:
-    wanted = without_slashes(target_of(target))
+    wanted = target_of(target).without_slashes()
     is_directory = wanted.last_part() in ("", ".", "..")
     directory = wanted if is_directory else wanted.parent()
     try:
@@ -92,11 +92,6 @@ def find(target: AnyTarget, options: Sequence[str] | str, host: Any) -> FileStat
         return None
 
 
-def without_slashes(target: Target) -> Target:
-    path = target.path.rstrip("/")
-    return target.with_path(path or target.path[:1])
-
-
 def list_directory(
     target: AnyTarget, options: Sequence[str] | str, host: Any
 ) -> list[tuple[str, FileStatus]]:
@@ -108,17 +103,12 @@ def _names(
     target: AnyTarget, options: Sequence[str] | str, host: Any, with_status: bool
 ) -> list[tuple[str, Any]]:
     wanted = target_of(target)
-    words = ["LSA", *words_of(options)]
+    words = ["LSA"]
     if wanted.is_pattern():
-        words = [f"LSFILE={_quoted(wanted.last_part())}", *words]
+        words += [f"LSFILE={_quoted(wanted.last_part())}"]
         wanted = wanted.parent()
-    if wanted.path and not wanted.path.endswith("/"):
-        wanted = wanted.with_path(wanted.path + "/")
-    session = sessions.new(host)
-    try:
-        found = session.list(wanted, words, with_status)
-    finally:
-        session.close()
+    with sessions.leased(wanted, words_of(options), host) as session:
+        found = session.list(words, with_status)
     return [(name, status) for name, status in found if name not in (".", "..")]
 
 

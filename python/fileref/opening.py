@@ -197,14 +197,14 @@ class _Place:
         lease = self._lease()
         try:
             return kind(begin(lease), lease, self.shown)
-        except BaseException:
-            lease.give_back(False)
+        except BaseException as error:
+            lease.give_back(type(error))
             raise
 
     def _open(self, lease: sessions.Lease, form: list[str]) -> _fileref.Reader:
         as_stream = form[0][len("RECFM="):][:1].upper() == "S"  # fmt: skip
         if self.may_be_several:
-            lease.reusable = False
+            lease.directory = None
             return lease.session.open_several(self.target, self.options, form, as_stream)
         return lease.session.open(self.target.last_part(), form, as_stream)
 

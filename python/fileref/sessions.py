@@ -1,4 +1,5 @@
-"""Sessions with servers: each open file has one to itself, and idle ones are kept for the next."""
+"""Sessions with servers: each call and each open file has one to itself, and idle ones are kept for
+the next, in whatever directory of the server that is."""
 
 from __future__ import annotations
 
@@ -9,6 +10,7 @@ import time
 import warnings
 import weakref
 from contextlib import contextmanager
+from dataclasses import dataclass
 from typing import Any, Iterator, Mapping, Sequence
 
 from . import _fileref
@@ -25,7 +27,19 @@ HOST_OPTIONS = frozenset(
     " stall_limit log warn progress".split()
 )
 
-_idle: list[tuple[float, Any, _fileref.Session]] = []  # since when, what for
+
+@dataclass(frozen=True, eq=False)
+class _Idle:
+    since: float  # as time.monotonic has it
+    server: Any  # and all else that must be the same
+    directory: str | None  # None: not to be used as it is
+    session: _fileref.Session
+
+
+#: Failures that say nothing against the session.
+_ANSWERS = (FileNotFoundError, PermissionError)
+
+_idle: list[_Idle] = []
 _lock = threading.RLock()
 _open_files: weakref.WeakSet[Any] = weakref.WeakSet()
 _sessions: weakref.WeakSet[_fileref.Session] = weakref.WeakSet()
@@ -48,28 +62,39 @@ def new(given: Mapping[str, Any]) -> _fileref.Session:
     return session
 
 
-def _key(directory: Target, options: Sequence[str], given: Mapping[str, Any]) -> Any:
-    return directory.place, tuple(options), tuple(sorted(given.items(), key=lambda item: item[0]))
-
-
 class Lease:
     """A session for one directory, to be given back."""
 
     def __init__(
         self, directory: Target, options: Sequence[str], given: Mapping[str, Any]
     ) -> None:
-        self._key = _key(directory, options, given)
-        # One that makes its directory does so when it begins, and only then.
-        self.reusable = not any("NEW" in text.upper() for text in options)
-        self.session = _take(self._key) or _begin(directory, options, given)
+        words = tuple(text for text in options if text.upper() != "NEW")
+        self._server = (directory.server, words, tuple(sorted(given.items(), key=lambda item: item[0])))
+        # A directory is made when it is assigned, and only then.
+        makes = any("NEW" in text.upper() for text in options)
+        directory = directory.without_slashes()
+        self.directory = None if makes else directory.path
+        idle = _take(self._server, self.directory)
+        self.session: Any = idle.session if idle else new(given)
+        if idle is None or self.directory is None or idle.directory != self.directory:
+            self._assign(directory, options)
 
-    def give_back(self, reusable: bool = True) -> None:
+    def _assign(self, directory: Target, options: Sequence[str]) -> None:
+        try:
+            self.session.assign(directory if directory.path else directory.with_path("."), options)
+        except BaseException as error:
+            self.give_back(type(error))
+            raise
+
+    def give_back(self, after: type[BaseException] | None = None) -> None:
+        """Keeps the session for the next, unless what failed leaves it in doubt."""
         session, self.session = self.session, None
         if session is None:
             return
-        if reusable and self.reusable:
+        if after is None or issubclass(after, _ANSWERS):
+            directory = self.directory if after is None else None
             with _lock:
-                _idle.append((time.monotonic(), self._key, session))
+                _idle.append(_Idle(time.monotonic(), self._server, directory, session))
             _drop_old()
         else:
             session.close()
@@ -80,46 +105,36 @@ def leased(
     directory: Target, options: Sequence[str], given: Mapping[str, Any]
 ) -> Iterator[_fileref.Session]:
     lease = Lease(directory, options, given)
-    good = False
     try:
         yield lease.session
-        good = True
-    finally:
-        lease.give_back(good)
-
-
-def _begin(
-    directory: Target, options: Sequence[str], given: Mapping[str, Any]
-) -> _fileref.Session:
-    session = new(given)
-    try:
-        session.assign(directory if directory.path else directory.with_path("."), options)
-    except BaseException:
-        session.close()
+    except BaseException as error:
+        lease.give_back(type(error))
         raise
-    return session
+    lease.give_back()
 
 
 # Under the lock an object may be collected that gives its session back.
 
 
-def _take(key: Any) -> _fileref.Session | None:
+def _take(server: Any, directory: str | None) -> _Idle | None:
+    """The one that was used last, if possible in that directory."""
     _drop_old()
     with _lock:
-        for entry in reversed(_idle.copy()):
-            if entry[1] == key and entry in _idle:
-                _idle.remove(entry)
-                return entry[2]
+        fit = [idle for idle in _idle if idle.server == server]
+        found = max(fit, key=lambda idle: (idle.directory == directory, idle.since), default=None)
+        if found in _idle:
+            _idle.remove(found)
+            return found
     return None
 
 
 def _drop_old() -> None:
     oldest = time.monotonic() - IDLE_SECONDS
     with _lock:
-        old = [entry for entry in _idle if entry[0] < oldest] or _idle[:-MOST_IDLE]
-        _idle[:] = [entry for entry in _idle if entry not in old]
-    for entry in old:
-        entry[2].close()
+        old = [idle for idle in _idle if idle.since < oldest] or _idle[:-MOST_IDLE]
+        _idle[:] = [idle for idle in _idle if idle not in old]
+    for idle in old:
+        idle.session.close()
 
 
 def close_idle() -> None:
@@ -127,8 +142,8 @@ def close_idle() -> None:
     with _lock:
         ended = _idle.copy()
         _idle.clear()
-    for entry in ended:
-        entry[2].close()
+    for idle in ended:
+        idle.session.close()
 
 
 def track(file: Any) -> None:

@@ -59,11 +59,15 @@ class Target(_fileref.Target):
             path=path, host=self.host, user=self.user, client_arguments=self.client_arguments
         )
 
+    def without_slashes(self) -> Target:
+        """The same target without slashes at the end of its path, but for the root."""
+        return self.with_path(self.path.rstrip("/") or self.path[:1])
+
     @property
-    def place(self) -> tuple[Any, ...]:
-        """Whatever two targets of one directory have in common."""
+    def server(self) -> tuple[Any, ...]:
+        """What two targets have in common whose paths one session can serve."""
         here = "" if self.host or self.path.startswith("/") else os.getcwd()
-        return (self.host, self.user, tuple(self.client_arguments), self.path, here)
+        return (self.host, self.user, tuple(self.client_arguments), here)
 
     def _parts(self) -> dict[str, Any]:
         return {

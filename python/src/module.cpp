@@ -66,18 +66,17 @@ std::unique_ptr<Reader> open_member(const SessionPtr& session, const py::object&
       });
 }
 
-// Of the names of a target, or of what its last part matches unless a file has just that name. It
-// has a connection to itself. `form` is how they are read.
+// Of the names of a target, or of what its last part matches unless a file has just that name; the
+// session stands for them from then on. `form` is how they are read.
 std::unique_ptr<Reader> open_several(const SessionPtr& session, const Target& target,
                                      const py::object& options, const py::object& form,
                                      bool as_stream) {
   return std::make_unique<Reader>(
       session, as_stream,
       [&, given = bytes_of_each(options), read_as = bytes_of_each(form)](const Texts& more) {
-        Host& host = session->host();
-        host.assign("FILES", target, given);
-        const bool one_file = target.names.empty() && host.stat("FILES");
-        return host.open("FILES", with(with(one_file ? Texts() : Texts{"MGET"}, read_as), more));
+        session->assign(target, given);
+        const bool one_file = target.names.empty() && session->stat();
+        return session->open(with(with(one_file ? Texts() : Texts{"MGET"}, read_as), more));
       });
 }
 
@@ -95,20 +94,17 @@ py::object stat_member(Session& session, const py::object& name) {
   return found ? py::object(tuple_of(*found)) : py::none();
 }
 
-py::list list(Session& session, const Target& directory, const py::object& options,
-              bool with_status) {
+py::list list(Session& session, const py::object& form, bool with_status) {
   std::vector<std::pair<std::string, FileStatus>> names;
-  const Texts given = bytes_of_each(options);
+  const Texts given = bytes_of_each(form);
   session.run([&] {
-    session.host().assign("NAMES", directory, given);
-    Input listing = session.host().open("NAMES");
+    Input listing = session.open(given);
     for (std::string_view name; listing.next(name);) {
       std::string kept(name);  // which asking for the status may overwrite
       const FileStatus status = with_status ? listing.status() : FileStatus();
       names.emplace_back(std::move(kept), status);
     }
     listing.close();
-    session.host().deassign("NAMES");
   });
   py::list all;
   for (const auto& [name, status] : names) {
@@ -176,7 +172,7 @@ void define_session(py::module_& module) {
       .def("assign",
            [](Session& self, const Target& directory, const py::object& options) {
              const Texts given = bytes_of_each(options);
-             self.run([&] { self.assign(directory, given); });
+             self.run([&] { self.assign(directory, with({"DIR"}, given)); });
            })
       .def("enter", [](Session& self) { self.run([&] { self.directory().enter(); }); })
       .def("open", &open_member)

@@ -12,8 +12,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr const char* kDirectory = "DIR";
-
 std::chrono::milliseconds milliseconds(const py::handle& seconds) {
   return std::chrono::milliseconds(static_cast<long>(seconds.cast<double>() * 1000));
 }
@@ -103,6 +101,7 @@ void Calls::end_all() {
 HostOptions host_options(const py::dict& given) {
   HostOptions options;
   options.interrupted = Interruption();
+  options.keep_connection = true;
   const auto take = [&](const char* name, auto set) {
     if (given.contains(name)) set(given[name]);
   };
@@ -131,14 +130,13 @@ Session::~Session() {
   finish([this] { close(); });
 }
 
-void Session::assign(const Target& directory, const std::vector<std::string>& options) {
-  std::vector<std::string> all = {"DIR"};
-  all.insert(all.end(), options.begin(), options.end());
-  host().assign(kDirectory, directory, all);
+void Session::assign(const Target& target, const std::vector<std::string>& options) {
+  directory_.reset();
+  host().assign(kFileref, target, options);
 }
 
 Directory& Session::directory() {
-  if (!directory_) directory_.emplace(host().open_directory(kDirectory));
+  if (!directory_) directory_.emplace(host().open_directory(kFileref));
   return *directory_;
 }
 

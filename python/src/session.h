@@ -85,8 +85,12 @@ class Session {
   // What is still open of it then must neither be used nor destroyed.
   bool has_ended() const { return has_ended_; }
 
-  // Lets the session stand for a directory. Starts nothing.
-  void assign(const Target& directory, const std::vector<std::string>& options);
+  // Lets the session stand for a directory (DIR), or for files. Starts nothing, and takes no login
+  // later if it stood for others of the same server.
+  void assign(const Target& target, const std::vector<std::string>& options);
+  // Of what it stands for.
+  Input open(const std::vector<std::string>& options) { return host_->open(kFileref, options); }
+  std::optional<FileStatus> stat() { return host_->stat(kFileref); }
   void close();
 
  private:
@@ -104,6 +108,8 @@ class Session {
    private:
     std::atomic<bool>& in_use_;
   };
+
+  static constexpr const char* kFileref = "REMOTE";
 
   std::atomic<bool> in_use_{false};
   bool has_ended_ = false;

@@ -71,6 +71,9 @@ class SshServer:
     def url(self, name="", scheme="sftp"):
         return f"{scheme}://{self.user}@127.0.0.1:{self.port}{self.root}/{name}"
 
+    def logins(self):
+        return Path(self.file("log")).read_text().count("Accepted publickey")
+
     def close(self):
         self._server.terminate()
         self._server.wait()

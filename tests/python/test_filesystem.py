@@ -100,6 +100,28 @@ def test_says_what_it_does_not(fs, remote):
         fsspec.filesystem("fileref", tuesday=1)
 
 
+def test_a_server_takes_one_login(server):
+    for name in ("tree/a/x.csv", "tree/b/y.csv", "tree/b/c/z.csv"):
+        (server.root / name).parent.mkdir(parents=True, exist_ok=True)
+        (server.root / name).write_text(name)
+    server.give()
+    root, before = str(server.root / "tree"), server.logins()
+    fs = fsspec.filesystem("fileref", **FilerefFileSystem._get_kwargs_from_urls(server.url(scheme="fileref")),
+                           options=server.options())  # fmt: skip
+    assert len(fs.find(root)) == len(fs.glob(root + "/**/*.csv")) == 3
+    assert fs.cat(root + "/b/c/z.csv") == b"tree/b/c/z.csv"
+    assert not fs.exists(root + "/none") and not fs.exists(root + "/none/x")
+    with pytest.raises(FileNotFoundError):
+        fs.open(root + "/a/none")
+    fs.mkdir(root + "/new/deep")
+    fs.pipe(root + "/new/deep/x", b"x")
+    assert list(fileref.records(server.url("tree/a/x.csv"), options=server.options())) == [b"tree/a/x.csv"]
+    with fileref.open(server.url("tree/a/*"), options=server.options()) as several:
+        assert several.read() == "tree/a/x.csv"
+    assert fs.ls(root + "/new/deep", detail=False) == [root + "/new/deep/x"]
+    assert server.logins() == before + 1
+
+
 def test_pandas(server, tmp_path):
     pandas = pytest.importorskip("pandas")
     (server.root / "in.csv").write_bytes(DATA)
