@@ -41,10 +41,11 @@ class Failure : public Error {
   /// What a program may want to tell apart.
   enum class Reason {
     kOther,
-    kNoSuchFile,    ///< no file, no directory, or nothing that a pattern matches
-    kNotAllowed,    ///< the server refuses the file, or the login
-    kTimedOut,      ///< a limit was exceeded, or the host does not answer
-    kNotConnected,  ///< no session came up, or it was lost for good
+    kNoSuchFile,     ///< no file, no directory, or nothing that a pattern matches
+    kNotADirectory,  ///< something else is there under a directory's name
+    kNotAllowed,     ///< the server refuses the file, or the login
+    kTimedOut,       ///< a limit was exceeded, or the host does not answer
+    kNotConnected,   ///< no session came up, or it was lost for good
   };
 
   /// A wrong option: the text it stood in, with secrets replaced, and the wrong part of it in

@@ -16,6 +16,7 @@ from ._fileref import __version__
 from .errors import (
     Failure,
     FilerefWarning,
+    NotADirectory,
     NotAllowed,
     NotConnected,
     NotFound,
@@ -30,7 +31,7 @@ from .sessions import close_idle
 from .target import Target
 
 __all__ = [
-    "Entry", "Failure", "FilerefWarning", "FileStatus", "NotAllowed", "NotConnected", "NotFound",
-    "OptionError", "Records", "Target", "TimedOut", "UsageError", "__version__", "close_idle",
+    "Entry", "Failure", "FilerefWarning", "FileStatus", "NotADirectory", "NotAllowed", "NotConnected",
+    "NotFound", "OptionError", "Records", "Target", "TimedOut", "UsageError", "__version__", "close_idle",
     "copy", "exists", "listdir", "open", "records", "scandir", "stat",
 ]  # fmt: skip

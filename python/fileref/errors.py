@@ -12,7 +12,8 @@ class Failure(OSError):
     """A remote file could not be read, written or asked about.
 
     Each is also one of Python's own errors where it stands for the same: FileNotFoundError,
-    PermissionError, TimeoutError or ConnectionError, so that ordinary except clauses catch it.
+    NotADirectoryError, PermissionError, TimeoutError or ConnectionError, so that ordinary except
+    clauses catch it.
 
     code          the result code, for instance 0x80000805
     message       a sentence: what failed and what to do
@@ -64,6 +65,12 @@ class NotFound(Failure, FileNotFoundError):
     _errno = errno.ENOENT
 
 
+class NotADirectory(Failure, NotADirectoryError):
+    """Something else is there under a directory's name."""
+
+    _errno = errno.ENOTDIR
+
+
 class NotAllowed(Failure, PermissionError):
     """The server refuses the file, or the login."""
 
@@ -96,17 +103,23 @@ class FilerefWarning(UserWarning):
     """Something went wrong that fails no call: an earlier upload that was cut short, say."""
 
 
-_OF_REASON = (Failure, NotFound, NotAllowed, TimedOut, NotConnected)
+_OF_REASON = (Failure, NotFound, NotADirectory, NotAllowed, TimedOut, NotConnected)
 
 
-def _again(kind, code, message, explanation, words, option, start, stop):
+def _again(
+    kind: type[Failure], code: int, message: str, explanation: str, words: str, option: str,
+    start: int, stop: int,
+) -> Failure:  # fmt: skip
     return kind(code, message, explanation, words, option, slice(start, stop))
 
 
 # The extension module calls these.
 
 
-def failure(code, reason, message, explanation, words, option, offset, length) -> Failure:
+def failure(
+    code: int, reason: int, message: str, explanation: str, words: str, option: str, offset: int,
+    length: int,
+) -> Failure:  # fmt: skip
     kind = OptionError if option else _OF_REASON[reason]
     return kind(code, message, explanation, words, option, slice(offset, offset + length))
 

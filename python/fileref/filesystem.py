@@ -16,9 +16,12 @@ and copying on the server, appending, and transactions.
 
 from __future__ import annotations
 
+import contextlib
 import datetime
 import io
 import os
+import secrets
+import shutil
 import tempfile
 from typing import Any
 
@@ -26,11 +29,18 @@ from fsspec.callbacks import NoOpCallback
 from fsspec.spec import AbstractFileSystem
 
 from . import listing, opening, sessions
-from .errors import Failure, NotFound
+from .errors import Failure, NotADirectory, NotFound
 from .files import BUFFER_SIZE
 from .target import Target
 
 _NO_CALLBACK = NoOpCallback()
+
+
+class _Unlisted(Exception):
+    """A failure that fsspec would take for an empty directory."""
+
+    def __init__(self, failure: Failure) -> None:
+        self.failure = failure
 
 
 class FilerefFileSystem(AbstractFileSystem):
@@ -94,36 +104,59 @@ class FilerefFileSystem(AbstractFileSystem):
     # Asking
 
     def info(self, path: str, **_: Any) -> dict[str, Any]:
-        found = listing.find(self.target(path), self.options, self._given)
+        found = self._find(path)
         if found is None:
             raise NotFound(0, f"there is no {path!r}")
         return _info(self._strip_protocol(path), found)
 
     def exists(self, path: str, **_: Any) -> bool:
-        return listing.find(self.target(path), self.options, self._given) is not None
+        return self._find(path) is not None
 
-    def ls(self, path: str, detail: bool = True, **_: Any) -> list[Any]:
-        all_of_them = self._list(self._strip_protocol(path))
+    def isfile(self, path: str) -> bool:
+        return self._is(path, "file")
+
+    def isdir(self, path: str) -> bool:
+        return self._is(path, "directory")
+
+    def _is(self, path: str, kind: str) -> bool:
+        found = self._find(path)
+        return found is not None and found.kind == kind
+
+    def _find(self, path: str) -> listing.FileStatus | None:
+        return listing.find(self.target(path), self.options, self._given)
+
+    def ls(self, path: str, detail: bool = True, walks: bool = False, **_: Any) -> list[Any]:
+        try:
+            all_of_them = self._list(self._strip_protocol(path))
+        except Failure as failure:
+            if walks and not isinstance(failure, FileNotFoundError):
+                raise _Unlisted(failure)
+            raise
         return all_of_them if detail else sorted(each["name"] for each in all_of_them)
+
+    def walk(self, path: str, *arguments: Any, **how: Any) -> Any:
+        """As fsspec has it, but a directory that cannot be listed raises and is not left out. So
+        find, glob and get tell of it, too."""
+        try:
+            yield from super().walk(path, *arguments, **{**how, "walks": True})
+        except _Unlisted as unlisted:
+            raise unlisted.failure from None
 
     def _list(self, path: str) -> list[dict[str, Any]]:
         """The entries of a directory, or that of a file."""
         try:
             return self._entries(path)
-        except Failure:
-            found = self.info(path)
-            if found["type"] == "directory":
-                raise
-            return [found]
+        except NotADirectory:
+            return [self.info(path)]
 
     def _entries(self, path: str) -> list[dict[str, Any]]:
-        names = listing.list_directory(self.target(path), self.options, self._given)
+        directory = self.target(path).as_directory()
+        names = listing.list_directory(directory, self.options, self._given)
         return [self._entry(f"{path.rstrip('/')}/{name}", status) for name, status in names]
 
     def _entry(self, path: str, status: listing.FileStatus) -> dict[str, Any]:
         if status.kind == "link":  # a listing tells of the link itself
-            behind = listing.find(self.target(path), self.options, self._given)
-            return _info(path, behind or status) | {"islink": True}
+            return _info(path, self._find(path) or status) | {"islink": True}
         return _info(path, status)
 
     def modified(self, path: str) -> datetime.datetime:
@@ -194,8 +227,17 @@ class FilerefFileSystem(AbstractFileSystem):
             session.enter()
 
     def makedirs(self, path: str, exist_ok: bool = False) -> None:
-        if not exist_ok or not self.exists(path):
+        if not exist_ok or not self.isdir(path):
             self.mkdir(path)
+
+    def rmdir(self, path: str) -> None:
+        raise NotImplementedError("fileref removes nothing")
+
+    def _rm(self, path: str) -> None:
+        self.rmdir(path)
+
+    def cp_file(self, path1: str, path2: str, **_: Any) -> None:
+        raise NotImplementedError("fileref copies nothing on the server; see fileref.copy")
 
 
 class SeekableFile(io.BufferedReader):
@@ -256,7 +298,7 @@ class _SeekableRaw(io.RawIOBase):
             copy = tempfile.TemporaryFile()
             with self._fs.stream(self._path) as source:
                 source.raw.copy_to(copy.fileno())
-            self._copy = copy
+            self._copy, self._size = copy, os.fstat(copy.fileno()).st_size
         return self._copy
 
     def seek(self, offset: int, whence: int = io.SEEK_SET) -> int:
@@ -320,10 +362,19 @@ def _copy(source: Any, target: Any, callback: Any) -> None:
 
 
 def _copy_whole(source: Any, path: Any) -> None:
-    """What does not arrive whole does not stay."""
-    with open(path, "wb") as target:
-        try:
+    """A file takes the place of the old one when it is whole."""
+    path = os.path.realpath(path)
+    if os.path.exists(path) and not os.path.isfile(path):
+        with open(path, "wb") as device:
+            return source.raw.copy_to(device.fileno())
+    part = f"{path}.fileref-{secrets.token_hex(4)}"
+    try:
+        with open(part, "xb") as target:
             source.raw.copy_to(target.fileno())
-        except BaseException:
-            os.unlink(path)
-            raise
+        if os.path.exists(path):
+            shutil.copymode(path, part)
+        os.replace(part, path)
+    except BaseException:
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(part)
+        raise

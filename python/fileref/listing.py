@@ -88,7 +88,7 @@ def find(target: AnyTarget, options: Sequence[str] | str, host: Any) -> FileStat
                 return FileStatus("directory", None, None, None, None)
             status = session.stat(wanted.last_part())
             return None if status is None else FileStatus(*status)
-    except FileNotFoundError:
+    except (FileNotFoundError, NotADirectoryError):
         return None
 
 

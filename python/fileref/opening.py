@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import codecs
 import io
+import itertools
 from typing import Any, Iterator, Literal, Mapping, Sequence, overload
 
 from . import _fileref, sessions
@@ -68,7 +69,8 @@ def open(  # noqa: A001
 
     Each open file has a session of its own, so that files in different threads run side by side;
     one file is used by one thread at a time. Raises Failure, which is also FileNotFoundError,
-    PermissionError, TimeoutError or ConnectionError, and UsageError, a ValueError.
+    NotADirectoryError, PermissionError, TimeoutError or ConnectionError, and UsageError, a
+    ValueError.
     """
     if mode not in ("r", "rt", "rb", "w", "wt", "wb"):
         raise ValueError(f"invalid mode: {mode!r}")
@@ -82,9 +84,9 @@ def open(  # noqa: A001
     form = _form(recfm or "S", lrecl, remote)
     if mode[0] == "r":
         file: Any = io.BufferedReader(place.reader(form), BUFFER_SIZE)
-        return io.TextIOWrapper(file, "utf-8", errors, newline) if text else file
+        return io.TextIOWrapper(file, _encoding_here(encoding), errors, newline) if text else file
     file = BinaryWriter(place.writer(form), BUFFER_SIZE)
-    return TextWriter(file, "utf-8", errors, newline) if text else file
+    return TextWriter(file, _encoding_here(encoding), errors, newline) if text else file
 
 
 class Records:
@@ -94,22 +96,16 @@ class Records:
         for batch in fileref.records(target).batches(10_000): ...
     """
 
-    def __init__(self, raw: RawReader, decodes: bool) -> None:
+    def __init__(self, raw: RawReader, encoding: str | None) -> None:
         self._raw = raw
-        self._decodes = decodes
-        self._one_by_one = self._each()
+        self._encoding = encoding
+        self._one_by_one = itertools.chain.from_iterable(_batches(raw, encoding, 1000))
 
     def batches(self, count: int = 10_000) -> Iterator[list[Any]]:
         """Lists of at most `count` records, and of about 1 MiB."""
         if count < 1:
             raise ValueError("a batch has at least one record")
-        while batch := self._raw.batch(count):
-            yield [str(each, "utf-8") for each in batch] if self._decodes else batch
-        self.close()
-
-    def _each(self) -> Iterator[Any]:
-        for batch in self.batches(1000):
-            yield from batch
+        return _batches(self._raw, self._encoding, count)
 
     def __iter__(self) -> Iterator[Any]:
         return self._one_by_one
@@ -125,6 +121,16 @@ class Records:
 
     def __exit__(self, *_: object) -> None:
         self.close()
+
+
+def _batches(raw: RawReader, encoding: str | None, count: int) -> Iterator[list[Any]]:
+    try:
+        while batch := raw.batch(count):
+            yield [str(each, encoding) for each in batch] if encoding else batch
+    except Exception:
+        raw.close()
+        raise
+    raw.close()
 
 
 def records(
@@ -143,20 +149,28 @@ def records(
     if recfm[:1].upper() not in ("V", "F"):
         raise ValueError("records have the format V or F; for a stream take open()")
     form = _form(recfm, lrecl, _remote_encoding(encoding))
-    return Records(_Place(target, literal, options, host).reader(form), encoding is not None)
+    raw = _Place(target, literal, options, host).reader(form)
+    return Records(raw, _encoding_here(encoding) if encoding else None)
 
 
 def _remote_encoding(name: str | None) -> str | None:
     """The name as iconv knows it; None where nothing is to be converted."""
-    if name is None:
-        return None
-    try:
-        known = codecs.lookup(name).name
-    except LookupError:
-        return name
-    if known in ("utf-8", "ascii"):
+    known = _canonical(name)
+    if known in (None, "utf-8", "ascii"):
         return None
     return known.replace("-le", "le").replace("-be", "be")
+
+
+def _canonical(name: str | None) -> str | None:
+    try:
+        return name and codecs.lookup(name).name
+    except LookupError:
+        return name
+
+
+def _encoding_here(name: str | None) -> str:
+    """What the text is in here. ASCII is converted by nobody, and refuses what it is not."""
+    return "ascii" if _canonical(name) == "ascii" else "utf-8"
 
 
 def _form(recfm: str, lrecl: int | None, encoding: str | None) -> list[str]:

@@ -37,7 +37,7 @@ class _Idle:
 
 
 #: Failures that say nothing against the session.
-_ANSWERS = (FileNotFoundError, PermissionError)
+_ANSWERS = (FileNotFoundError, NotADirectoryError, PermissionError)
 
 _idle: list[_Idle] = []
 _lock = threading.RLock()

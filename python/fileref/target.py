@@ -59,6 +59,10 @@ class Target(_fileref.Target):
             path=path, host=self.host, user=self.user, client_arguments=self.client_arguments
         )
 
+    def as_directory(self) -> Target:
+        """The same target with a slash at its end, so that its last part is no pattern."""
+        return self.with_path(self.path + "/" if self.path.strip("/") else self.path)
+
     def without_slashes(self) -> Target:
         """The same target without slashes at the end of its path, but for the root."""
         return self.with_path(self.path.rstrip("/") or self.path[:1])

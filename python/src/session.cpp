@@ -4,6 +4,8 @@
 #include <pythread.h>
 
 #include <chrono>
+#include <climits>
+#include <cmath>
 #include <thread>
 
 namespace fileref::python {
@@ -12,8 +14,27 @@ using namespace std::chrono_literals;
 
 namespace {
 
+// Upwards: nothing but zero is no limit.
 std::chrono::milliseconds milliseconds(const py::handle& seconds) {
-  return std::chrono::milliseconds(static_cast<long>(seconds.cast<double>() * 1000));
+  const double given = PyFloat_AsDouble(seconds.ptr());
+  if (PyErr_Occurred() != nullptr) throw py::error_already_set();
+  if (given >= 0 && given <= 1e9) {
+    return std::chrono::milliseconds(static_cast<long>(std::ceil(given * 1000)));
+  }
+  throw py::value_error("a limit is a number of seconds, or 0 for none");
+}
+
+int whole_number(const py::handle& given) {
+  const long number = PyLong_AsLong(given.ptr());
+  if (PyErr_Occurred() != nullptr) throw py::error_already_set();
+  if (number < 0 || number > INT_MAX) throw py::value_error("retries are counted from 0 on");
+  return static_cast<int>(number);
+}
+
+bool truth(const py::handle& given) {
+  const int is_true = PyObject_IsTrue(given.ptr());
+  if (is_true < 0) throw py::error_already_set();
+  return is_true != 0;
 }
 
 std::function<void(std::string_view)> teller(const py::handle& function) {
@@ -109,11 +130,11 @@ HostOptions host_options(const py::dict& given) {
   take("command_limit", [&](const auto& value) { options.command_limit = milliseconds(value); });
   take("transfer_limit", [&](const auto& value) { options.transfer_limit = milliseconds(value); });
   take("stall_limit", [&](const auto& value) { options.stall_limit = milliseconds(value); });
-  take("retries", [&](const auto& value) { options.retries = value.template cast<int>(); });
-  take("may_ask", [&](const auto& value) { options.may_ask = value.template cast<bool>(); });
-  take("whole", [&](const auto& value) { options.whole = value.template cast<bool>(); });
-  take("verify", [&](const auto& value) { options.verify_uploads = value.template cast<bool>(); });
-  take("atomic", [&](const auto& value) { options.atomic_uploads = value.template cast<bool>(); });
+  take("retries", [&](const auto& value) { options.retries = whole_number(value); });
+  take("may_ask", [&](const auto& value) { options.may_ask = truth(value); });
+  take("whole", [&](const auto& value) { options.whole = truth(value); });
+  take("verify", [&](const auto& value) { options.verify_uploads = truth(value); });
+  take("atomic", [&](const auto& value) { options.atomic_uploads = truth(value); });
   take("client", [&](const auto& value) { options.client = bytes_of(value); });
   take("log", [&](const auto& value) { options.log = teller(value); });
   take("warn", [&](const auto& value) { options.warn = teller(value); });

@@ -31,6 +31,7 @@ constexpr Sign kSigns[] = {
     {": no such file or directory; ", Where::kAnywhere, Reason::kNoSuchFile},
     {": no such file", Where::kAtEnd, Reason::kNoSuchFile},
     {"\" not found.", Where::kAtEnd, Reason::kNoSuchFile},
+    {"\" is not a directory", Where::kAtEnd, Reason::kNotADirectory},
     {"no name matches ", Where::kAtBegin, Reason::kNoSuchFile},
     {": permission denied", Where::kAnywhere, Reason::kNotAllowed},
 };

@@ -27,6 +27,7 @@ TEST_F(Library, RefusesWhatCannotWork) {
 
 TEST_F(Library, FailuresTellTheirReason) {
   using Reason = Failure::Reason;
+  put("file", "");
   const Target mute = Target::parse("sftp://127.0.0.1:1/x");
   const struct {
     const char* client;
@@ -37,6 +38,8 @@ TEST_F(Library, FailuresTellTheirReason) {
       {"", target("no such file"), {}, Reason::kNoSuchFile},
       {"", target("none/x"), {}, Reason::kNoSuchFile},
       {"", target("none*"), {"MGET"}, Reason::kNoSuchFile},
+      {"", target("file/x"), {}, Reason::kNotADirectory},
+      {"openssh", target("file/x"), {}, Reason::kNotADirectory},
       {"openssh", target("permission denied"), {}, Reason::kNoSuchFile},
       {"openssh", target("none/x"), {}, Reason::kNoSuchFile},
       {"", mute, {}, Reason::kNotConnected},

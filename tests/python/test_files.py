@@ -135,7 +135,7 @@ def test_tells_what_is_there(remote):
     assert fileref.listdir(remote.target("*.csv")) == ["a.csv"]
     assert fileref.stat(remote.target("link")).size == 5
     assert fileref.open(remote.target("\udcff")).read() == "no UTF-8"
-    for name, there in {"a.csv": True, "sub": True, "sub/": True, "": True, "A.CSV": False, "no/x": False}.items():
+    for name, there in {"a.csv": True, "sub": True, "sub/": True, "": True, "A.CSV": False, "no/x": False, "a.csv/x": False}.items():
         assert fileref.exists(remote.target(name)) == there, name
     copied = str(remote.path / "copied")
     assert fileref.copy(remote.target("a.csv"), copied) == 1
@@ -149,6 +149,8 @@ def test_tells_what_is_there(remote):
     (lambda t: fileref.stat(t("none")), (fileref.NotFound, FileNotFoundError)),
     (lambda t: fileref.listdir(t("none")), (fileref.NotFound, FileNotFoundError)),
     (lambda t: fileref.copy(t("none"), "/tmp/"), (fileref.NotFound, FileNotFoundError)),
+    (lambda t: fileref.listdir(t("in")), (fileref.NotADirectory, NotADirectoryError)),
+    (lambda t: fileref.open(t("in/x")), (fileref.NotADirectory, NotADirectoryError)),
     (lambda t: fileref.open("sftp://127.0.0.1:1/x"), (fileref.NotConnected, ConnectionError)),
     (lambda t: fileref.open(t("x"), options="OPTIONS='-D \"sleep 9\"'", start_limit=0.5),
      (fileref.TimedOut, TimeoutError)),
@@ -159,6 +161,12 @@ def test_tells_what_is_there(remote):
     (lambda t: fileref.open("/no/target"), (fileref.UsageError, ValueError)),
     (lambda t: fileref.open(t("a\0b")), (ValueError,)),
     (lambda t: fileref.open(t("in"), tuesday=1), (TypeError,)),
+    (lambda t: fileref.open(t("in"), start_limit=float("inf")), (ValueError,)),
+    (lambda t: fileref.open(t("in"), command_limit="10"), (TypeError,)),
+    (lambda t: fileref.open(t("in"), retries=-1), (ValueError,)),
+    (lambda t: fileref.open(t("new"), "w", encoding="ascii").write("\xe4"), (UnicodeEncodeError,)),
+    (lambda t: fileref.open(t("in"), encoding="ascii").read(), (UnicodeDecodeError,)),
+    (lambda t: list(fileref.records(t("in"), encoding="ascii")), (UnicodeDecodeError,)),
     (lambda t: fileref.open(t("in"), encoding="no such encoding"), (fileref.Failure, OSError)),
 ])  # fmt: skip
 def test_failures_are_what_python_calls_them(remote, call, kinds):

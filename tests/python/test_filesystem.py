@@ -46,9 +46,29 @@ def test_asks(fs, remote):
     assert fs.info(root + "/a.csv") == {**fs.ls(root + "/a.csv")[0], "size": len(DATA), "type": "file"}
     assert fs.isdir(root) and fs.isfile(root + "/a.csv") and not fs.exists(root + "/none")
     assert fs.du(root) == len(DATA) + 3
+    assert not fs.exists(root + "/a.csv/x") and not fs.isdir(root + "/none") and not fs.isfile(root)
     for ask in (fs.info, fs.ls, fs.open):
         with pytest.raises(FileNotFoundError):
             ask(root + "/none")
+    (remote.path / "wh*").mkdir()
+    remote.put("wh*/x", b"")
+    assert fs.ls(root + "/wh*", detail=False) == [root + "/wh*/x"], "no name is a pattern here"
+
+
+def test_leaves_out_nothing(server):
+    (server.root / "locked/no").mkdir(parents=True)
+    server.give()
+    (server.root / "locked/no").chmod(0)
+    root = str(server.root / "locked")
+    fs = fsspec.filesystem("fileref", options=server.options(), **FilerefFileSystem._get_kwargs_from_urls(
+        server.url(scheme="fileref")))  # fmt: skip
+    down = fsspec.filesystem("fileref", host="127.0.0.1", port=1)
+    for look in (fs.find, fs.walk, fs.du, lambda at: fs.glob(at + "/**"), lambda at: fs.get(at, at, recursive=True)):
+        with pytest.raises(PermissionError):
+            list(look(root))
+    for look in (down.find, down.isdir, down.isfile, down.exists, lambda at: down.glob(at + "/*")):
+        with pytest.raises(ConnectionError):
+            look("/x")
 
 
 def test_reads_anywhere(fs, remote):
@@ -87,11 +107,13 @@ def test_writes(fs, remote, tmp_path):
     with pytest.raises(FileNotFoundError):
         fs.get_file(root + "/none", str(tmp_path / "none"))
     assert not (tmp_path / "none").exists()
+    with pytest.raises(FileExistsError):
+        fs.makedirs(root + "/put", exist_ok=True)
 
 
 def test_says_what_it_does_not(fs, remote):
     path = str(remote.path / "a.csv")
-    for call in (lambda: fs.rm(path), lambda: fs.mv(path, path + "2"), lambda: fs.open(path, "ab")):
+    for call in (lambda: fs.rm(path), lambda: fs.rmdir(path), lambda: fs.mv(path, path + "2"), lambda: fs.open(path, "ab")):
         with pytest.raises(NotImplementedError):
             call()
     with fs.transaction, pytest.raises(NotImplementedError, match="transactions"):
