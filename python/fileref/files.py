@@ -5,9 +5,12 @@ from __future__ import annotations
 import io
 import os
 import warnings
-from typing import Any
+from typing import Any, Callable, TypeVar
 
 from . import _fileref, sessions
+
+_A = TypeVar("_A")
+_R = TypeVar("_R")
 
 #: In bytes. As much as one read of a stream hands out.
 BUFFER_SIZE = 128 * 1024
@@ -27,7 +30,7 @@ class _Raw(io.RawIOBase):
     def _is_ours(self) -> bool:
         return os.getpid() == self._pid
 
-    def _watched(self, call: Any, argument: Any) -> Any:
+    def _watched(self, call: Callable[[_A], _R], argument: _A) -> _R:
         """After a failure neither the session is used again, nor the file sent."""
         try:
             return call(argument)
@@ -86,6 +89,11 @@ class RawWriter(_Raw):
     def write(self, data: Any) -> int:
         return self._watched(self._file.write, data)
 
+    def write_file(self, descriptor: int) -> bool:
+        """Has close send a file of this machine as it is then, from its position on, instead of
+        data that was written. False, with nothing done, where that cannot be."""
+        return self._watched(self._file.write_file, descriptor)
+
     def close(self) -> None:
         """Sends the file, unless a write failed."""
         self._end(self._file.abandon if self._failure else self._file.close)
@@ -118,7 +126,7 @@ class _Sending:
         self.abandon()
 
 
-class BinaryWriter(_Sending, io.BufferedWriter):
+class BinaryWriter(_Sending, io.BufferedWriter):  # type: ignore[misc]
     """A remote file that is open for writing bytes."""
 
     def close(self) -> None:
@@ -126,7 +134,7 @@ class BinaryWriter(_Sending, io.BufferedWriter):
             super().close()
 
 
-class TextWriter(_Sending, io.TextIOWrapper):
+class TextWriter(_Sending, io.TextIOWrapper):  # type: ignore[misc]
     """A remote file that is open for writing text."""
 
     def close(self) -> None:
@@ -135,4 +143,5 @@ class TextWriter(_Sending, io.TextIOWrapper):
 
 
 def raw_of(file: Any) -> RawWriter:
-    return getattr(file, "buffer", file).raw
+    raw: RawWriter = getattr(file, "buffer", file).raw
+    return raw

@@ -25,8 +25,8 @@ import shutil
 import tempfile
 from typing import Any
 
-from fsspec.callbacks import NoOpCallback
-from fsspec.spec import AbstractFileSystem
+from fsspec.callbacks import NoOpCallback  # type: ignore[import]
+from fsspec.spec import AbstractFileSystem  # type: ignore[import]
 
 from . import listing, opening, sessions
 from .errors import Failure, NotADirectory, NotFound
@@ -43,7 +43,7 @@ class _Unlisted(Exception):
         self.failure = failure
 
 
-class FilerefFileSystem(AbstractFileSystem):
+class FilerefFileSystem(AbstractFileSystem):  # type: ignore[misc]
     """Remote files, over the system's own ssh; see fileref.filesystem."""
 
     protocol = "fileref"
@@ -104,10 +104,13 @@ class FilerefFileSystem(AbstractFileSystem):
     # Asking
 
     def info(self, path: str, **_: Any) -> dict[str, Any]:
+        return _info(self._strip_protocol(path), self._found(path))
+
+    def _found(self, path: str) -> listing.FileStatus:
         found = self._find(path)
         if found is None:
             raise NotFound(0, f"there is no {path!r}")
-        return _info(self._strip_protocol(path), found)
+        return found
 
     def exists(self, path: str, **_: Any) -> bool:
         return self._find(path) is not None
@@ -159,8 +162,8 @@ class FilerefFileSystem(AbstractFileSystem):
             return _info(path, self._find(path) or status) | {"islink": True}
         return _info(path, status)
 
-    def modified(self, path: str) -> datetime.datetime:
-        return self.info(path)["mtime"]
+    def modified(self, path: str) -> datetime.datetime | None:
+        return _time_of(self._found(path))
 
     # Reading
 
@@ -214,8 +217,12 @@ class FilerefFileSystem(AbstractFileSystem):
         self.makedirs(self._parent(rpath), exist_ok=True)
         how = "xb" if mode == "create" else "wb"
         with open(lpath, "rb") as source, self._open(rpath, how) as target:
-            callback.set_size(os.fstat(source.fileno()).st_size)
-            _copy(source, target, callback)
+            size = os.fstat(source.fileno()).st_size
+            callback.set_size(size)
+            if target.raw.write_file(source.fileno()):
+                callback.relative_update(size)
+            else:
+                _copy(source, target, callback)
 
     def mkdir(self, path: str, create_parents: bool = True, **_: Any) -> None:
         if self.exists(path):
@@ -285,7 +292,7 @@ class _SeekableRaw(io.RawIOBase):
 
     def _read_at(self, buffer: Any) -> int:
         if self._copy is None and self._at == self._read:
-            count = self._stream.readinto(buffer)
+            count: int = self._stream.readinto(buffer)
             self._read += count
             return count
         if self._at >= self.size():
@@ -345,14 +352,18 @@ def _target_at(host: str, user: str, port: int | None) -> Target:
 
 
 def _info(path: str, status: listing.FileStatus) -> dict[str, Any]:
-    when = status.modified
     return {
         "name": path,
         "size": status.size if status.kind != "directory" else 0,
         "type": status.kind,
-        "mtime": when and datetime.datetime.fromtimestamp(when, datetime.timezone.utc),
+        "mtime": _time_of(status),
         "mode": status.mode,
     }
+
+
+def _time_of(status: listing.FileStatus) -> datetime.datetime | None:
+    when = status.modified
+    return None if when is None else datetime.datetime.fromtimestamp(when, datetime.timezone.utc)
 
 
 def _copy(source: Any, target: Any, callback: Any) -> None:
@@ -366,7 +377,8 @@ def _copy_whole(source: Any, path: Any) -> None:
     path = os.path.realpath(path)
     if os.path.exists(path) and not os.path.isfile(path):
         with open(path, "wb") as device:
-            return source.raw.copy_to(device.fileno())
+            source.raw.copy_to(device.fileno())
+        return
     part = f"{path}.fileref-{secrets.token_hex(4)}"
     try:
         with open(part, "xb") as target:

@@ -5,7 +5,7 @@ from __future__ import annotations
 import codecs
 import io
 import itertools
-from typing import Any, Iterator, Literal, Mapping, Sequence, overload
+from typing import Any, Callable, Iterator, Literal, Mapping, Sequence, TypeVar, overload
 
 from . import _fileref, sessions
 from .errors import UsageError
@@ -15,6 +15,7 @@ from .target import AnyTarget, file_of
 #: In bytes: as long as records can be.
 LONGEST_RECORD = 2147483647
 
+_Raw = TypeVar("_Raw", RawReader, RawWriter)
 Mode = Literal["r", "rt", "rb", "w", "wt", "wb"]
 
 
@@ -156,7 +157,7 @@ def records(
 def _remote_encoding(name: str | None) -> str | None:
     """The name as iconv knows it; None where nothing is to be converted."""
     known = _canonical(name)
-    if known in (None, "utf-8", "ascii"):
+    if known is None or known in ("utf-8", "ascii"):
         return None
     return known.replace("-le", "le").replace("-be", "be")
 
@@ -207,7 +208,9 @@ class _Place:
             raise UsageError("several files cannot be written as one")
         return self._opened(RawWriter, lambda lease: self._create(lease, form))
 
-    def _opened(self, kind: Any, begin: Any) -> Any:
+    def _opened(
+        self, kind: Callable[[Any, sessions.Lease, str], _Raw], begin: Callable[[sessions.Lease], Any]
+    ) -> _Raw:
         lease = self._lease()
         try:
             return kind(begin(lease), lease, self.shown)
@@ -216,15 +219,16 @@ class _Place:
             raise
 
     def _open(self, lease: sessions.Lease, form: list[str]) -> _fileref.Reader:
+        session: _fileref.Session = lease.session
         as_stream = form[0][len("RECFM="):][:1].upper() == "S"  # fmt: skip
         if self.may_be_several:
             lease.directory = None
-            return lease.session.open_several(self.target, self.options, form, as_stream)
-        return lease.session.open(self.target.last_part(), form, as_stream)
+            return session.open_several(self.target, self.options, form, as_stream)
+        return session.open(self.target.last_part(), form, as_stream)
 
     def _create(self, lease: sessions.Lease, form: list[str]) -> _fileref.Writer:
-        name = self.target.last_part()
-        if self.may_be_several and lease.session.stat(name) is None:
+        name, session = self.target.last_part(), lease.session
+        if self.may_be_several and session.stat(name) is None:
             raise UsageError(f"{name!r} is a pattern, and no file has that name: literal=True makes one")
         as_stream = form[0] == "RECFM=S" and len(form) == 1
-        return lease.session.create(name, form + ([f"LRECL={BUFFER_SIZE}"] if as_stream else []))
+        return session.create(name, form + ([f"LRECL={BUFFER_SIZE}"] if as_stream else []))

@@ -75,9 +75,14 @@ class Lease:
         directory = directory.without_slashes()
         self.directory = None if makes else directory.path
         idle = _take(self._server, self.directory)
-        self.session: Any = idle.session if idle else new(given)
+        self._session: _fileref.Session | None = idle.session if idle else new(given)
         if idle is None or self.directory is None or idle.directory != self.directory:
             self._assign(directory, options)
+
+    @property
+    def session(self) -> _fileref.Session:
+        assert self._session is not None, "it was given back"
+        return self._session
 
     def _assign(self, directory: Target, options: Sequence[str]) -> None:
         try:
@@ -88,7 +93,7 @@ class Lease:
 
     def give_back(self, after: type[BaseException] | None = None) -> None:
         """Keeps the session for the next, unless what failed leaves it in doubt."""
-        session, self.session = self.session, None
+        session, self._session = self._session, None
         if session is None:
             return
         if after is None or issubclass(after, _ANSWERS):

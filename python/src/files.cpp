@@ -209,9 +209,8 @@ void Writer::write_lines(std::string_view bytes) {
   if (line_.size() >= too_many_for_a_line()) output().write(line_);  // which refuses it
 }
 
-void Writer::write_record(const py::buffer& record) {
-  const Bytes bytes(record);
-  session_->run([&] { output().write(bytes.view()); });
+bool Writer::write_file(int descriptor) {
+  return session_->run([&] { return line_.empty() && output().write_file(descriptor); });
 }
 
 void Writer::close() {

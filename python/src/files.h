@@ -65,8 +65,8 @@ class Writer {
 
   // Bytes as a stream takes them, else lines, the last of which may go on in the next call.
   std::size_t write(const py::buffer& buffer);
-  // One record.
-  void write_record(const py::buffer& record);
+  // As Output::write_file does it.
+  bool write_file(int descriptor);
   // Sends the file.
   void close();
   void abandon();

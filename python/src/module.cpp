@@ -191,7 +191,7 @@ void define_files(py::module_& module) {
       .def("close", &Reader::close);
   py::class_<Writer>(module, "Writer")
       .def("write", &Writer::write)
-      .def("write_record", &Writer::write_record)
+      .def("write_file", &Writer::write_file)
       .def("close", &Writer::close)
       .def("abandon", &Writer::abandon);
 }

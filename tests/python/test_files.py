@@ -5,6 +5,7 @@ import io
 import itertools
 import os
 import pickle
+import weakref
 
 import fileref
 import pytest
@@ -91,6 +92,11 @@ def test_reads_records(remote):
     assert list(fileref.records(target)) == [b"a", b"bc", b"", b"d"]
     assert list(fileref.records(target).batches(3)) == [[b"a", b"bc", b""], [b"d"]]
     assert list(fileref.records(target, recfm="F", lrecl=3)) == [b"a\nb", b"c\n\n", b"d  "]
+    dropped = fileref.records(target)
+    assert next(dropped) == b"a"
+    raw = weakref.ref(dropped._raw)
+    del dropped
+    assert raw() is None, "what nobody has any more is closed at once"
     seen = []
     with pytest.raises(fileref.Failure, match="Record 2 is longer"):
         for record in fileref.records(target, lrecl=1):

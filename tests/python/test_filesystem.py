@@ -1,5 +1,7 @@
 """The fsspec file system, by fsspec's contract, and with pandas."""
 
+import contextlib
+import os
 import shutil
 
 import fileref
@@ -100,8 +102,9 @@ def test_writes(fs, remote, tmp_path):
     fs.pipe(root + "/new/deep/x*", DATA)
     assert remote.get("new/deep/x*") == DATA
     fs.get_file(root + "/new/deep/x*", str(tmp_path / "got"))
-    fs.put_file(str(tmp_path / "got"), root + "/put")
-    assert remote.get("put") == DATA
+    told = fsspec.callbacks.Callback()
+    fs.put_file(str(tmp_path / "got"), root + "/put", callback=told)
+    assert remote.get("put") == DATA and told.value == told.size == len(DATA)
     fs.get(root + "/sub", str(tmp_path / "tree"), recursive=True)
     assert (tmp_path / "tree/b.csv").read_bytes() == b"b\n"
     with pytest.raises(FileNotFoundError):
@@ -109,6 +112,23 @@ def test_writes(fs, remote, tmp_path):
     assert not (tmp_path / "none").exists()
     with pytest.raises(FileExistsError):
         fs.makedirs(root + "/put", exist_ok=True)
+
+
+def test_a_file_that_breaks_off_replaces_nothing(fs, remote, tmp_path, monkeypatch):
+    class Breaks:
+        raw = property(lambda self: self)
+
+        def copy_to(self, descriptor):
+            os.write(descriptor, b"half")
+            raise ConnectionError
+
+    monkeypatch.setattr(fs, "stream", lambda path: contextlib.nullcontext(Breaks()))
+    (tmp_path / "here").mkdir()
+    (tmp_path / "here/old").write_bytes(b"old")
+    for name in ("old", "new"):
+        with pytest.raises(ConnectionError):
+            fs.get_file(str(remote.path / "a.csv"), str(tmp_path / "here" / name))
+    assert os.listdir(tmp_path / "here") == ["old"] and (tmp_path / "here/old").read_bytes() == b"old"
 
 
 def test_says_what_it_does_not(fs, remote):

@@ -142,15 +142,16 @@ def test_nothing_is_left_at_the_end(remote, tmp_path, code, said):
 
 
 def test_many_files_take_no_memory(remote):
-    target = remote.put("in", b"x\n")
+    (remote.path / "sub").mkdir()
+    targets = [remote.put("in", b"x\n"), remote.put("sub/in", b"x\n")]
 
     def resident():
         with open("/proc/self/statm") as pages:
             return int(pages.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
 
     def open_many(count):
-        for _ in range(count):
-            with fileref.open(target, "rb") as file:
+        for number in range(count):
+            with fileref.open(targets[number % 2], "rb") as file:
                 assert file.read() == b"x\n"
 
     open_many(200)
