@@ -5,6 +5,7 @@ from __future__ import annotations
 import codecs
 import io
 import itertools
+import re
 from typing import Any, Callable, Iterator, Literal, Mapping, Sequence, TypeVar, overload
 
 from . import _fileref, sessions
@@ -14,6 +15,8 @@ from .target import AnyTarget, file_of
 
 #: In bytes: as long as records can be.
 LONGEST_RECORD = 2147483647
+
+_OF_THE_CALL = re.compile(r"\b(RECFM|LRECL)\s*=", re.IGNORECASE)
 
 _Raw = TypeVar("_Raw", RawReader, RawWriter)
 Mode = Literal["r", "rt", "rb", "w", "wt", "wb"]
@@ -195,6 +198,8 @@ class _Place:
         self.shown = target if isinstance(target, str) else repr(target)
         self.may_be_several = bool(self.target.names) or (self.target.is_pattern() and not literal)
         self.options = words_of(options)
+        if any(_OF_THE_CALL.search(text) for text in self.options):
+            raise UsageError("RECFM and LRECL are arguments of the call: recfm=, lrecl=")
         self.host = host
 
     def _lease(self) -> sessions.Lease:

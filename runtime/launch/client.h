@@ -89,7 +89,7 @@ class Client {
   // Whether it stands by to begin another session on its connection.
   virtual bool is_renewable() const { return false; }
   // Begins it, with nothing of the one before; false: the connection is gone.
-  virtual bool renew(std::vector<std::string> /*expected*/) { return false; }
+  virtual bool renew(const std::vector<std::string>& /*expected*/) { return false; }
 
   // Whether it answers `stat` and `lstat`, see file_status.h.
   virtual bool knows_files() const { return false; }

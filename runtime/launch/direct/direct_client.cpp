@@ -48,13 +48,13 @@ DirectClient::DirectClient(LaunchRequest request, ServerCommand command,
   begin_session();
 }
 
-Session DirectClient::new_session(std::vector<std::string> expected) {
+Session DirectClient::new_session(const std::vector<std::string>& expected) {
   Session session{.hand_out = {},
                   .keep_unsent = launch_request().keep_unsent,
                   .lent = launch_request().lent,
                   .verify_uploads = launch_request().verify_uploads,
                   .atomic_uploads = launch_request().atomic_uploads,
-                  .expected = std::move(expected)};
+                  .expected = expected};
   if (launch_request().feed) {
     session.hand_out = [this](const Transfer& transfer, std::unique_ptr<Fetch> fetch) {
       launch_request().feed(transfer.local,
@@ -69,12 +69,12 @@ bool DirectClient::is_renewable() const {
          child().talking();
 }
 
-bool DirectClient::renew(std::vector<std::string> expected) {
+bool DirectClient::renew(const std::vector<std::string>& expected) {
   if (is_renewable()) move_bytes(Clock::now());
   if (!is_renewable()) return false;
   feeds_->drop();
   ahead_.drop();
-  session_ = new_session(std::move(expected));
+  session_ = new_session(expected);
   begin_session();
   return true;
 }

@@ -34,7 +34,7 @@ class DirectClient : public RecoveringClient<Operation> {
 
   bool sends_lent_files() const override { return true; }
   bool is_renewable() const override;
-  bool renew(std::vector<std::string> expected) override;
+  bool renew(const std::vector<std::string>& expected) override;
 
  private:
   std::unique_ptr<Operation> start() override;
@@ -44,7 +44,7 @@ class DirectClient : public RecoveringClient<Operation> {
   void withdraw() override;
   void give_up() override;
 
-  Session new_session(std::vector<std::string> expected);
+  Session new_session(const std::vector<std::string>& expected);
   void connect();
   void move_bytes(Clock::time_point deadline);
   std::string why_not_ready();
