@@ -22,7 +22,7 @@ class LentFiles {
   // there is nothing, or it is not there any more.
   std::string keep(const std::string& path) {
     const std::optional<FileRange> bytes = find(path);
-    const std::string place = bytes ? bytes->path() : "";
+    std::string place = bytes ? bytes->path() : "";
     if (!place.empty()) forget(path);
     return place;
   }

@@ -169,7 +169,7 @@ Host::Impl::Impl(HostOptions options)
     return found == assigned_.end() ? "" : runtime::unescape_name(found->second.physical_name);
   };
   launch.keep_unsent = [this](const std::string& local) {
-    const std::string place = runtime_.temp.lent().keep(local);
+    std::string place = runtime_.temp.lent().keep(local);
     if (!place.empty() || !runtime_.temp.lent().copy(local)) return place;
     return runtime::keep_unsent(local, options_.unsent_directory, runtime_.temp.name_of_output());
   };
