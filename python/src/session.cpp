@@ -100,12 +100,20 @@ std::atomic<int> Calls::under_way_{0};
 std::atomic<unsigned long> Calls::last_thread_{0};
 
 Calls::Calls() {
-  if (must_end()) throw UsageError("The interpreter is ending.");
+  if (must_end()) stop_thread();
   ++under_way_;
 }
 
 Calls::~Calls() {
   --under_way_;
+  if (must_end()) stop_thread();
+}
+
+// As Python itself stops threads that come back to it then. What this one would print of a failure
+// could abort the interpreter.
+void Calls::stop_thread() {
+  const py::gil_scoped_release without_gil;
+  for (;;) std::this_thread::sleep_for(24h);
 }
 
 bool Calls::must_end() {

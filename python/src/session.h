@@ -25,7 +25,8 @@ py::str text_of(std::string_view bytes);
 // Calls into the library, of all threads: what the end of the interpreter waits for.
 class Calls {
  public:
-  // Counts a call. Throws UsageError when the interpreter is about to end.
+  // Counts a call. Both need the GIL, and neither returns in a thread that the end of the
+  // interpreter leaves behind.
   Calls();
   ~Calls();
   Calls(const Calls&) = delete;
@@ -35,10 +36,12 @@ class Calls {
   static bool must_end();
   // In a process that was forked off nothing is under way.
   static void forget() { under_way_ = 0; }
-  // Ends those under way in other threads, and refuses further ones there. Needs the GIL.
+  // Ends those under way in other threads, and these threads with their next. Needs the GIL.
   static void end_all();
 
  private:
+  [[noreturn]] static void stop_thread();
+
   static std::atomic<int> under_way_;
   static std::atomic<unsigned long> last_thread_;  // which alone still calls; 0: all do
 };
