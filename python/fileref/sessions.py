@@ -42,7 +42,6 @@ _ANSWERS = (FileNotFoundError, NotADirectoryError, PermissionError)
 _idle: list[_Idle] = []
 _lock = threading.RLock()
 _open_files: weakref.WeakSet[Any] = weakref.WeakSet()
-_sessions: weakref.WeakSet[_fileref.Session] = weakref.WeakSet()
 
 
 def _warn(text: str) -> None:
@@ -57,9 +56,7 @@ def host_options(given: Mapping[str, Any]) -> dict[str, Any]:
 
 
 def new(given: Mapping[str, Any]) -> _fileref.Session:
-    session = _fileref.Session(host_options(given))
-    _sessions.add(session)
-    return session
+    return _fileref.Session(host_options(given))
 
 
 class Lease:
@@ -159,7 +156,7 @@ def track(file: Any) -> None:
 def _end() -> None:
     _fileref.end_calls()
     ends = [file.abandon for file in list(_open_files)]
-    for end in ends + [session.close for session in list(_sessions)]:
+    for end in ends + [_fileref.close_sessions]:
         try:
             end()
         except (OSError, UsageError):
@@ -173,7 +170,6 @@ def _forget() -> None:
     _fileref.after_fork()
     _idle.clear()
     _open_files.clear()
-    _sessions.clear()
 
 
 atexit.register(_end)

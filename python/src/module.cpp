@@ -205,7 +205,11 @@ PYBIND11_MODULE(_fileref, module) {
   define_files(module);
   module.def("copy", &copy_files);
   module.def("end_calls", &Calls::end_all);
-  module.def("after_fork", &Calls::forget);
+  module.def("close_sessions", &Session::close_all);
+  module.def("after_fork", [] {
+    Calls::forget();
+    Session::forget_all();
+  });
   module.attr("__version__") = FILEREF_VERSION;
 }
 

@@ -169,6 +169,12 @@ Directory& Session::directory() {
   return *directory_;
 }
 
+void Session::close_all() {
+  for (Session* session : std::set(Listed::all)) {
+    session->finish([session] { session->close(); });
+  }
+}
+
 void Session::close() {
   has_ended_ = true;
   directory_.reset();

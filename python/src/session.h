@@ -6,6 +6,7 @@
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -96,6 +97,11 @@ class Session {
   std::optional<FileStatus> stat() { return host_->stat(kFileref); }
   void close();
 
+  // For the end of the interpreter, when no other thread is in a call; needs the GIL.
+  static void close_all();
+  // In a process that was forked off: all that there are belong to the other.
+  static void forget_all() { Listed::all.clear(); }
+
  private:
   class Turn {
    public:
@@ -114,6 +120,21 @@ class Session {
 
   static constexpr const char* kFileref = "REMOTE";
 
+  // Under the GIL. One whose thread was stopped while it was made is here, too.
+  class Listed {
+   public:
+    explicit Listed(Session* session) : session_(session) { all.insert(session); }
+    ~Listed() { all.erase(session_); }
+    Listed(const Listed&) = delete;
+    Listed& operator=(const Listed&) = delete;
+
+    static inline std::set<Session*> all;
+
+   private:
+    Session* session_;
+  };
+
+  Listed listed_{this};
   std::atomic<bool> in_use_{false};
   bool has_ended_ = false;
   std::optional<Host> host_;
