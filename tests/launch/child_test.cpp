@@ -131,8 +131,10 @@ TEST_F(ChildTest, IsWatchedOverBySomethingSmall) {
 #else
   EXPECT_TRUE(support::eventually([&] { return resident_pages() > 0; }));
 #endif
-  const support::fs::directory_iterator open(guardian + "/fd");
-  EXPECT_EQ(std::distance(begin(open), end(open)), 3);
+  EXPECT_TRUE(support::eventually([&] {
+    const support::fs::directory_iterator open(guardian + "/fd");
+    return std::distance(begin(open), end(open)) == 3;
+  }));
   child->end(milliseconds(500), milliseconds(500));
   EXPECT_TRUE(support::children_of(getpid()).empty());
 }
