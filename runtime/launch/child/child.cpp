@@ -15,7 +15,6 @@
 namespace fileref::runtime {
 namespace {
 
-using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
 // How often the end of the process is looked for where the kernel has no pidfd.
@@ -26,7 +25,7 @@ constexpr milliseconds kAskInterval{100};
 
 // A wide pipe that was full is given this time. There is room as soon as a page of it is free, and
 // to fill it up page by page would wake both sides for each.
-constexpr microseconds kDrain{500};
+constexpr milliseconds kDrain{1};
 
 // Reads that empty the largest pipe.
 constexpr int kFullPipe = 16;

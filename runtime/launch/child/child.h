@@ -128,7 +128,7 @@ class Child {
   Fd alive_;  // pidfd: readable once the process has ended
   std::string queued_;
   int most_reads_ = 1;  // of a stream, each time that it has something
-  std::chrono::microseconds drain_{0};
+  std::chrono::milliseconds drain_{0};
   bool is_full_ = false;  // the pipe that is written to, when it was last
   std::function<bool()> interrupted_;
   std::optional<Ending> ending_;
