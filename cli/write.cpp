@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -31,16 +30,8 @@ void write_bytes(fileref::Output& output) {
   }
 }
 
-// So many bytes without a line feed are too long a record, whatever follows. There is no encoding
-// in which more than sixteen bytes of UTF-8 are one.
-std::size_t too_many_for_a_line(const fileref::Output& output) {
-  const auto length = static_cast<std::size_t>(output.record_length());
-  const std::size_t most_of_one_byte = output.is_converted() ? 16 : 1;
-  return std::min(length, SIZE_MAX / 16 - 1) * most_of_one_byte + 1;
-}
-
 void write_lines(fileref::Output& output) {
-  const std::size_t too_many = too_many_for_a_line(output);
+  const std::size_t too_many = output.too_many_for_a_line();
   std::vector<char> buffer(kPiece);
   std::size_t held = 0;  // bytes of a line that is not complete yet
   for (;;) {

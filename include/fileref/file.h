@@ -130,6 +130,8 @@ class Output {
   bool is_stream() const;
   /// Whether records are converted (ENCODING), and are measured by what becomes of them.
   bool is_converted() const;
+  /// So many bytes without a line feed are too long a record, whatever follows.
+  std::size_t too_many_for_a_line() const;
 
  private:
   OpenFile& file() const;

@@ -23,9 +23,9 @@ def copy(
         fileref.copy(["a.csv", "b.csv"], "sftp://srv/data/")
 
     Each place is a target, or else a path of this machine, and that is never a pattern. `target` is
-    the directory to copy into, or with one source also a file. Nothing half-done is left: a file
-    takes the place of the old one when it is whole. With `failed` that function is told of each
-    file that could not be copied, and the others are copied all the same.
+    the directory to copy into, or with one source also a file. A file here takes the place of the
+    old one when it is whole, one on a server with `atomic`. With `failed` that function is told of
+    each file that could not be copied, and the others are copied all the same.
     """
     places = [sources] if isinstance(sources, str) else list(sources)
     return _fileref.copy(

@@ -4,7 +4,6 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 
 #include "host/codes.h"
@@ -187,13 +186,6 @@ void Writer::write_bytes(std::string_view bytes) {
   }
 }
 
-// So many bytes without a line feed are too long a record, whatever follows. There is no encoding
-// in which more than sixteen bytes of UTF-8 are one.
-std::size_t Writer::too_many_for_a_line() {
-  const auto length = static_cast<std::size_t>(output().record_length());
-  return std::min(length, SIZE_MAX / 16 - 1) * (output().is_converted() ? 16 : 1) + 1;
-}
-
 void Writer::write_lines(std::string_view bytes) {
   const std::size_t end = bytes.rfind('\n') + 1;
   if (end > 0 && !line_.empty()) {
@@ -206,7 +198,7 @@ void Writer::write_lines(std::string_view bytes) {
     output().write_lines(bytes.substr(0, end));
   }
   line_.append(bytes.substr(end));
-  if (line_.size() >= too_many_for_a_line()) output().write(line_);  // which refuses it
+  if (line_.size() >= output().too_many_for_a_line()) output().write(line_);  // which refuses it
 }
 
 bool Writer::write_file(int descriptor) {

@@ -74,7 +74,6 @@ class Writer {
  private:
   void write_bytes(std::string_view bytes);
   void write_lines(std::string_view bytes);
-  std::size_t too_many_for_a_line();
   Output& output() { return output_ ? *output_ : throw UsageError("The file is closed."); }
 
   std::shared_ptr<Session> session_;

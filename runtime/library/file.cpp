@@ -1,5 +1,7 @@
 #include "fileref/file.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <system_error>
 #include <utility>
 
@@ -299,6 +301,11 @@ void Output::abandon() {
 }
 bool Output::is_converted() const {
   return file().is_converted();
+}
+// There is no encoding in which more than sixteen bytes of UTF-8 are one.
+std::size_t Output::too_many_for_a_line() const {
+  const auto length = static_cast<std::size_t>(record_length());
+  return std::min(length, SIZE_MAX / 16 - 1) * (is_converted() ? 16 : 1) + 1;
 }
 bool Output::is_stream() const {
   return file().is_stream();
